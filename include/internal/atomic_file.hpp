@@ -1,0 +1,27 @@
+#ifndef QUILKOVA_INTERNAL_ATOMIC_FILE_HPP
+#define QUILKOVA_INTERNAL_ATOMIC_FILE_HPP
+
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <string>
+
+// Whole-file reads and crash-safe replacement, shared by both libraries.
+// Paths are real paths (already rooted). Results are 0 or an errno value.
+namespace quilkova::internal {
+
+// Reads a regular file whole without following a symbolic link at `path`.
+// `info`, when given, receives the file's status.
+int ReadFileNoFollow(const std::string& path, std::string& content, struct stat* info = nullptr);
+
+// Replaces `path` by a file holding `content`: a temporary file in the same
+// directory is written, synced and renamed over it, then the directory is
+// synced. A reader sees the old file or the new one, never a part; a link
+// planted at `path` is replaced, never followed. `owner`/`group` other than
+// -1 are applied when the process may (failure to do so is ignored).
+int ReplaceFileAtomically(const std::string& path, const std::string& content, mode_t mode,
+                          uid_t owner = static_cast<uid_t>(-1), gid_t group = static_cast<gid_t>(-1));
+
+}  // namespace quilkova::internal
+
+#endif

@@ -1,0 +1,53 @@
+#ifndef QUILKOVA_INTERNAL_JSON_UTILS_HPP
+#define QUILKOVA_INTERNAL_JSON_UTILS_HPP
+
+#include <json/json.h>
+
+#include <string>
+
+#include "internal/log.hpp"
+#include "quilkova/kova_exception.hpp"
+
+namespace quilkova::internal {
+
+// Strict parse (an object or an array at the root, nothing after it),
+// comments allowed. Never throws; hostile input gives false.
+bool TryParseJson(const std::string& text, Json::Value& out);
+
+// The styled text of a value, as the JSON files hold it.
+std::string JsonToText(const Json::Value& value);
+
+// Writes `value` to the library path `path` (under the root prefix)
+// atomically; mode 0600 for private and /tmp/account_* files, 0644 otherwise.
+// 0 or an errno value.
+int WriteJsonFile(const std::string& path, const Json::Value& value);
+
+// Reads the whole file at the library path `path`, never through a link.
+// False when it is missing or unreadable (no log).
+bool ReadJsonFileText(const std::string& path, std::string& text);
+
+inline bool ParseJson(const std::string& text, Json::Value& out) {
+    if (TryParseJson(text, out)) {
+        return true;
+    }
+    KOVA_LOG(LOG_ERR, "%s:%d Failed to parse json: %s", text.c_str());
+    return false;
+}
+
+// Loads a JSON file; a missing file or a parse failure gives false.
+inline bool LoadJsonFile(const std::string& path, Json::Value& out) {
+    std::string text;
+    return ReadJsonFileText(path, text) && ParseJson(text, out);
+}
+
+// Saves a JSON file atomically; failure logs and throws code 2.
+inline void SaveJsonFile(const std::string& path, const Json::Value& value) {
+    if (WriteJsonFile(path, value) != 0) {
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to save json: %s", path.c_str());
+        throw KovaException(KOVA_ERR_BAD_JSON);
+    }
+}
+
+}  // namespace quilkova::internal
+
+#endif

@@ -1,0 +1,27 @@
+#ifndef QUILKOVA_INTERNAL_LOG_HPP
+#define QUILKOVA_INTERNAL_LOG_HPP
+
+#include <syslog.h>
+
+#include <functional>
+#include <string>
+
+namespace quilkova::internal {
+
+// Formats one diagnostic and sends it to syslog. The format begins with
+// "%s:%d " and KOVA_LOG supplies the source file's base name and line for it.
+// errno is preserved, so "%m" shows the caller's error.
+void LogLine(int priority, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+
+const char* SourceBaseName(const char* path);
+
+// Test hook: while a sink is installed, lines go to it instead of syslog.
+using LogSink = std::function<void(int priority, const std::string& line)>;
+void SetLogSink(LogSink sink);
+
+}  // namespace quilkova::internal
+
+#define KOVA_LOG(priority, fmt, ...) \
+    ::quilkova::internal::LogLine((priority), fmt, ::quilkova::internal::SourceBaseName(__FILE__), __LINE__, ##__VA_ARGS__)
+
+#endif

@@ -1,0 +1,67 @@
+#ifndef QUILKOVA_QUILKOVA_H
+#define QUILKOVA_QUILKOVA_H
+
+/* The flat face of libquilkova: functions return 0 or -1 and leave a
+   KOVA_ERRCODE in the process-wide error slot (QUILKOVAErrGet). */
+
+#include <stddef.h>
+
+#include "quilkova/export.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Numbers are fixed forever; 9-13 and 21 are deliberately unused. */
+typedef enum {
+    KOVA_ERR_SUCCESS = 0,
+    KOVA_ERR_BAD_PARAM = 1,
+    KOVA_ERR_BAD_JSON = 2,
+    KOVA_ERR_NO_ACCOUNT = 3,
+    KOVA_ERR_SEND = 4,
+    KOVA_ERR_RESPONSE = 5,
+    KOVA_ERR_SYSTEM = 6,
+    KOVA_ERR_PAYMENT_CONFIG = 7,
+    KOVA_ERR_SERIAL = 8,
+    KOVA_ERR_AUTH = 14,
+    KOVA_ERR_NETWORK = 15,
+    KOVA_ERR_ACCOUNT_IN_USE = 16,
+    KOVA_ERR_SERIAL_MAX_ACCOUNTS = 17,
+    KOVA_ERR_ACCOUNT_UNVERIFIED = 18,
+    KOVA_ERR_CONFIG_WRITE = 19,
+    KOVA_ERR_MAC = 20,
+    KOVA_ERR_TOKEN = 22,
+    KOVA_ERR_SERVER_CONFIG = 23,
+    KOVA_ERR_UNKNOWN = 24,
+    KOVA_ERR_ACCOUNT_NOT_FOUND = 25,
+    KOVA_ERR_APIKEY_NOT_FOUND = 26,
+    KOVA_ERR_APIKEY_EXPIRED = 27
+} KOVA_ERRCODE;
+
+/* One row of the service-keyword table; the table ends with a null keyword. */
+typedef struct _tag_kova_error_map_ {
+    const char *keyword;
+    KOVA_ERRCODE code;
+} KOVA_ERROR_MAP;
+
+/* Keyword rows in match order (first prefix match wins). */
+QUILKOVA_EXPORT extern const KOVA_ERROR_MAP gErrorCodeMap[];
+
+/* Error slot and texts. */
+QUILKOVA_EXPORT int QUILKOVAErrSet(int code);
+QUILKOVA_EXPORT int QUILKOVAErrGet(void);
+QUILKOVA_EXPORT const char *GetKovaErrorMsg(int code);
+QUILKOVA_EXPORT void printErrCode(int code);
+QUILKOVA_EXPORT int GetErrorCodeFromAccountError(const char *keyword);
+QUILKOVA_EXPORT int MapLibKovaCenterErrorCode(const char *keyword);
+QUILKOVA_EXPORT int GetErrorCodeFromCloudService(void);
+
+/* Writes the 32 lowercase hex digits of MD5(text) and a terminator into out
+   (which must hold 33 bytes); 0, or -1 for a null text or out_size < 32. */
+QUILKOVA_EXPORT int KoVAGetMd5String(const char *text, char *out, size_t out_size);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,10 @@
+#ifndef QUILKOVA_QUILKOVA_HPP
+#define QUILKOVA_QUILKOVA_HPP
+
+// Every public header of libquilkova.
+#include "quilkova/quilkova.h"
+#include "quilkova/backtrace.hpp"
+#include "quilkova/kova_exception.hpp"
+#include "quilkova/file_lock.hpp"
+
+#endif

@@ -1,0 +1,73 @@
+// Advisory lock files: one non-blocking flock attempt per call.
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <new>
+#include <string>
+
+#include "internal/root_prefix.hpp"
+#include "last_error.hpp"
+#include "quilplatform/qlibc_error.h"
+#include "quilplatform/qlibc_file.h"
+
+namespace {
+
+int OpenLockFile(const std::string& real_path) {
+    constexpr int kFlags = O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK;
+    int fd = ::open(real_path.c_str(), O_RDWR | kFlags, 0666);
+    if (fd < 0 && errno == EACCES) {
+        // Someone else's lock file that we may only read: flock works on it all the same.
+        fd = ::open(real_path.c_str(), O_RDONLY | kFlags, 0666);
+    }
+    return fd;
+}
+
+}  // namespace
+
+extern "C" {
+
+bool QLIBCFileLockByFile(const char* path, bool exclusive, int* fd) {
+    if (path == nullptr || fd == nullptr) {
+        QLIBC_FAIL(QLIBC_ERR_BAD_PARAMETERS);
+        return false;
+    }
+    int lock_fd = -1;
+    try {
+        const std::string real_path = quilkova::internal::RootedPath(path);
+        quilkova::internal::MakeParentDirectories(real_path);
+        lock_fd = OpenLockFile(real_path);
+    } catch (const std::bad_alloc&) {
+        QLIBC_FAIL(QLIBC_ERR_OUT_OF_MEMORY);
+        return false;
+    }
+    if (lock_fd < 0) {
+        QLIBC_FAIL(QLIBC_ERR_FILE_OPEN);
+        return false;
+    }
+    if (::flock(lock_fd, (exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB) != 0) {
+        const bool busy = errno == EWOULDBLOCK;
+        ::close(lock_fd);
+        QLIBC_FAIL(busy ? QLIBC_ERR_BUSY : QLIBC_ERR_FILE_LOCK);
+        return false;
+    }
+    *fd = lock_fd;
+    return true;
+}
+
+int QLIBCFileUnlockByFile(int fd) {
+    if (fd < 0) {
+        QLIBC_FAIL(QLIBC_ERR_BAD_PARAMETERS);
+        return -1;
+    }
+    const int unlocked = ::flock(fd, LOCK_UN);
+    const int closed = ::close(fd);
+    if (unlocked != 0 || closed != 0) {
+        QLIBC_FAIL(QLIBC_ERR_FILE_LOCK);
+        return -1;
+    }
+    return 0;
+}
+
+}  // extern "C"

@@ -1,0 +1,148 @@
+#include "internal/atomic_file.hpp"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <vector>
+
+#include "internal/root_prefix.hpp"
+
+namespace quilkova::internal {
+
+namespace {
+// Closes a descriptor on every path.
+class Descriptor {
+public:
+    explicit Descriptor(int fd) : fd_(fd) {}
+    ~Descriptor() {
+        if (fd_ >= 0) {
+            ::close(fd_);
+        }
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int get() const { return fd_; }
+    int release() {
+        const int fd = fd_;
+        fd_ = -1;
+        return fd;
+    }
+
+private:
+    int fd_;
+};
+
+int WriteAll(int fd, const std::string& content) {
+    size_t done = 0;
+    while (done < content.size()) {
+        const ssize_t n = ::write(fd, content.data() + done, content.size() - done);
+        if (n < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return errno;
+        }
+        done += static_cast<size_t>(n);
+    }
+    return 0;
+}
+
+std::string DirectoryOf(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    if (slash == std::string::npos) {
+        return ".";
+    }
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+int SyncDirectory(const std::string& directory) {
+    Descriptor fd(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (fd.get() < 0) {
+        return errno;
+    }
+    return ::fsync(fd.get()) == 0 ? 0 : errno;
+}
+
+// Writes, syncs and closes the temporary file; the error, if any, as errno.
+int FillTemporary(Descriptor& fd, const std::string& content, mode_t mode, uid_t owner, gid_t group) {
+    if (::fchmod(fd.get(), mode) != 0) {
+        return errno;
+    }
+    if (owner != static_cast<uid_t>(-1) || group != static_cast<gid_t>(-1)) {
+        (void)::fchown(fd.get(), owner, group);
+    }
+    if (const int error = WriteAll(fd.get(), content); error != 0) {
+        return error;
+    }
+    if (::fsync(fd.get()) != 0) {
+        return errno;
+    }
+    return ::close(fd.release()) == 0 ? 0 : errno;
+}
+}  // namespace
+
+int ReadFileNoFollow(const std::string& path, std::string& content, struct stat* info) {
+    Descriptor fd(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
+    if (fd.get() < 0) {
+        return errno;
+    }
+    struct stat status {};
+    if (::fstat(fd.get(), &status) != 0) {
+        return errno;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return EINVAL;
+    }
+    std::string text;
+    char chunk[8192];
+    for (;;) {
+        const ssize_t n = ::read(fd.get(), chunk, sizeof(chunk));
+        if (n < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return errno;
+        }
+        if (n == 0) {
+            break;
+        }
+        text.append(chunk, static_cast<size_t>(n));
+    }
+    content.swap(text);
+    if (info != nullptr) {
+        *info = status;
+    }
+    return 0;
+}
+
+int ReplaceFileAtomically(const std::string& path, const std::string& content, mode_t mode, uid_t owner,
+                          gid_t group) {
+    if (!MakeParentDirectories(path)) {
+        return errno;
+    }
+    const std::string directory = DirectoryOf(path);
+    const std::string base = path.substr(path.rfind('/') + 1);
+    std::vector<char> temporary(directory.begin(), directory.end());
+    const std::string suffix = "/." + base + ".XXXXXX";
+    temporary.insert(temporary.end(), suffix.begin(), suffix.end());
+    temporary.push_back('\0');
+
+    // mkostemp creates with O_EXCL, so it never opens through a planted link.
+    Descriptor fd(::mkostemp(temporary.data(), O_CLOEXEC));
+    if (fd.get() < 0) {
+        return errno;
+    }
+    int error = FillTemporary(fd, content, mode, owner, group);
+    if (error == 0 && ::rename(temporary.data(), path.c_str()) != 0) {
+        error = errno;
+    }
+    if (error != 0) {
+        ::unlink(temporary.data());
+        return error;
+    }
+    return SyncDirectory(directory);
+}
+
+}  // namespace quilkova::internal

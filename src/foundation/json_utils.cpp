@@ -1,0 +1,57 @@
+#include "internal/json_utils.hpp"
+
+#include <cstring>
+#include <memory>
+
+#include "internal/atomic_file.hpp"
+#include "internal/root_prefix.hpp"
+
+namespace quilkova::internal {
+
+namespace {
+// Private account files and the /tmp/account_* files are for root's eyes only.
+mode_t ModeFor(const std::string& path) {
+    const bool is_private = path.find("/private/") != std::string::npos;
+    const bool is_account_tmp = path.rfind("/tmp/account_", 0) == 0;
+    return is_private || is_account_tmp ? 0600 : 0644;
+}
+}  // namespace
+
+bool TryParseJson(const std::string& text, Json::Value& out) {
+    try {
+        Json::CharReaderBuilder builder;
+        Json::CharReaderBuilder::strictMode(&builder.settings_);
+        builder["allowComments"] = true;
+        const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+        Json::Value parsed;
+        std::string errors;
+        if (!reader->parse(text.data(), text.data() + text.size(), &parsed, &errors)) {
+            return false;
+        }
+        out.swap(parsed);
+        return true;
+    } catch (...) {
+        // Nesting beyond the reader's stack limit throws; hostile input is just bad input.
+        return false;
+    }
+}
+
+std::string JsonToText(const Json::Value& value) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "\t";
+    return Json::writeString(builder, value) + "\n";
+}
+
+int WriteJsonFile(const std::string& path, const Json::Value& value) {
+    try {
+        return ReplaceFileAtomically(RootedPath(path), JsonToText(value), ModeFor(path));
+    } catch (const std::bad_alloc&) {
+        return ENOMEM;
+    }
+}
+
+bool ReadJsonFileText(const std::string& path, std::string& text) {
+    return ReadFileNoFollow(RootedPath(path), text) == 0;
+}
+
+}  // namespace quilkova::internal

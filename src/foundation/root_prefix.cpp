@@ -1,0 +1,33 @@
+#include "internal/root_prefix.hpp"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+namespace quilkova::internal {
+
+std::string RootedPath(const std::string& path) {
+    const char* root = ::secure_getenv("QUILKOVA_ROOT");
+    if (root == nullptr || *root == '\0') {
+        return path;
+    }
+    return root + path;
+}
+
+bool MakeParentDirectories(const std::string& rooted_path) {
+    for (size_t slash = rooted_path.find('/', 1); slash != std::string::npos;
+         slash = rooted_path.find('/', slash + 1)) {
+        const std::string directory = rooted_path.substr(0, slash);
+        const size_t name_start = directory.rfind('/') + 1;
+        const mode_t mode = directory.compare(name_start, std::string::npos, "private") == 0 ? 0700 : 0755;
+        if (::mkdir(directory.c_str(), mode) == 0) {
+            ::chmod(directory.c_str(), mode);  // exact mode, whatever the umask
+        } else if (errno != EEXIST) {
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace quilkova::internal

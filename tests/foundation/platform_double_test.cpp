@@ -1,0 +1,78 @@
+// Platform behaviour that a root's content cannot produce, through link-time
+// doubles: definitions here take the place of the platform's for this program.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "child_process.hpp"
+#include "quilkova/file_lock.hpp"
+#include "quilkova/quilkova.h"
+#include "quilplatform/cloud_service.h"
+#include "quilplatform/qlibc_file.h"
+#include "temp_root.hpp"
+
+namespace {
+int g_cloud_error = 0;
+int g_lock_attempts = 0;
+}  // namespace
+
+extern "C" int QUILCloudServiceGetErrorCode(void) {
+    return g_cloud_error;
+}
+
+// Counts the attempts and hands them to the real platform function.
+extern "C" bool QLIBCFileLockByFile(const char* path, bool exclusive, int* fd) {
+    using LockFunction = bool (*)(const char*, bool, int*);
+    static const auto real = reinterpret_cast<LockFunction>(::dlsym(RTLD_NEXT, "QLIBCFileLockByFile"));
+    ++g_lock_attempts;
+    return real(path, exclusive, fd);
+}
+
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(CloudServiceError, MapsNetworkToFifteenAndEverythingElseToUnknown) {
+    const struct {
+        int platform;
+        int expected;
+    } rows[] = {{0, 0}, {1, 15}, {7, 24}, {2, 24}, {-1, 24}};
+    for (const auto& row : rows) {
+        g_cloud_error = row.platform;
+        QUILKOVAErrSet(3);
+        EXPECT_EQ(GetErrorCodeFromCloudService(), row.expected) << "platform " << row.platform;
+        EXPECT_EQ(QUILKOVAErrGet(), 3) << "the slot is not touched";
+    }
+    g_cloud_error = 0;
+}
+
+TEST(FileLockAttempts, LockZeroMakesNoAttemptAndAWaitRetriesEvery50To100Ms) {
+    quilkova::test::TempRoot root;
+    g_lock_attempts = 0;
+    quilkova::FileLock lock("/tmp/account_attempts.lock");
+    EXPECT_FALSE(lock.Lock(0));
+    EXPECT_EQ(g_lock_attempts, 0);
+
+    quilkova::test::ReadySignal locked;
+    quilkova::test::ReadySignal release;
+    quilkova::test::ChildProcess holder([&] {
+        quilkova::FileLock held("/tmp/account_attempts.lock");
+        if (!held.Lock(5)) {
+            return 1;
+        }
+        locked.Notify();
+        release.Wait(30s);
+        return 0;
+    });
+    ASSERT_TRUE(locked.Wait(10s));
+    g_lock_attempts = 0;
+    EXPECT_FALSE(lock.Lock(1));
+    // One second of 50-100 ms waits: between 10 and 21 attempts.
+    EXPECT_GE(g_lock_attempts, 10);
+    EXPECT_LE(g_lock_attempts, 21);
+    release.Notify();
+    EXPECT_EQ(holder.Wait(), 0);
+}
+
+}  // namespace

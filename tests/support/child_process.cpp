@@ -1,0 +1,94 @@
+#include "child_process.hpp"
+
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <stdexcept>
+#include <thread>
+
+namespace quilkova::test {
+
+ReadySignal::ReadySignal() {
+    if (::pipe(fds_) != 0) {
+        throw std::runtime_error("pipe failed");
+    }
+}
+
+ReadySignal::~ReadySignal() {
+    ::close(fds_[0]);
+    ::close(fds_[1]);
+}
+
+void ReadySignal::Notify() {
+    const char byte = 1;
+    (void)!::write(fds_[1], &byte, 1);
+}
+
+bool ReadySignal::Wait(std::chrono::milliseconds timeout) {
+    struct pollfd ready = {fds_[0], POLLIN, 0};
+    if (::poll(&ready, 1, static_cast<int>(timeout.count())) != 1) {
+        return false;
+    }
+    char byte = 0;
+    return ::read(fds_[0], &byte, 1) == 1;
+}
+
+ChildProcess::ChildProcess(const std::function<int()>& body) : pid_(::fork()) {
+    if (pid_ < 0) {
+        throw std::runtime_error("fork failed");
+    }
+    if (pid_ == 0) {
+        int status = 99;
+        try {
+            status = body();
+        } catch (...) {
+        }
+        ::_exit(status);  // no atexit handlers of the test runner in the child
+    }
+}
+
+ChildProcess::~ChildProcess() {
+    if (!reaped_) {
+        Kill();
+    }
+}
+
+int ChildProcess::Wait(std::chrono::milliseconds timeout) {
+    if (reaped_) {
+        return -1;
+    }
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    for (;;) {
+        int status = 0;
+        const pid_t done = ::waitpid(pid_, &status, WNOHANG);
+        if (done == pid_) {
+            reaped_ = true;
+            return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        }
+        if (done < 0 && errno != EINTR) {
+            reaped_ = true;
+            return -1;
+        }
+        if (std::chrono::steady_clock::now() >= deadline) {
+            Kill();
+            return -1;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+}
+
+void ChildProcess::Kill() {
+    if (reaped_) {
+        return;
+    }
+    ::kill(pid_, SIGKILL);
+    int status = 0;
+    while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
+    }
+    reaped_ = true;
+}
+
+}  // namespace quilkova::test

@@ -1,0 +1,47 @@
+#ifndef QUILKOVA_TESTS_CHILD_PROCESS_HPP
+#define QUILKOVA_TESTS_CHILD_PROCESS_HPP
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <functional>
+
+namespace quilkova::test {
+
+// A one-way "ready" signal from a child to its parent, over a pipe.
+class ReadySignal {
+public:
+    ReadySignal();
+    ~ReadySignal();
+    ReadySignal(const ReadySignal&) = delete;
+    ReadySignal& operator=(const ReadySignal&) = delete;
+
+    void Notify();  // in the child
+    bool Wait(std::chrono::milliseconds timeout);  // in the parent
+
+private:
+    int fds_[2];
+};
+
+// Runs `body` in a forked process; its result is the exit status. The
+// process is killed and reaped by the destructor if it is still running.
+class ChildProcess {
+public:
+    explicit ChildProcess(const std::function<int()>& body);
+    ~ChildProcess();
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+
+    pid_t pid() const { return pid_; }
+    // The exit status, or -1 when it did not end in time (it is then killed).
+    int Wait(std::chrono::milliseconds timeout = std::chrono::seconds(60));
+    void Kill();
+
+private:
+    pid_t pid_;
+    bool reaped_ = false;
+};
+
+}  // namespace quilkova::test
+
+#endif
