@@ -88,6 +88,24 @@ bool FindValue(const std::string& content, const std::string& key, std::string& 
     return false;
 }
 
+// Reads the file (a missing one is empty) and returns what `use` makes of its
+// content; a read error or an allocation failure gives -1 and the last error.
+template <typename Use>
+int WithContent(const char* path, Use use) {
+    try {
+        std::string content;
+        const int error = ReadContent(RootedPath(path), content);
+        if (error != 0 && error != ENOENT) {
+            QLIBC_FAIL(QLIBC_ERR_FILE_READ);
+            return -1;
+        }
+        return use(content);
+    } catch (const std::bad_alloc&) {
+        QLIBC_FAIL(QLIBC_ERR_OUT_OF_MEMORY);
+        return -1;
+    }
+}
+
 bool IsValidKey(const char* key) {
     if (key == nullptr || *key == '\0' || *key == '#') {
         return false;
@@ -214,13 +232,7 @@ int QLIBCFileGetKeyValue(const char* path, const char* key, char* buffer, int si
         return -1;
     }
     buffer[0] = '\0';
-    try {
-        std::string content;
-        const int error = ReadContent(RootedPath(path), content);
-        if (error != 0 && error != ENOENT) {
-            QLIBC_FAIL(QLIBC_ERR_FILE_READ);
-            return -1;
-        }
+    return WithContent(path, [&](const std::string& content) {
         std::string value;
         if (!FindValue(content, key, value)) {
             return 0;
@@ -229,10 +241,7 @@ int QLIBCFileGetKeyValue(const char* path, const char* key, char* buffer, int si
         std::memcpy(buffer, value.data(), copied);
         buffer[copied] = '\0';
         return static_cast<int>(copied);
-    } catch (const std::bad_alloc&) {
-        QLIBC_FAIL(QLIBC_ERR_OUT_OF_MEMORY);
-        return -1;
-    }
+    });
 }
 
 int QLIBCFileSetKeyValue(const char* path, const char* key, const char* value, const char* lineFormat) {
@@ -254,13 +263,7 @@ int QLIBCFileGetKeys(const char* path, PQLIBCSzList list) {
         QLIBC_FAIL(QLIBC_ERR_BAD_PARAMETERS);
         return -1;
     }
-    try {
-        std::string content;
-        const int error = ReadContent(RootedPath(path), content);
-        if (error != 0 && error != ENOENT) {
-            QLIBC_FAIL(QLIBC_ERR_FILE_READ);
-            return -1;
-        }
+    return WithContent(path, [list](const std::string& content) {
         std::vector<std::string> keys;
         std::string key;
         std::string value;
@@ -275,10 +278,7 @@ int QLIBCFileGetKeys(const char* path, PQLIBCSzList list) {
             }
         }
         return static_cast<int>(keys.size());
-    } catch (const std::bad_alloc&) {
-        QLIBC_FAIL(QLIBC_ERR_OUT_OF_MEMORY);
-        return -1;
-    }
+    });
 }
 
 int QLIBCFileCheckKeyValue(const char* path, const char* key, const char* value, int /*flags*/) {
@@ -286,19 +286,10 @@ int QLIBCFileCheckKeyValue(const char* path, const char* key, const char* value,
         QLIBC_FAIL(QLIBC_ERR_BAD_PARAMETERS);
         return -1;
     }
-    try {
-        std::string content;
-        const int error = ReadContent(RootedPath(path), content);
-        if (error != 0 && error != ENOENT) {
-            QLIBC_FAIL(QLIBC_ERR_FILE_READ);
-            return -1;
-        }
+    return WithContent(path, [key, value](const std::string& content) {
         std::string found;
         return FindValue(content, key, found) && found == value ? 1 : 0;
-    } catch (const std::bad_alloc&) {
-        QLIBC_FAIL(QLIBC_ERR_OUT_OF_MEMORY);
-        return -1;
-    }
+    });
 }
 
 int QLIBCFileCheckDir(const char* path) {

@@ -19,21 +19,29 @@ struct QLIBCSzList {
     std::vector<std::string> items;
 };
 
-extern "C" {
-
-PQLIBCSzHash QLIBCSzHashAlloc(int capacity) {
+namespace {
+// A new container with room for `capacity` entries; NULL and the last error on failure.
+template <typename Container, typename Member>
+Container* NewContainer(int capacity, Member member) {
     if (capacity <= 0) {
         QLIBC_FAIL(QLIBC_ERR_BAD_PARAMETERS);
         return nullptr;
     }
     try {
-        auto* hash = new QLIBCSzHash;
-        hash->entries.reserve(static_cast<size_t>(capacity));
-        return hash;
+        auto* container = new Container;
+        (container->*member).reserve(static_cast<size_t>(capacity));
+        return container;
     } catch (const std::bad_alloc&) {
         QLIBC_FAIL(QLIBC_ERR_OUT_OF_MEMORY);
         return nullptr;
     }
+}
+}  // namespace
+
+extern "C" {
+
+PQLIBCSzHash QLIBCSzHashAlloc(int capacity) {
+    return NewContainer<QLIBCSzHash>(capacity, &QLIBCSzHash::entries);
 }
 
 void QLIBCSzHashFree(PQLIBCSzHash hash) {
@@ -112,18 +120,7 @@ int QLIBCSzHashEnumKey(PQLIBCSzHash hash, PQLIBCSzList list) {
 }
 
 PQLIBCSzList QLIBCSzListAlloc(int capacity) {
-    if (capacity <= 0) {
-        QLIBC_FAIL(QLIBC_ERR_BAD_PARAMETERS);
-        return nullptr;
-    }
-    try {
-        auto* list = new QLIBCSzList;
-        list->items.reserve(static_cast<size_t>(capacity));
-        return list;
-    } catch (const std::bad_alloc&) {
-        QLIBC_FAIL(QLIBC_ERR_OUT_OF_MEMORY);
-        return nullptr;
-    }
+    return NewContainer<QLIBCSzList>(capacity, &QLIBCSzList::items);
 }
 
 void QLIBCSzListFree(PQLIBCSzList list) {

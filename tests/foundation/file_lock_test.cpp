@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "child_process.hpp"
+#include "lock_holder.hpp"
 #include "log_capture.hpp"
 #include "quilkova/file_lock.hpp"
 #include "temp_root.hpp"
@@ -18,7 +19,6 @@ namespace {
 
 using quilkova::FileLock;
 using quilkova::test::ChildProcess;
-using quilkova::test::ReadySignal;
 using quilkova::test::TempRoot;
 using namespace std::chrono_literals;
 
@@ -77,18 +77,8 @@ TEST(FileLock, APlantedLinkIsNotFollowed) {
 
 TEST(FileLock, AnotherProcessHoldingTheLockMakesLockOneGiveUpAfterAboutASecond) {
     TempRoot root;
-    ReadySignal locked;
-    ReadySignal release;
-    ChildProcess holder([&] {
-        FileLock lock(kLockPath);
-        if (!lock.Lock(5)) {
-            return 1;
-        }
-        locked.Notify();
-        release.Wait(30s);
-        return 0;
-    });
-    ASSERT_TRUE(locked.Wait(10s));
+    quilkova::test::LockHolder holder(kLockPath);
+    ASSERT_TRUE(holder.holding());
 
     FileLock lock(kLockPath);
     const auto start = std::chrono::steady_clock::now();
@@ -97,8 +87,7 @@ TEST(FileLock, AnotherProcessHoldingTheLockMakesLockOneGiveUpAfterAboutASecond) 
     EXPECT_GE(waited, 1s);
     EXPECT_LT(waited, 5s);
 
-    release.Notify();
-    EXPECT_EQ(holder.Wait(), 0);
+    EXPECT_TRUE(holder.Release());
     EXPECT_TRUE(lock.Lock(1)) << "free again once the holder is gone";
 }
 

@@ -5,7 +5,7 @@
 
 #include <chrono>
 
-#include "child_process.hpp"
+#include "lock_holder.hpp"
 #include "quilkova/file_lock.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/cloud_service.h"
@@ -54,25 +54,14 @@ TEST(FileLockAttempts, LockZeroMakesNoAttemptAndAWaitRetriesEvery50To100Ms) {
     EXPECT_FALSE(lock.Lock(0));
     EXPECT_EQ(g_lock_attempts, 0);
 
-    quilkova::test::ReadySignal locked;
-    quilkova::test::ReadySignal release;
-    quilkova::test::ChildProcess holder([&] {
-        quilkova::FileLock held("/tmp/account_attempts.lock");
-        if (!held.Lock(5)) {
-            return 1;
-        }
-        locked.Notify();
-        release.Wait(30s);
-        return 0;
-    });
-    ASSERT_TRUE(locked.Wait(10s));
+    quilkova::test::LockHolder holder("/tmp/account_attempts.lock");
+    ASSERT_TRUE(holder.holding());
     g_lock_attempts = 0;
     EXPECT_FALSE(lock.Lock(1));
     // One second of 50-100 ms waits: between 10 and 21 attempts.
     EXPECT_GE(g_lock_attempts, 10);
     EXPECT_LE(g_lock_attempts, 21);
-    release.Notify();
-    EXPECT_EQ(holder.Wait(), 0);
+    EXPECT_TRUE(holder.Release());
 }
 
 }  // namespace
