@@ -5,6 +5,7 @@
    KOVA_ERRCODE in the process-wide error slot (QUILKOVAErrGet). */
 
 #include <stddef.h>
+#include <stdint.h>
 
 #include "quilkova/export.h"
 
@@ -59,6 +60,42 @@ QUILKOVA_EXPORT int GetErrorCodeFromCloudService(void);
 /* Writes the 32 lowercase hex digits of MD5(text) and a terminator into out
    (which must hold 33 bytes); 0, or -1 for a null text or out_size < 32. */
 QUILKOVA_EXPORT int KoVAGetMd5String(const char *text, char *out, size_t out_size);
+
+/* The bound account, as outside callers see it. Caller-owned; the layout is
+   fixed. Texts are zero-terminated and cut to their field. */
+typedef struct _tag_kova_INFO_ {
+    char email[4096];
+    char password[4096]; /* for the store client only; never read or written here */
+    char user_id[4096];
+    char auth_key[4096];
+    char full_name[1024];
+    char country[256];
+    char timezone[256];
+    char notify_language[256];
+    char critical_version_list[1024];
+    char critical_version_domain[1024];
+    int32_t activated;
+    int32_t disabled;
+    int32_t enews;
+    int32_t critical_release;
+    int32_t enews_local_promotion;
+    int32_t last_query_time; /* 0 or less: the record carries no profile */
+} KOVA_INFO;
+
+/* Fills info from the account record; -1 with 3 when no account is bound. */
+QUILKOVA_EXPORT int QUILKOVAAccountGet(KOVA_INFO *info);
+/* Writes e-mail, auth key and user id; the profile too when last_query_time > 0. */
+QUILKOVA_EXPORT int QUILKOVAAccountSet(const KOVA_INFO *info);
+
+/* Base URLs of the payment and account hosts. */
+typedef struct _tag_kova_server_config_ {
+    char payment_url[2048];
+    char account_url[2048];
+} KOVA_SERVER_CONFIG;
+
+QUILKOVA_EXPORT int QUILKOVAServerConfigGet(KOVA_SERVER_CONFIG *config);
+/* Copies the payment host's base URL into url (2048 bytes). */
+QUILKOVA_EXPORT int QUILPaymentConfigGet(char *url);
 
 #ifdef __cplusplus
 }

@@ -6,5 +6,7 @@
 #include "quilkova/backtrace.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/file_lock.hpp"
+#include "quilkova/server_info.hpp"
+#include "quilkova/user.hpp"
 
 #endif

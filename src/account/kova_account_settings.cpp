@@ -1,0 +1,74 @@
+// The flat face of the account record: one call copies the whole record.
+#include "internal/fixed_field.hpp"
+#include "internal/flat_boundary.hpp"
+#include "quilkova/quilkova.h"
+#include "quilkova/user.hpp"
+
+using quilkova::User;
+using quilkova::internal::CopyField;
+using quilkova::internal::FieldText;
+
+extern "C" int QUILKOVAAccountGet(KOVA_INFO* info) {
+    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
+    if (info == nullptr) {
+        return quilkova::internal::FailBadParam();
+    }
+    // Each field is written as soon as it is read: a failure part-way leaves
+    // the fields before it filled and the rest as the caller left them.
+    return quilkova::internal::RunFlat([info] {
+        const User user;
+        const std::string auth_key = user.GetAuthKey();
+        if (auth_key.empty()) {
+            return KOVA_ERR_NO_ACCOUNT;
+        }
+        const std::string user_id = user.GetUserId();
+        if (user_id.empty()) {
+            return KOVA_ERR_NO_ACCOUNT;
+        }
+        CopyField(info->auth_key, auth_key);
+        CopyField(info->user_id, user_id);
+        CopyField(info->email, user.GetEmail());
+        CopyField(info->full_name, user.GetName());
+        CopyField(info->country, user.GetCountry());
+        CopyField(info->timezone, user.GetTimezone());
+        CopyField(info->notify_language, user.GetNotifyLanguage());
+        info->last_query_time = static_cast<int32_t>(user.GetLastQueryTime());
+        info->activated = user.GetIsActivated() ? 1 : 0;
+        info->disabled = user.GetIsDisabled() ? 1 : 0;
+        info->enews = user.GetIsEnews() ? 1 : 0;
+        info->critical_release = user.GetIsCriticalRelease() ? 1 : 0;
+        info->enews_local_promotion = user.GetIsEnewsLocalPromotion() ? 1 : 0;
+        CopyField(info->critical_version_list, user.GetCriticalVersionList());
+        CopyField(info->critical_version_domain, user.GetCriticalVersionDomain());
+        return KOVA_ERR_SUCCESS;
+    });
+}
+
+extern "C" int QUILKOVAAccountSet(const KOVA_INFO* info) {
+    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
+    if (info == nullptr) {
+        return quilkova::internal::FailBadParam();
+    }
+    return quilkova::internal::RunFlat([info] {
+        const User user;
+        user.SetEmail(FieldText(info->email));
+        user.SetAuthKey(FieldText(info->auth_key));
+        user.SetUserId(FieldText(info->user_id));
+        // Only a record that comes from a query carries a profile.
+        if (info->last_query_time > 0) {
+            user.SetName(FieldText(info->full_name));
+            user.SetCountry(FieldText(info->country));
+            user.SetTimezone(FieldText(info->timezone));
+            user.SetNotifyLanguage(FieldText(info->notify_language));
+            user.SetIsActivated(info->activated != 0);
+            user.SetIsDisabled(info->disabled != 0);
+            user.SetIsEnews(info->enews != 0);
+            user.SetIsEnewsLocalPromotion(info->enews_local_promotion != 0);
+            user.SetIsCriticalRelease(info->critical_release != 0);
+            user.SetCriticalVersionList(FieldText(info->critical_version_list));
+            user.SetCriticalVersionDomain(FieldText(info->critical_version_domain));
+            user.SetLastQueryTime(info->last_query_time);
+        }
+        return KOVA_ERR_SUCCESS;
+    });
+}

@@ -1,0 +1,116 @@
+#include "internal/user_impl.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+#include "internal/log.hpp"
+#include "internal/privilege.hpp"
+#include "internal/root_prefix.hpp"
+#include "quilkova/kova_exception.hpp"
+#include "quilplatform/qlibc_file.h"
+
+namespace quilkova {
+
+namespace {
+constexpr size_t kValueBufferSize = 2048;
+constexpr const char* kLineFormat = "%s=\"%s\"\n";
+
+// Mode 0600 and owner root, after every write whatever its outcome. Through
+// a descriptor opened without following links, so a link planted at the
+// path never hands its target to root.
+void ReapplyOwnership() {
+    const std::string path = internal::RootedPath(UserImpl::kPath);
+    const int fd = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0 || ::fchmod(fd, 0600) != 0) {
+        KOVA_LOG(LOG_ERR, "%s:%d chmod failed, path=%s, reason=%m", path.c_str());
+    }
+    if (fd < 0 || ::fchown(fd, 0, 0) != 0) {
+        KOVA_LOG(LOG_ERR, "%s:%d chown failed, path=%s, reason=%m", path.c_str());
+    }
+    if (fd >= 0) {
+        ::close(fd);
+    }
+}
+}  // namespace
+
+std::string UserImpl::Get(const std::string& key, const std::string& default_value) const {
+    char buffer[kValueBufferSize] = {};
+    int length = 0;
+    {
+        const internal::PrivilegedSection root;
+        length = QLIBCFileGetKeyValue(kPath, key.c_str(), buffer, sizeof(buffer), 0);
+    }
+    return length >= 1 ? std::string(buffer) : default_value;
+}
+
+void UserImpl::Set(const std::string& key, const std::string& value) const {
+    bool written = false;
+    {
+        const internal::PrivilegedSection root;
+        written = QLIBCFileSetKeyValue(kPath, key.c_str(), value.c_str(), kLineFormat) >= 0;
+        if (!written) {
+            KOVA_LOG(LOG_ERR, "%s:%d Failed to set kova config for %s:%s", key.c_str(), value.c_str());
+        }
+        ReapplyOwnership();
+    }
+    if (!written) {
+        throw KovaException(KOVA_ERR_CONFIG_WRITE);
+    }
+}
+
+long long UserImpl::GetNumber(const std::string& key, long long default_value) const {
+    const std::string text = Get(key, "");
+    if (text.empty()) {
+        return default_value;
+    }
+    // Like "%lld": leading blanks and a sign, then digits; trailing text is ignored.
+    errno = 0;
+    char* end = nullptr;
+    const long long value = std::strtoll(text.c_str(), &end, 10);
+    if (end == text.c_str() || errno == ERANGE) {
+        return default_value;
+    }
+    return value;
+}
+
+void UserImpl::SetNumber(const std::string& key, long long value) const {
+    char buffer[kValueBufferSize];
+    std::snprintf(buffer, sizeof(buffer), "%lld", value);
+    Set(key, buffer);
+}
+
+bool UserImpl::GetBool(const std::string& key, bool default_value) const {
+    const std::string text = Get(key, "");
+    if (text.empty()) {
+        return default_value;
+    }
+    return text == "yes" || text == "true";
+}
+
+void UserImpl::SetBool(const std::string& key, bool value) const {
+    Set(key, value ? "yes" : "no");
+}
+
+bool UserImpl::Exists() const {
+    return !GetUserId().empty();
+}
+
+#define QUILKOVA_DEFINE_STRING(Name, key, fallback)                                      \
+    std::string UserImpl::Get##Name() const { return Get(key, fallback); }              \
+    void UserImpl::Set##Name(const std::string& value) const { Set(key, value); }
+#define QUILKOVA_DEFINE_BOOL(Name, key, fallback)                                        \
+    bool UserImpl::Get##Name() const { return GetBool(key, fallback); }                 \
+    void UserImpl::Set##Name(bool value) const { SetBool(key, value); }
+#define QUILKOVA_DEFINE_NUMBER(Name, key, fallback)                                      \
+    long long UserImpl::Get##Name() const { return GetNumber(key, fallback); }          \
+    void UserImpl::Set##Name(long long value) const { SetNumber(key, value); }
+QUILKOVA_USER_STRING_KEYS(QUILKOVA_DEFINE_STRING)
+QUILKOVA_USER_BOOL_KEYS(QUILKOVA_DEFINE_BOOL)
+QUILKOVA_USER_NUMBER_KEYS(QUILKOVA_DEFINE_NUMBER)
+
+}  // namespace quilkova
