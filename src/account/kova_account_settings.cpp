@@ -4,6 +4,19 @@
 #include "quilkova/quilkova.h"
 #include "quilkova/user.hpp"
 
+#include <cstddef>
+
+// The record's layout is part of the outside interface: fixed forever.
+static_assert(offsetof(KOVA_INFO, password) == 4096 && offsetof(KOVA_INFO, user_id) == 8192 &&
+                  offsetof(KOVA_INFO, auth_key) == 12288 && offsetof(KOVA_INFO, full_name) == 16384 &&
+                  offsetof(KOVA_INFO, country) == 17408 && offsetof(KOVA_INFO, timezone) == 17664 &&
+                  offsetof(KOVA_INFO, notify_language) == 17920 &&
+                  offsetof(KOVA_INFO, critical_version_list) == 18176 &&
+                  offsetof(KOVA_INFO, critical_version_domain) == 19200 && offsetof(KOVA_INFO, activated) == 20224 &&
+                  offsetof(KOVA_INFO, enews_local_promotion) == 20240 &&
+                  offsetof(KOVA_INFO, last_query_time) == 20244 && sizeof(KOVA_INFO) == 20248,
+              "KOVA_INFO layout changed");
+
 using quilkova::User;
 using quilkova::internal::CopyField;
 using quilkova::internal::FieldText;

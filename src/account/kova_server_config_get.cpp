@@ -5,6 +5,11 @@
 #include "quilkova/quilkova.h"
 #include "quilkova/server_info.hpp"
 
+#include <cstddef>
+
+static_assert(offsetof(KOVA_SERVER_CONFIG, account_url) == 2048 && sizeof(KOVA_SERVER_CONFIG) == 4096,
+              "KOVA_SERVER_CONFIG layout changed");
+
 extern "C" int QUILKOVAServerConfigGet(KOVA_SERVER_CONFIG* config) {
     QUILKOVAErrSet(KOVA_ERR_SUCCESS);
     if (config == nullptr) {
