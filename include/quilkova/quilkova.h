@@ -97,6 +97,46 @@ QUILKOVA_EXPORT int QUILKOVAServerConfigGet(KOVA_SERVER_CONFIG *config);
 /* Copies the payment host's base URL into url (2048 bytes). */
 QUILKOVA_EXPORT int QUILPaymentConfigGet(char *url);
 
+/* Device identity. Each returns 0 or -1. */
+QUILKOVA_EXPORT int QUILKOVAGetSerialNumber(char *buffer, size_t size);
+/* The device token (32 hex digits) derived from serial, account id and
+   password. A NULL or empty serial buffer is filled from the device. */
+QUILKOVA_EXPORT int QUILKOVAGenerateToken(const char *accountId, const char *password, char *serial,
+                                          size_t serialSize, char *token, size_t tokenSize);
+/* 0 also when the device has no user agent (buffer then empty). */
+QUILKOVA_EXPORT int QUILKOVAUserAgentNameGet(char *buffer, int size);
+
+struct QLIBCSzHash;
+
+/* A form request to the account host. Zero it, then fill it. */
+typedef struct _tag_libkova_quil_request_ {
+    const char *host;               /* base URL, scheme included */
+    const char *path;               /* below the base, no leading slash */
+    struct QLIBCSzHash *params;     /* form fields; at least one */
+    char accountId[4096];           /* sent as "kovaID" when not empty */
+    char accountPassword[4096];     /* sent as "kovaPW" when not empty */
+    int32_t method;                 /* 1: GET; anything else: POST */
+    int32_t shortTimeout;           /* non-zero: 15 s and 2 attempts; 0: 120 s and 3 */
+} KOVA_HTTPS_REQUEST;
+
+typedef struct _tag_libkova_quil_response_ {
+    int32_t curlCode;   /* libcurl result of the failing transfer step, else 0 */
+    long httpCode;      /* HTTP status, 0 when none was read */
+    char *data;         /* trimmed body; free with QUILKOVAHttpsResponseFree */
+} KOVA_HTTPS_RESPONSE;
+
+/* Receive buffer of WriteMemoryCallback. */
+typedef struct _tag_kova_memory_ {
+    char *memory;
+    size_t size;
+} KOVA_MEMORY;
+
+/* Adds the device's identity, sends, and keeps the answer of a 200 or 400. */
+QUILKOVA_EXPORT int QUILKOVAHttpsRequestSend(KOVA_HTTPS_REQUEST *req, KOVA_HTTPS_RESPONSE *resp);
+QUILKOVA_EXPORT void QUILKOVAHttpsResponseFree(KOVA_HTTPS_RESPONSE *resp);
+/* libcurl write callback appending to a KOVA_MEMORY. */
+QUILKOVA_EXPORT size_t WriteMemoryCallback(void *contents, size_t size, size_t nmemb, void *userp);
+
 #ifdef __cplusplus
 }
 #endif

@@ -6,6 +6,8 @@
 #include "quilkova/backtrace.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/file_lock.hpp"
+#include "quilkova/hos_service.hpp"
+#include "quilkova/kova_plugin_manager.hpp"
 #include "quilkova/server_info.hpp"
 #include "quilkova/user.hpp"
 

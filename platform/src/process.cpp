@@ -1,0 +1,111 @@
+// Running programs without a shell.
+#include "quilplatform/process.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdarg>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "last_error.hpp"
+#include "process_runner.hpp"
+#include "quilplatform/qlibc_error.h"
+
+namespace {
+
+std::vector<std::string> CollectArguments(const char* path, va_list args) {
+    std::vector<std::string> argv = {quilplatform::ResolveProgram(path)};
+    for (const char* arg = va_arg(args, const char*); arg != nullptr; arg = va_arg(args, const char*)) {
+        argv.emplace_back(arg);
+    }
+    return argv;
+}
+
+// The children behind open QLIBCPopen streams.
+std::mutex g_streams_mutex;
+std::map<FILE*, pid_t> g_stream_children;
+
+}  // namespace
+
+extern "C" {
+
+int QLIBCExecl(const char* path, ...) {
+    if (path == nullptr) {
+        QLIBC_FAIL(QLIBC_ERR_BAD_PARAMETERS);
+        return -1;
+    }
+    try {
+        va_list args;
+        va_start(args, path);
+        const std::vector<std::string> argv = CollectArguments(path, args);
+        va_end(args);
+        const pid_t pid = quilplatform::StartProcess(argv, {});
+        if (pid < 0) {
+            QLIBC_FAIL(QLIBC_ERR_SYSTEM);
+            return -1;
+        }
+        return quilplatform::WaitProcess(pid);
+    } catch (const std::bad_alloc&) {
+        QLIBC_FAIL(QLIBC_ERR_OUT_OF_MEMORY);
+        return -1;
+    }
+}
+
+FILE* QLIBCPopen(const char* path, const char* mode, ...) {
+    if (path == nullptr || mode == nullptr || std::strcmp(mode, "r") != 0) {
+        QLIBC_FAIL(QLIBC_ERR_BAD_PARAMETERS);
+        return nullptr;
+    }
+    int fds[2];
+    if (::pipe2(fds, O_CLOEXEC) != 0) {
+        QLIBC_FAIL(QLIBC_ERR_SYSTEM);
+        return nullptr;
+    }
+    try {
+        va_list args;
+        va_start(args, mode);
+        const std::vector<std::string> argv = CollectArguments(path, args);
+        va_end(args);
+        const pid_t pid = quilplatform::StartProcess(argv, {}, fds[1]);
+        ::close(fds[1]);
+        FILE* stream = pid < 0 ? nullptr : ::fdopen(fds[0], "r");
+        if (stream == nullptr) {
+            ::close(fds[0]);
+            if (pid >= 0) {
+                quilplatform::WaitProcess(pid);
+            }
+            QLIBC_FAIL(QLIBC_ERR_SYSTEM);
+            return nullptr;
+        }
+        const std::lock_guard<std::mutex> lock(g_streams_mutex);
+        g_stream_children[stream] = pid;
+        return stream;
+    } catch (const std::bad_alloc&) {
+        ::close(fds[0]);
+        QLIBC_FAIL(QLIBC_ERR_OUT_OF_MEMORY);
+        return nullptr;
+    }
+}
+
+int QLIBCPclose(FILE* stream) {
+    pid_t pid = -1;
+    {
+        const std::lock_guard<std::mutex> lock(g_streams_mutex);
+        const auto found = g_stream_children.find(stream);
+        if (found == g_stream_children.end()) {
+            QLIBC_FAIL(QLIBC_ERR_BAD_PARAMETERS);
+            return -1;
+        }
+        pid = found->second;
+        g_stream_children.erase(found);
+    }
+    std::fclose(stream);
+    return quilplatform::WaitProcess(pid);
+}
+
+}  // extern "C"

@@ -1,0 +1,81 @@
+#include "process_runner.hpp"
+
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <thread>
+
+#include "internal/root_prefix.hpp"
+
+extern char** environ;
+
+namespace quilplatform {
+
+std::string ResolveProgram(const std::string& path) {
+    const std::string rooted = quilkova::internal::RootedPath(path);
+    return rooted != path && ::access(rooted.c_str(), X_OK) == 0 ? rooted : path;
+}
+
+pid_t StartProcess(const std::vector<std::string>& argv, const std::vector<std::string>& extra_environment,
+                   int stdout_fd) {
+    if (argv.empty()) {
+        return -1;
+    }
+    std::vector<char*> args;
+    for (const std::string& arg : argv) {
+        args.push_back(const_cast<char*>(arg.c_str()));
+    }
+    args.push_back(nullptr);
+    std::vector<char*> environment;
+    for (char** entry = environ; *entry != nullptr; ++entry) {
+        environment.push_back(*entry);
+    }
+    for (const std::string& entry : extra_environment) {
+        environment.push_back(const_cast<char*>(entry.c_str()));
+    }
+    environment.push_back(nullptr);
+
+    posix_spawnattr_t attributes;
+    posix_spawn_file_actions_t actions;
+    posix_spawnattr_init(&attributes);
+    posix_spawn_file_actions_init(&actions);
+    // A group of its own, so that a time-out ends whatever the program started.
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+    posix_spawnattr_setpgroup(&attributes, 0);
+    if (stdout_fd >= 0) {
+        posix_spawn_file_actions_adddup2(&actions, stdout_fd, STDOUT_FILENO);
+    }
+    pid_t pid = -1;
+    const int error = ::posix_spawn(&pid, args[0], &actions, &attributes, args.data(), environment.data());
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    return error == 0 ? pid : -1;
+}
+
+int WaitProcess(pid_t pid, std::chrono::milliseconds limit) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    for (;;) {
+        int status = 0;
+        const pid_t done = ::waitpid(pid, &status, limit.count() > 0 ? WNOHANG : 0);
+        if (done == pid) {
+            return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        }
+        if (done < 0 && errno != EINTR) {
+            return kNotStarted;
+        }
+        if (limit.count() > 0 && std::chrono::steady_clock::now() >= deadline) {
+            ::kill(-pid, SIGKILL);
+            while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+            }
+            return kTimedOut;
+        }
+        if (done == 0) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+}
+
+}  // namespace quilplatform

@@ -1,0 +1,339 @@
+// The flat interface's one road to the account host: form parameters plus
+// the device's identity, over libcurl, with retries for resolution and
+// time-out failures.
+#include <curl/curl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+
+#include "internal/fixed_field.hpp"
+#include "internal/log.hpp"
+#include "quilkova/quilkova.h"
+#include "quilplatform/qlibc_error.h"
+#include "quilplatform/qlibc_string.h"
+
+namespace {
+
+constexpr size_t kQueryInitialSize = 1024;
+constexpr size_t kSerialSize = 256;
+constexpr size_t kTokenSize = 33;
+constexpr size_t kUrlSize = 4096;
+constexpr size_t kUserAgentSize = 256;
+constexpr size_t kHostHeaderSize = 128;
+constexpr int kKeyListCapacity = 512;
+// Deliberately handed to CURLOPT_CAPATH, as the appliance has always done.
+constexpr const char* kCaBundle = "/etc/ssl/certs/ca-certificates.crt";
+
+struct CurlEasyDeleter {
+    void operator()(CURL* curl) const { curl_easy_cleanup(curl); }
+};
+struct SlistDeleter {
+    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+};
+struct ListDeleter {
+    void operator()(QLIBCSzList* list) const { QLIBCSzListFree(list); }
+};
+struct CurlFreeDeleter {
+    void operator()(char* text) const { curl_free(text); }
+};
+
+// A heap string grown by QLIBCStrCat; freed on every path.
+struct HeapText {
+    char* text = nullptr;
+    size_t capacity = 0;
+    ~HeapText() { std::free(text); }
+};
+
+struct ReceiveBuffer {
+    KOVA_MEMORY memory = {nullptr, 0};
+    ~ReceiveBuffer() { std::free(memory.memory); }
+};
+
+struct TimeoutClass {
+    long seconds;
+    int attempts;
+};
+
+int Fail(KOVA_ERRCODE code) {
+    QUILKOVAErrSet(code);
+    return -1;
+}
+
+// "key=escaped value", preceded by "&" unless it is the first parameter.
+bool AppendParameter(CURL* curl, HeapText& query, const char* key, const char* value, bool first) {
+    const std::unique_ptr<char, CurlFreeDeleter> escaped(curl_easy_escape(curl, value, 0));
+    if (!escaped) {
+        KOVA_LOG(LOG_ERR, "%s:%d URL encoding failed: %s", value);
+        return false;
+    }
+    if ((!first && QLIBCStrCat(&query.text, &query.capacity, "&") < 0) ||
+        QLIBCStrCat(&query.text, &query.capacity, key) < 0 || QLIBCStrCat(&query.text, &query.capacity, "=") < 0 ||
+        QLIBCStrCat(&query.text, &query.capacity, escaped.get()) < 0) {
+        KOVA_LOG(LOG_ERR, "%s:%d Fail to concat string");
+        return false;
+    }
+    return true;
+}
+
+// hs_sn and hs_token first, then the account, then every form field in order.
+// A "hs_sn" form field is therefore sent twice; the service expects that.
+bool BuildQuery(CURL* curl, HeapText& query, const KOVA_HTTPS_REQUEST& req, QLIBCSzList* keys, const char* serial,
+                const char* token, const std::string& account_id, const std::string& account_password) {
+    if (!AppendParameter(curl, query, "hs_sn", serial, true) ||
+        !AppendParameter(curl, query, "hs_token", token, false)) {
+        return false;
+    }
+    if (!account_id.empty() && !AppendParameter(curl, query, "kovaID", account_id.c_str(), false)) {
+        return false;
+    }
+    if (!account_password.empty() && !AppendParameter(curl, query, "kovaPW", account_password.c_str(), false)) {
+        return false;
+    }
+    for (int i = 0; i < QLIBCSzListCount(keys); ++i) {
+        const char* key = QLIBCSzListGet(keys, i);
+        const char* value = QLIBCSzHashGetValue(req.params, key);
+        if (value != nullptr && !AppendParameter(curl, query, key, value, false)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Sets the options in their fixed order; false (logged) on a fatal failure.
+bool SetOptions(CURL* curl, const KOVA_HTTPS_REQUEST& req, const char* url, curl_slist* headers,
+                const char* host_header, const TimeoutClass& timeouts, ReceiveBuffer& received) {
+    CURLcode code = curl_easy_setopt(curl, CURLOPT_URL, url);
+    if (code == CURLE_OK) {
+        code = curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
+    }
+    if (code != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to set url to %s, code=%d, err=%s", url, code, curl_easy_strerror(code));
+        return false;
+    }
+    char agent[kUserAgentSize] = {};
+    QUILKOVAUserAgentNameGet(agent, sizeof(agent));
+    if ((code = curl_easy_setopt(curl, CURLOPT_USERAGENT, agent)) != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "%s:%d failed to set agent=%s, return value=%d, err=%s", agent, code,
+                 curl_easy_strerror(code));
+        return false;
+    }
+    if ((code = curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers)) != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "%s:%d failed to set req=%s, header=%s, return value=%d, err=%s", req.host, host_header,
+                 code, curl_easy_strerror(code));
+        return false;
+    }
+    if ((code = curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L)) != CURLE_OK ||
+        (code = curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L)) != CURLE_OK ||
+        (code = curl_easy_setopt(curl, CURLOPT_CAPATH, kCaBundle)) != CURLE_OK ||
+        (code = curl_easy_setopt(curl, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1))) != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to set curl opt error:(%d)%s", code, curl_easy_strerror(code));
+        return false;
+    }
+    // The speed limits are a nicety: a failure to set them is logged and passed over.
+    if ((code = curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 128L)) != CURLE_OK ||
+        (code = curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, 60L)) != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
+    }
+    if ((code = curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, timeouts.seconds)) != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "%s:%d failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
+    }
+    if ((code = curl_easy_setopt(curl, CURLOPT_TIMEOUT, timeouts.seconds)) != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "%s:%d failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
+        return false;
+    }
+    if ((code = curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, WriteMemoryCallback)) != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "%s:%d failed to write function WriteMemoryCallback, return value=%d, err=%s", code,
+                 curl_easy_strerror(code));
+        return false;
+    }
+    if ((code = curl_easy_setopt(curl, CURLOPT_WRITEDATA, &received.memory)) != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "%s:%d failed to write data, return value=%d, err=%s", code, curl_easy_strerror(code));
+        return false;
+    }
+    curl_easy_setopt(curl, CURLOPT_IPRESOLVE, static_cast<long>(CURL_IPRESOLVE_WHATEVER));
+    return true;
+}
+
+bool IsRetried(CURLcode code) {
+    return code == CURLE_COULDNT_RESOLVE_PROXY || code == CURLE_COULDNT_RESOLVE_HOST ||
+           code == CURLE_OPERATION_TIMEDOUT;
+}
+
+// Resolution failures and time-outs are tried again one second later, the
+// last attempt over IPv4 only. Gives the last result; `exhausted` tells
+// whether every attempt was used up that way.
+CURLcode PerformWithRetries(CURL* curl, int attempts, bool& exhausted) {
+    exhausted = false;
+    for (int attempt = 0;;) {
+        const CURLcode code = curl_easy_perform(curl);
+        if (!IsRetried(code)) {
+            return code;
+        }
+        if (attempt == attempts - 2) {
+            curl_easy_setopt(curl, CURLOPT_IPRESOLVE, static_cast<long>(CURL_IPRESOLVE_V4));
+        }
+        ++attempt;
+        ::sleep(1);
+        if (attempt >= attempts) {
+            exhausted = true;
+            return code;
+        }
+    }
+}
+
+int Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
+    HeapText query;
+    query.text = static_cast<char*>(std::calloc(kQueryInitialSize, 1));
+    if (query.text == nullptr) {
+        return Fail(KOVA_ERR_SYSTEM);
+    }
+    query.capacity = kQueryInitialSize;
+
+    const std::unique_ptr<CURL, CurlEasyDeleter> curl(curl_easy_init());
+    if (!curl) {
+        KOVA_LOG(LOG_ERR, "%s:%d failed to init pCurl");
+        return Fail(KOVA_ERR_SEND);
+    }
+    ReceiveBuffer received;
+    // The header list carries one empty line; "Host:" is written into the
+    // buffer only after it was copied, and shows in failure messages only.
+    char host_header[kHostHeaderSize] = {};
+    const std::unique_ptr<curl_slist, SlistDeleter> headers(curl_slist_append(nullptr, host_header));
+    std::snprintf(host_header, sizeof(host_header), "Host: %s", req.host);
+
+    char serial[kSerialSize] = {};
+    if (const char* given = QLIBCSzHashGetValue(req.params, "hs_sn")) {
+        std::snprintf(serial, sizeof(serial), "%s", given);
+    }
+    const std::string account_id = quilkova::internal::FieldText(req.accountId);
+    const std::string account_password = quilkova::internal::FieldText(req.accountPassword);
+    char token[kTokenSize] = {};
+    if (QUILKOVAGenerateToken(account_id.c_str(), account_password.c_str(), serial, sizeof(serial), token,
+                              sizeof(token)) != 0) {
+        return Fail(KOVA_ERR_SEND);
+    }
+
+    const std::unique_ptr<QLIBCSzList, ListDeleter> keys(QLIBCSzListAlloc(kKeyListCapacity));
+    if (!keys) {
+        KOVA_LOG(LOG_ERR, "%s:%d out of memory, ERR=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
+                 QLIBCErrorGetLine());
+        return Fail(KOVA_ERR_SEND);
+    }
+    if (QLIBCSzHashEnumKey(req.params, keys.get()) <= 0) {
+        KOVA_LOG(LOG_ERR, "%s:%d no key in the hash, ERR=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
+                 QLIBCErrorGetLine());
+        return Fail(KOVA_ERR_SEND);
+    }
+    if (!BuildQuery(curl.get(), query, req, keys.get(), serial, token, account_id, account_password)) {
+        return Fail(KOVA_ERR_SEND);
+    }
+
+    const bool is_get = req.method == 1;
+    char url[kUrlSize];
+    if (is_get) {
+        std::snprintf(url, sizeof(url), "%s/%s?%s", req.host, req.path, query.text);
+    } else {
+        std::snprintf(url, sizeof(url), "%s/%s", req.host, req.path);
+    }
+    if (!is_get && query.text[0] != '\0') {
+        CURLcode code = curl_easy_setopt(curl.get(), CURLOPT_POST, 1L);
+        if (code == CURLE_OK) {
+            code = curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, query.text);
+        }
+        if (code != CURLE_OK) {
+            KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to set POST parameters, code=%d, err=%s", url, code,
+                     curl_easy_strerror(code));
+            return Fail(KOVA_ERR_SEND);
+        }
+    }
+    const TimeoutClass timeouts = req.shortTimeout != 0 ? TimeoutClass{15, 2} : TimeoutClass{120, 3};
+    if (!SetOptions(curl.get(), req, url, headers.get(), host_header, timeouts, received)) {
+        return Fail(KOVA_ERR_SEND);
+    }
+
+    bool exhausted = false;
+    const CURLcode performed = PerformWithRetries(curl.get(), timeouts.attempts, exhausted);
+    if (performed != CURLE_OK && !exhausted) {
+        KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to curl perform, code=%d, err=%s", url, performed,
+                 curl_easy_strerror(performed));
+        resp.curlCode = performed;
+        return Fail(KOVA_ERR_SEND);
+    }
+    long status = 0;
+    const CURLcode info = curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
+    if (info != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to curl_easy_getinfo, code=%d, err=%s", url, info,
+                 curl_easy_strerror(info));
+        resp.curlCode = info;
+        return Fail(KOVA_ERR_SEND);
+    }
+    resp.httpCode = status;
+    // A 400 is delivered: its body says what the service refused.
+    if (status != 200 && status != 400) {
+        KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to request packages, httpResponseCode=%ld, data=%s", url, status,
+                 received.memory.memory != nullptr ? received.memory.memory : "");
+        return Fail(KOVA_ERR_SEND);
+    }
+    if (received.memory.memory == nullptr) {
+        KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to get response", url);
+        return Fail(KOVA_ERR_SEND);
+    }
+    resp.data = strdup(received.memory.memory);
+    if (resp.data != nullptr) {
+        QLIBCStrTrimSpace(resp.data);
+    }
+    return 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+size_t WriteMemoryCallback(void* contents, size_t size, size_t nmemb, void* userp) {
+    const size_t bytes = size * nmemb;
+    auto* memory = static_cast<KOVA_MEMORY*>(userp);
+    char* grown = static_cast<char*>(std::realloc(memory->memory, memory->size + bytes + 1));
+    if (grown == nullptr) {
+        std::free(memory->memory);
+        memory->memory = nullptr;
+        return 0;  // makes libcurl abort the transfer
+    }
+    memory->memory = grown;
+    std::memcpy(memory->memory + memory->size, contents, bytes);
+    memory->size += bytes;
+    memory->memory[memory->size] = '\0';
+    return bytes;
+}
+
+int QUILKOVAHttpsRequestSend(KOVA_HTTPS_REQUEST* req, KOVA_HTTPS_RESPONSE* resp) {
+    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
+    if (req == nullptr || resp == nullptr || req->host == nullptr || req->path == nullptr) {
+        return Fail(KOVA_ERR_BAD_PARAM);
+    }
+    resp->curlCode = 0;
+    resp->httpCode = 0;
+    resp->data = nullptr;
+    try {
+        return Send(*req, *resp);
+    } catch (const std::bad_alloc&) {
+        return Fail(KOVA_ERR_SYSTEM);
+    } catch (...) {
+        return Fail(KOVA_ERR_UNKNOWN);
+    }
+}
+
+void QUILKOVAHttpsResponseFree(KOVA_HTTPS_RESPONSE* resp) {
+    if (resp == nullptr) {
+        return;
+    }
+    std::free(resp->data);
+    resp->data = nullptr;
+    resp->httpCode = 0;
+}
+
+}  // extern "C"

@@ -1,0 +1,124 @@
+// The serial number and the device token derived from it.
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "internal/log.hpp"
+#include "quilkova/quilkova.h"
+#include "quilplatform/device.h"
+#include "quilplatform/qlibc_error.h"
+#include "quilplatform/qlibc_string.h"
+
+namespace {
+
+constexpr size_t kSerialSize = 36;
+constexpr size_t kMd5HexSize = 33;
+constexpr size_t kSeedLimit = 4095;
+
+bool IsValidSerial(const char* serial) {
+    return std::isalnum(static_cast<unsigned char>(serial[0])) != 0;
+}
+
+void LogInvalidSerial(const char* serial) {
+    KOVA_LOG(LOG_ERR, "%s:%d Serial number is invalid: [%s][0x%04X %s:%d]", serial, QLIBCErrGet(),
+             QLIBCErrorGetFile(), QLIBCErrorGetLine());
+}
+
+// The seed's first hex digit decides the number of passes (1 to 16); each
+// pass hashes the text with its own hash appended.
+bool DeriveToken(const char* seed, std::string& token) {
+    char digest[kMd5HexSize];
+    if (KoVAGetMd5String(seed, digest, sizeof(digest)) != 0) {
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to get md5 string from \"%s\".", seed);
+        return false;
+    }
+    const int passes = 1 + static_cast<int>(std::strtol(std::string(1, digest[0]).c_str(), nullptr, 16));
+    std::string text(seed, strnlen(seed, kSeedLimit));
+    for (int pass = 0; pass < passes; ++pass) {
+        char inner[kMd5HexSize];
+        char outer[kMd5HexSize];
+        if (KoVAGetMd5String(text.c_str(), inner, sizeof(inner)) != 0 ||
+            KoVAGetMd5String((text + inner).c_str(), outer, sizeof(outer)) != 0) {
+            return false;
+        }
+        text = outer;
+    }
+    token = text;
+    return true;
+}
+
+// Frees the seed buffer on every path.
+struct HeapText {
+    char* text = nullptr;
+    size_t capacity = 0;
+    ~HeapText() { std::free(text); }
+};
+
+}  // namespace
+
+extern "C" int QUILKOVAGetSerialNumber(char* buffer, size_t size) {
+    if (buffer == nullptr) {
+        KOVA_LOG(LOG_ERR, "%s:%d Wrong parameters");
+        return -1;
+    }
+    char serial[kSerialSize] = {};
+    if (QLIBGetSerialNumber(serial, sizeof(serial)) < 0) {
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to get serial number from flash. [0x%04X %s:%d]", QLIBCErrGet(),
+                 QLIBCErrorGetFile(), QLIBCErrorGetLine());
+        return -1;
+    }
+    std::snprintf(buffer, size, "%s", serial);
+    if (!IsValidSerial(serial)) {
+        LogInvalidSerial(serial);
+        return -1;
+    }
+    return 0;
+}
+
+extern "C" int QUILKOVAGenerateToken(const char* accountId, const char* password, char* serial, size_t serialSize,
+                                     char* token, size_t tokenSize) {
+    if (token == nullptr || tokenSize == 0) {
+        return -1;
+    }
+    char own_serial[kSerialSize] = {};
+    if (serial == nullptr || serialSize == 0) {
+        serial = own_serial;
+        serialSize = sizeof(own_serial);
+    }
+    if (serial[0] != '\0') {
+        if (!IsValidSerial(serial)) {
+            LogInvalidSerial(serial);
+            return -1;
+        }
+    } else if (QUILKOVAGetSerialNumber(serial, serialSize) != 0) {
+        return -1;
+    }
+
+    HeapText seed;
+    seed.capacity = 1024;
+    seed.text = static_cast<char*>(std::calloc(seed.capacity, 1));
+    if (seed.text == nullptr) {
+        KOVA_LOG(LOG_ERR, "%s:%d Fail to allocate");
+        return -1;
+    }
+    for (const char* part : {static_cast<const char*>(serial), accountId, password}) {
+        if (part != nullptr && QLIBCStrCat(&seed.text, &seed.capacity, part) < 0) {
+            KOVA_LOG(LOG_ERR, "%s:%d Fail to concat string");
+            return -1;
+        }
+    }
+    std::string derived;
+    try {
+        if (!DeriveToken(seed.text, derived)) {
+            KOVA_LOG(LOG_ERR, "%s:%d GenerateToken Failed, err=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
+                     QLIBCErrorGetLine());
+            return -1;
+        }
+    } catch (...) {
+        return -1;
+    }
+    std::snprintf(token, tokenSize, "%s", derived.c_str());
+    return 0;
+}

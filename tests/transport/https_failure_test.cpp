@@ -1,0 +1,144 @@
+// Transport failures: resolution, silence and untrusted certificates. These
+// wait for real retries and time-outs, so they take seconds.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sched.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include "child_process.hpp"
+#include "device_files.hpp"
+#include "https_request.hpp"
+#include "log_capture.hpp"
+
+namespace {
+
+using namespace std::chrono_literals;
+using quilkova::test::ChildProcess;
+using quilkova::test::HttpsRequest;
+using quilkova::test::LogCapture;
+using quilkova::test::TempRoot;
+
+// A loopback socket that accepts connections into its backlog and never answers.
+class SilentServer {
+public:
+    SilentServer() : fd_(::socket(AF_INET, SOCK_STREAM, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof(address);
+        if (fd_ >= 0 && ::bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0 &&
+            ::listen(fd_, 16) == 0 && ::getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &length) == 0) {
+            port_ = ntohs(address.sin_port);
+        }
+    }
+    ~SilentServer() { ::close(fd_); }
+    int port() const { return port_; }
+
+private:
+    int fd_;
+    int port_ = -1;
+};
+
+bool Accepts(int port) {
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const bool connected = ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
+    ::close(fd);
+    return connected;
+}
+
+double SecondsOf(const std::function<void()>& action) {
+    const auto start = std::chrono::steady_clock::now();
+    action();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+TEST(HttpsFailures, AnUnresolvableHostIsTriedOnceASecondPerAttemptThenFails) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "needs root: runs in a network namespace of its own, so no lookup leaves the machine";
+    }
+    TempRoot root;
+    quilkova::test::WriteDevice(root);
+    ChildProcess child([] {
+        if (::unshare(CLONE_NEWNET) != 0) {
+            return 2;
+        }
+        for (const auto& [short_class, attempts] : {std::pair<int, int>{0, 3}, std::pair<int, int>{1, 2}}) {
+            LogCapture log;
+            HttpsRequest request("http://nowhere.invalid", "device/api/password_login", {{"email", "x"}});
+            request.request.shortTimeout = short_class;
+            const double seconds = SecondsOf([&] { EXPECT_EQ(request.Send(), -1); });
+            EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SEND);
+            // One second's sleep after each failed attempt.
+            EXPECT_GE(seconds, attempts);
+            EXPECT_LT(seconds, attempts + 0.9);
+            EXPECT_EQ(request.response.httpCode, 0);
+            EXPECT_EQ(request.response.curlCode, 0) << "the status query itself worked";
+            EXPECT_TRUE(log.Contains("http://nowhere.invalid/device/api/password_login, Failed to request packages, "
+                                     "httpResponseCode=0, data="))
+                << log.Dump();
+            EXPECT_FALSE(log.Contains("Failed to curl perform")) << log.Dump();
+        }
+        return ::testing::Test::HasFailure() ? 1 : 0;
+    });
+    EXPECT_EQ(child.Wait(), 0);
+}
+
+TEST(HttpsFailures, AServerThatNeverAnswersIsCutOffByTheTimeOut) {
+    TempRoot root;
+    quilkova::test::WriteDevice(root);
+    SilentServer silent;
+    ASSERT_GT(silent.port(), 0);
+    HttpsRequest request("http://127.0.0.1:" + std::to_string(silent.port()), "device/api/password_login",
+                         {{"email", "x"}});
+    request.request.shortTimeout = 1;
+    LogCapture log;
+    const double seconds = SecondsOf([&] { EXPECT_EQ(request.Send(), -1); });
+    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SEND);
+    EXPECT_GE(seconds, 2 * 15.0) << "two attempts of 15 s";
+    EXPECT_TRUE(log.Contains("Failed to request packages, httpResponseCode=0")) << log.Dump();
+}
+
+TEST(HttpsFailures, ASelfSignedCertificateIsRefused) {
+    TempRoot root;
+    quilkova::test::WriteDevice(root);
+    const std::string key = root.Path("/key.pem");
+    const std::string cert = root.Path("/cert.pem");
+    ASSERT_EQ(std::system(("openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=127.0.0.1 -days 1 -keyout " + key +
+                           " -out " + cert + " >/dev/null 2>&1")
+                              .c_str()),
+              0);
+    int port = 0;
+    {
+        SilentServer probe;  // a free port, released for the TLS server
+        port = probe.port();
+    }
+    ChildProcess server([&] {
+        const std::string accept = "127.0.0.1:" + std::to_string(port);
+        ::execlp("openssl", "openssl", "s_server", "-quiet", "-accept", accept.c_str(), "-cert", cert.c_str(),
+                 "-key", key.c_str(), "-www", static_cast<char*>(nullptr));
+        return 3;
+    });
+    for (int i = 0; i < 200 && !Accepts(port); ++i) {
+        std::this_thread::sleep_for(25ms);
+    }
+    ASSERT_TRUE(Accepts(port));
+
+    LogCapture log;
+    HttpsRequest request("https://127.0.0.1:" + std::to_string(port), "device/api/password_login", {{"email", "x"}});
+    EXPECT_EQ(request.Send(), -1);
+    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SEND);
+    EXPECT_EQ(request.response.curlCode, 60);
+    EXPECT_TRUE(log.Contains(", Failed to curl perform, code=60, err=")) << log.Dump();
+}
+
+}  // namespace
