@@ -8,14 +8,41 @@
 #include "lock_holder.hpp"
 #include "quilkova/file_lock.hpp"
 #include "quilkova/quilkova.h"
+#include "quilkova/kova_plugin_manager.hpp"
 #include "quilplatform/cloud_service.h"
+#include "quilplatform/plugin.h"
 #include "quilplatform/qlibc_file.h"
 #include "temp_root.hpp"
+
+#include <string>
+#include <vector>
 
 namespace {
 int g_cloud_error = 0;
 int g_lock_attempts = 0;
+// The plug-in SDK as KovaPluginManager drives it.
+bool g_plugin_init_fails = false;
+std::vector<std::string> g_plugin_calls;
+int g_plugin_context = 0;
 }  // namespace
+
+extern "C" int QLIBPluginSDKInit(const char* domain, const char* event, PQLIBPLUGIN* handle, const char*) {
+    g_plugin_calls.push_back(std::string("init ") + domain + " " + event);
+    if (g_plugin_init_fails) {
+        return -1;
+    }
+    *handle = reinterpret_cast<PQLIBPLUGIN>(&g_plugin_context);
+    return 0;
+}
+
+extern "C" int QLIBPluginAction(int action, PQLIBPLUGIN handle) {
+    g_plugin_calls.push_back("action " + std::to_string(action) + (handle != nullptr ? "" : " without handle"));
+    return 0;
+}
+
+extern "C" void QLIBPluginExit(PQLIBPLUGIN handle) {
+    g_plugin_calls.push_back(handle != nullptr ? "exit" : "exit null");
+}
 
 extern "C" int QUILCloudServiceGetErrorCode(void) {
     return g_cloud_error;
@@ -62,6 +89,20 @@ TEST(FileLockAttempts, LockZeroMakesNoAttemptAndAWaitRetriesEvery50To100Ms) {
     EXPECT_GE(g_lock_attempts, 10);
     EXPECT_LE(g_lock_attempts, 21);
     EXPECT_TRUE(holder.Release());
+}
+
+TEST(PluginEvents, PreAndPostSendFourAndFiveAndAFailedInitStillExits) {
+    g_plugin_calls.clear();
+    g_plugin_init_fails = false;
+    const quilkova::KovaPluginManager plugins;
+    plugins.Pre("kova/login");
+    plugins.Post("kova/login");
+    g_plugin_init_fails = true;
+    plugins.Post("kova/logout");
+    g_plugin_init_fails = false;
+    EXPECT_EQ(g_plugin_calls, (std::vector<std::string>{"init kova kova/login", "action 4", "exit",
+                                                         "init kova kova/login", "action 5", "exit",
+                                                         "init kova kova/logout", "exit null"}));
 }
 
 }  // namespace
