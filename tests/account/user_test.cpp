@@ -5,6 +5,7 @@
 #include <string>
 
 #include "account_fixture.hpp"
+#include "kova_code.hpp"
 #include "log_capture.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/user.hpp"
@@ -12,20 +13,12 @@
 namespace {
 
 using quilkova::KovaException;
+using quilkova::test::CodeOf;
 using quilkova::User;
 using quilkova::test::kUserConf;
 using quilkova::test::LogCapture;
 
 class UserTest : public quilkova::test::AccountTest {};
-
-KOVA_ERRCODE CodeOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const KovaException& error) {
-        return error.GetCode();
-    }
-    return KOVA_ERR_SUCCESS;
-}
 
 TEST_F(UserTest, AMissingFileGivesEveryDefault) {
     const User user;

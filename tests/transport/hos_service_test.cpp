@@ -8,6 +8,7 @@
 #include <string>
 
 #include "device_files.hpp"
+#include "kova_code.hpp"
 #include "log_capture.hpp"
 #include "quilkova/hos_service.hpp"
 #include "quilkova/kova_exception.hpp"
@@ -18,20 +19,12 @@ namespace {
 
 using quilkova::HosService;
 using quilkova::KovaException;
+using quilkova::test::CodeOf;
 using quilkova::KovaPluginManager;
 using quilkova::test::LogCapture;
 using quilkova::test::TempRoot;
 using quilkova::test::WriteDevice;
 using quilkova::test::WriteScript;
-
-KOVA_ERRCODE CodeOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const KovaException& error) {
-        return error.GetCode();
-    }
-    return KOVA_ERR_SUCCESS;
-}
 
 TEST(HosService, GivesTheDeviceFactsOrThrowsTheirCodes) {
     TempRoot root;

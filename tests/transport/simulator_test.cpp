@@ -8,6 +8,7 @@
 #include "https_request.hpp"
 #include "internal/json_utils.hpp"
 #include "sim/simulator.hpp"
+#include "sim/seed.hpp"
 
 namespace {
 
@@ -15,16 +16,9 @@ using quilkova::sim::Simulator;
 using quilkova::test::HttpsRequest;
 
 Json::Value Seed() {
-    Json::Value account;
-    account["email"] = "owner@example.com";
-    account["password"] = "s3cret";
-    account["id"] = "u-1";
-    account["auth_key"] = "key-1";
-    account["access_token"] = "at-1";
-    account["full_name"] = "Ann Owner";
-    account["enews"] = true;
-    Json::Value seed;
-    seed["accounts"].append(account);
+    Json::Value seed = quilkova::test::OwnerSeed("s3cret");
+    seed["accounts"][0]["full_name"] = "Ann Owner";
+    seed["accounts"][0]["enews"] = true;
     return seed;
 }
 
