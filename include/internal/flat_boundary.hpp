@@ -10,27 +10,34 @@
 
 namespace quilkova::internal {
 
-// The boundary of a flat function: runs its C++ core and turns the outcome
-// into the flat convention. `body` returns a KOVA_ERRCODE (0 for success) or
-// throws; the code lands in the error slot and the result is 0 or -1.
-// Nothing escapes: allocation failures give 6, JSON type errors 2, anything
-// else 24.
+// The boundary of a flat function that manages the error slot itself: the
+// body's result, or -1 with the code of whatever it threw (KovaException's
+// code, 6 for allocation failures, 2 for JSON type errors, 24 otherwise).
+template <typename Body>
+int GuardFlat(Body&& body) noexcept {
+    try {
+        return body();
+    } catch (const KovaException& error) {
+        QUILKOVAErrSet(error.GetCode());
+    } catch (const std::bad_alloc&) {
+        QUILKOVAErrSet(KOVA_ERR_SYSTEM);
+    } catch (const Json::Exception&) {
+        QUILKOVAErrSet(KOVA_ERR_BAD_JSON);
+    } catch (...) {
+        QUILKOVAErrSet(KOVA_ERR_UNKNOWN);
+    }
+    return -1;
+}
+
+// The boundary of a flat function whose core returns a KOVA_ERRCODE (0 for
+// success) or throws: the code lands in the error slot, the result is 0 or -1.
 template <typename Body>
 int RunFlat(Body&& body) noexcept {
-    int code = KOVA_ERR_UNKNOWN;
-    try {
-        code = body();
-    } catch (const KovaException& error) {
-        code = error.GetCode();
-    } catch (const std::bad_alloc&) {
-        code = KOVA_ERR_SYSTEM;
-    } catch (const Json::Exception&) {
-        code = KOVA_ERR_BAD_JSON;
-    } catch (...) {
-        code = KOVA_ERR_UNKNOWN;
-    }
-    QUILKOVAErrSet(code);
-    return code == KOVA_ERR_SUCCESS ? 0 : -1;
+    return GuardFlat([&body] {
+        const int code = body();
+        QUILKOVAErrSet(code);
+        return code == KOVA_ERR_SUCCESS ? 0 : -1;
+    });
 }
 
 // Bad arguments of a flat function: error slot 1, result -1.

@@ -44,6 +44,10 @@ public:
     void SetBool(const std::string& key, bool value) const;
     bool Exists() const;
 
+    // Deletes the record file (a missing one is fine) with privileges raised.
+    // False when they could not be raised (logged, nothing deleted).
+    static bool RemoveRecord();
+
 #define QUILKOVA_DECLARE_STRING(Name, key, fallback) \
     std::string Get##Name() const;                   \
     void Set##Name(const std::string& value) const;

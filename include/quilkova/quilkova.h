@@ -137,7 +137,33 @@ QUILKOVA_EXPORT void QUILKOVAHttpsResponseFree(KOVA_HTTPS_RESPONSE *resp);
 /* libcurl write callback appending to a KOVA_MEMORY. */
 QUILKOVA_EXPORT size_t WriteMemoryCallback(void *contents, size_t size, size_t nmemb, void *userp);
 
+/* Report schedule: non-zero when the job was saved / removed, 0 otherwise. */
+QUILKOVA_EXPORT int QUILKOVAAccountRegisterCrond(void);
+QUILKOVA_EXPORT unsigned int QUILKOVAAccountUnregisterCrond(void);
+
+/* Deletes the local account record after telling the "kova/logout" plug-ins. */
+QUILKOVA_EXPORT int QUILKOVAAccountRemove(void);
+
 #ifdef __cplusplus
+}
+#endif
+
+#ifdef __cplusplus
+/* The flat functions that exchange JSON values (C++ callers only). */
+#include <json/json.h>
+
+extern "C" {
+/* Refreshes the account from the service when the last query is old enough
+   (always after a day, never within 5 minutes, in between when queryAllowed),
+   then fills result from the account record. */
+QUILKOVA_EXPORT int QUILKOVAAccountQueryInfo(Json::Value &result, bool queryAllowed, bool shortTimeout);
+/* Logs in with e-mail and password; checkOnly only checks them. */
+QUILKOVA_EXPORT int QUILKOVAAccountLogin(const char *email, const char *password, Json::Value &answer, bool checkOnly);
+/* Logs in with an OAuth access token obtained elsewhere. */
+QUILKOVA_EXPORT int QUILKOVAAccountOauthLogin(Json::Value &answer, const char *accessToken);
+/* Binds the account of a known user id and auth key, proven by a query; output
+   receives "email", "auth_key" and "activated". */
+QUILKOVA_EXPORT int QUILKOVAAccountLoginByKey(const char *userId, const char *authKey, Json::Value &output);
 }
 #endif
 

@@ -3,6 +3,7 @@
 
 // Every public header of libquilkova.
 #include "quilkova/quilkova.h"
+#include "quilkova/account_service.hpp"
 #include "quilkova/backtrace.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/file_lock.hpp"

@@ -96,6 +96,17 @@ void UserImpl::SetBool(const std::string& key, bool value) const {
     Set(key, value ? "yes" : "no");
 }
 
+bool UserImpl::RemoveRecord() {
+    const std::string path = internal::RootedPath(kPath);
+    try {
+        const internal::PrivilegedSection root;
+        ::unlink(path.c_str());
+        return true;
+    } catch (const KovaException&) {
+        return false;
+    }
+}
+
 bool UserImpl::Exists() const {
     return !GetUserId().empty();
 }

@@ -22,6 +22,7 @@ bool TryParseJson(const std::string& text, Json::Value& out) {
         Json::CharReaderBuilder builder;
         Json::CharReaderBuilder::strictMode(&builder.settings_);
         builder["allowComments"] = true;
+        builder["rejectDupKeys"] = false;  // the last of repeated members wins, as it always has
         const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
         Json::Value parsed;
         std::string errors;

@@ -1,0 +1,67 @@
+#ifndef QUILKOVA_INTERNAL_ACCOUNT_STEPS_HPP
+#define QUILKOVA_INTERNAL_ACCOUNT_STEPS_HPP
+
+#include <json/json.h>
+
+#include <memory>
+#include <string>
+
+#include "quilkova/quilkova.h"
+#include "quilplatform/qlibc_string.h"
+
+// The steps the flat account operations share. Each logs its listed message
+// as coming from the caller's source line (pass KOVA_HERE), puts its listed
+// code in the error slot and returns false when it fails.
+namespace quilkova::internal {
+
+struct Where {
+    const char* file;
+    int line;
+};
+#define KOVA_HERE (::quilkova::internal::Where{__FILE__, __LINE__})
+
+struct FormHashDeleter {
+    void operator()(QLIBCSzHash* hash) const { QLIBCSzHashFree(hash); }
+};
+using FormHash = std::unique_ptr<QLIBCSzHash, FormHashDeleter>;
+
+// A response of the sender, freed on every path.
+struct Response {
+    KOVA_HTTPS_RESPONSE raw = {};
+    Response() = default;
+    ~Response() { QUILKOVAHttpsResponseFree(&raw); }
+    Response(const Response&) = delete;
+    Response& operator=(const Response&) = delete;
+    std::string Body() const { return raw.data != nullptr ? raw.data : ""; }
+};
+
+constexpr int kSerialSize = 36;
+constexpr int kMacSize = 24;
+constexpr int kApiKeySize = 1024;
+
+bool ResolveAccountHost(std::string& host, Where where);                // 23
+bool ReadSerial(char (&serial)[kSerialSize], Where where);               // 8
+bool ReadMac(char (&mac)[kMacSize], Where where);                        // 20
+bool ReadApiKey(char (&key)[kApiKeySize], Where where);                  // the cloud-service code
+FormHash NewForm(Where where);                                           // 6
+bool SetField(QLIBCSzHash* form, const char* key, const std::string& value);
+// `failure` is the start of the send failure's message ("Failed" or "failed").
+bool SendForm(const std::string& host, const char* path, QLIBCSzHash* form, bool short_timeout, Response& response,
+              Where where, const char* failure = "Failed");              // 4
+bool ParseAnswer(const std::string& body, Json::Value& answer, Where where);  // 2
+// The appliance's zone by its zoneinfo name ("nameInTZDB"). A zone that
+// cannot be read at all fails with the slot untouched; the rest give 6.
+bool ReadTimezone(std::string& zone_in_tzdb, Where where);
+
+// Lenient readers of service answers: they never throw.
+// Texts as they are, numbers and booleans as their text, anything else "".
+std::string TextOf(const Json::Value& value);
+bool IsText(const Json::Value& value);
+// true/false, non-zero numbers, "true"/"yes"/"1" and "false"/"no"/"0".
+bool ReadFlag(const Json::Value& value, bool& flag);
+// The "code" of an answer as text; "" when the answer is no object or has none.
+std::string CodeOf(const Json::Value& answer);
+
+}  // namespace quilkova::internal
+
+#endif

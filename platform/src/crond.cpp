@@ -1,0 +1,238 @@
+// The scheduler of the generic platform: named job lists rendered to cron.d.
+#include "quilplatform/crond.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <new>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "internal/atomic_file.hpp"
+#include "internal/root_prefix.hpp"
+#include "last_error.hpp"
+#include "quilplatform/qlibc_error.h"
+
+namespace {
+
+using quilkova::internal::ReadFileNoFollow;
+using quilkova::internal::ReplaceFileAtomically;
+using quilkova::internal::RootedPath;
+
+struct FieldRange {
+    int low;
+    int high;
+};
+// minute, hour, day of month, month, day of week
+constexpr FieldRange kFields[] = {{0, 59}, {0, 23}, {1, 31}, {1, 12}, {0, 6}};
+
+std::string JobsPath(const std::string& name) {
+    return RootedPath("/usr/quil/etc/crond/" + name + ".json");
+}
+
+std::string CronPath(const std::string& name) {
+    return RootedPath("/etc/cron.d/quil-" + name);
+}
+
+std::vector<std::string> Words(const std::string& text) {
+    std::istringstream in(text);
+    std::vector<std::string> words;
+    for (std::string word; in >> word;) {
+        words.push_back(word);
+    }
+    return words;
+}
+
+bool ParseNumber(const std::string& text, int& value) {
+    if (text.empty() || text.size() > 2 || text.find_first_not_of("0123456789") != std::string::npos) {
+        return false;
+    }
+    value = std::stoi(text);
+    return true;
+}
+
+// One crontab field with "~" (any) and "a~b" (between) fixed to a random value.
+bool RenderField(const std::string& field, const FieldRange& range, std::mt19937& random, std::string& out) {
+    const size_t tilde = field.find('~');
+    if (tilde == std::string::npos) {
+        if (field.find_first_not_of("0123456789*/,-") != std::string::npos) {
+            return false;
+        }
+        out = field;
+        return true;
+    }
+    int low = range.low;
+    int high = range.high;
+    if (field != "~" && (!ParseNumber(field.substr(0, tilde), low) || !ParseNumber(field.substr(tilde + 1), high) ||
+                         low < range.low || high > range.high || low > high)) {
+        return false;
+    }
+    out = std::to_string(std::uniform_int_distribution<int>(low, high)(random));
+    return true;
+}
+
+// A cron argument: '%' means a line break to cron, so it is escaped.
+bool CronArgument(const Json::Value& arg, std::string& out) {
+    if (!arg.isString()) {
+        return false;
+    }
+    out.clear();
+    for (const char c : arg.asString()) {
+        if (c == '\n' || c == '\r') {
+            return false;
+        }
+        if (c == '%') {
+            out += '\\';
+        }
+        out += c;
+    }
+    return !out.empty();
+}
+
+bool RenderJob(const Json::Value& job, std::mt19937& random, std::string& line) {
+    if (!job.isObject() || job["period"] != "crontab" || !job["crontab"].isString() ||
+        !job["cmd_list"].isArray() || job["cmd_list"].empty()) {
+        return false;
+    }
+    const std::vector<std::string> fields = Words(job["crontab"].asString());
+    if (fields.size() != std::size(kFields)) {
+        return false;
+    }
+    line.clear();
+    for (size_t i = 0; i < fields.size(); ++i) {
+        std::string value;
+        if (!RenderField(fields[i], kFields[i], random, value)) {
+            return false;
+        }
+        line += value + " ";
+    }
+    const Json::Value user = job.get("user", "root");
+    if (!user.isString() || user.asString().empty() || user.asString().find_first_of(" \t\n") != std::string::npos) {
+        return false;
+    }
+    line += user.asString();
+    for (const Json::Value& arg : job["cmd_list"]) {
+        std::string text;
+        if (!CronArgument(arg, text)) {
+            return false;
+        }
+        line += " " + text;
+    }
+    line += "\n";
+    return true;
+}
+
+std::string Styled(const Json::Value& value) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "\t";
+    return Json::writeString(builder, value) + "\n";
+}
+
+}  // namespace
+
+namespace QUIL {
+namespace QUILCrond {
+
+ConfigManager::ConfigManager(const std::string& name, bool flag) : name_(name), flag_(flag) {}
+
+ConfigManager::~ConfigManager() = default;
+
+bool ConfigManager::Save(const Json::Value& jobs) {
+    if (!jobs.isArray() || name_.empty() || name_.find('/') != std::string::npos) {
+        QLIBC_FAIL(QLIBC_ERR_BAD_PARAMETERS);
+        return false;
+    }
+    try {
+        std::random_device device;
+        std::mt19937 random(device());
+        std::string cron = "# Written by the scheduler for \"" + name_ + "\"; changes here are lost.\n";
+        for (const Json::Value& job : jobs) {
+            std::string line;
+            if (!RenderJob(job, random, line)) {
+                QLIBC_FAIL(QLIBC_ERR_BAD_PARAMETERS);
+                return false;
+            }
+            cron += line;
+        }
+        if (ReplaceFileAtomically(JobsPath(name_), Styled(jobs), 0644) != 0 ||
+            ReplaceFileAtomically(CronPath(name_), cron, 0644) != 0) {
+            QLIBC_FAIL(QLIBC_ERR_FILE_WRITE);
+            return false;
+        }
+        return true;
+    } catch (const std::exception&) {  // allocation, or a job member of the wrong type
+        QLIBC_FAIL(QLIBC_ERR_BAD_PARAMETERS);
+        return false;
+    }
+}
+
+bool ConfigManager::Remove() {
+    try {
+        bool removed = false;
+        for (const std::string& path : {JobsPath(name_), CronPath(name_)}) {
+            if (::unlink(path.c_str()) == 0) {
+                removed = true;
+            } else if (errno != ENOENT) {
+                QLIBC_FAIL(QLIBC_ERR_FILE_WRITE);
+                return false;
+            }
+        }
+        if (!removed) {
+            QLIBC_FAIL(QLIBC_ERR_NOT_FOUND);
+        }
+        return removed;
+    } catch (const std::bad_alloc&) {
+        QLIBC_FAIL(QLIBC_ERR_OUT_OF_MEMORY);
+        return false;
+    }
+}
+
+}  // namespace QUILCrond
+}  // namespace QUIL
+
+extern "C" int QUILScheduleRemove(const char* command) {
+    if (command == nullptr || *command == '\0') {
+        QLIBC_FAIL(QLIBC_ERR_BAD_PARAMETERS);
+        return -1;
+    }
+    try {
+        const std::string path = RootedPath("/etc/crontab");
+        std::string content;
+        struct stat info {};
+        const int error = ReadFileNoFollow(path, content, &info);
+        if (error == ENOENT) {
+            return 0;
+        }
+        if (error != 0) {
+            QLIBC_FAIL(QLIBC_ERR_FILE_READ);
+            return -1;
+        }
+        // "m h dom mon dow user command": the command is what follows six fields.
+        std::istringstream lines(content);
+        std::string kept;
+        int removed = 0;
+        for (std::string line; std::getline(lines, line);) {
+            const std::vector<std::string> words = Words(line);
+            std::string rest;
+            for (size_t i = 6; i < words.size(); ++i) {
+                rest += (i > 6 ? " " : "") + words[i];
+            }
+            if (!words.empty() && words[0][0] != '#' && rest == command) {
+                ++removed;
+                continue;
+            }
+            kept += line + "\n";
+        }
+        if (removed > 0 && ReplaceFileAtomically(path, kept, info.st_mode & 07777, info.st_uid, info.st_gid) != 0) {
+            QLIBC_FAIL(QLIBC_ERR_FILE_WRITE);
+            return -1;
+        }
+        return removed;
+    } catch (const std::bad_alloc&) {
+        QLIBC_FAIL(QLIBC_ERR_OUT_OF_MEMORY);
+        return -1;
+    }
+}

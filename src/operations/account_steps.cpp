@@ -1,0 +1,168 @@
+#include "internal/account_steps.hpp"
+
+#include "internal/json_utils.hpp"
+#include "internal/log.hpp"
+#include "quilplatform/cloud_service.h"
+#include "quilplatform/device.h"
+#include "quilplatform/qlibc_error.h"
+#include "quilplatform/zone.h"
+
+namespace quilkova::internal {
+
+// LogLine with the caller's source file and line.
+#define KOVA_LOG_AT(where, fmt, ...) \
+    ::quilkova::internal::LogLine(LOG_ERR, fmt, SourceBaseName((where).file), (where).line, ##__VA_ARGS__)
+
+namespace {
+bool Fail(KOVA_ERRCODE code) {
+    QUILKOVAErrSet(code);
+    return false;
+}
+}  // namespace
+
+bool ResolveAccountHost(std::string& host, Where where) {
+    KOVA_SERVER_CONFIG config = {};
+    if (QUILKOVAServerConfigGet(&config) != 0) {
+        KOVA_LOG_AT(where, "%s:%d QUILKOVAServerConfigGet, code=%u", static_cast<unsigned int>(QUILKOVAErrGet()));
+        return Fail(KOVA_ERR_SERVER_CONFIG);
+    }
+    host = config.account_url;
+    return true;
+}
+
+bool ReadSerial(char (&serial)[kSerialSize], Where where) {
+    if (QLIBGetSerialNumber(serial, kSerialSize) < 0) {
+        KOVA_LOG_AT(where, "%s:%d Failed to get serial number, err=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
+                    QLIBCErrorGetLine());
+        return Fail(KOVA_ERR_SERIAL);
+    }
+    return true;
+}
+
+bool ReadMac(char (&mac)[kMacSize], Where where) {
+    if (QUILHsinfoCloudServiceGetMacAddress(mac, kMacSize) < 0) {
+        KOVA_LOG_AT(where, "%s:%d Failed to get mac address");
+        return Fail(KOVA_ERR_MAC);
+    }
+    return true;
+}
+
+bool ReadApiKey(char (&key)[kApiKeySize], Where where) {
+    if (QUILCloudServiceGetApiKey(key, 1) < 0) {
+        KOVA_LOG_AT(where, "%s:%d Failed to get apikey");
+        QUILKOVAErrSet(GetErrorCodeFromCloudService());
+        return false;
+    }
+    return true;
+}
+
+FormHash NewForm(Where where) {
+    FormHash form(QLIBCSzHashAlloc(1024));
+    if (!form) {
+        KOVA_LOG_AT(where, "%s:%d Failed to alloc https request, err=[0x%04X %s:%d]", QLIBCErrGet(),
+                    QLIBCErrorGetFile(), QLIBCErrorGetLine());
+        QUILKOVAErrSet(KOVA_ERR_SYSTEM);
+    }
+    return form;
+}
+
+bool SetField(QLIBCSzHash* form, const char* key, const std::string& value) {
+    return QLIBCSzHashSetValue(form, key, value.c_str()) == 0;
+}
+
+bool SendForm(const std::string& host, const char* path, QLIBCSzHash* form, bool short_timeout, Response& response,
+              Where where, const char* failure) {
+    QUILKOVAHttpsResponseFree(&response.raw);
+    KOVA_HTTPS_REQUEST request = {};
+    request.host = host.c_str();
+    request.path = path;
+    request.params = form;
+    request.method = 0;
+    request.shortTimeout = short_timeout ? 1 : 0;
+    if (QUILKOVAHttpsRequestSend(&request, &response.raw) != 0) {
+        KOVA_LOG_AT(where, "%s:%d %s to send https request. err=[0x%04X %s:%d]", failure, QLIBCErrGet(),
+                    QLIBCErrorGetFile(), QLIBCErrorGetLine());
+        return Fail(KOVA_ERR_SEND);
+    }
+    return true;
+}
+
+bool ParseAnswer(const std::string& body, Json::Value& answer, Where where) {
+    if (!TryParseJson(body, answer)) {
+        KOVA_LOG_AT(where, "%s:%d Failed to parse json: %s", body.c_str());
+        return Fail(KOVA_ERR_BAD_JSON);
+    }
+    return true;
+}
+
+bool ReadTimezone(std::string& zone_in_tzdb, Where where) {
+    char zone[256] = {};
+    int needed = 0;
+    if (QUILZoneGet(zone, sizeof(zone), &needed) < 0) {
+        KOVA_LOG_AT(where, "%s:%d failed to get time zone, size need: %d, err=[0x%04X %s:%d]", needed, QLIBCErrGet(),
+                    QLIBCErrorGetFile(), QLIBCErrorGetLine());
+        return false;
+    }
+    const FormHash details(QLIBCSzHashAlloc(1024));
+    if (!details) {
+        KOVA_LOG_AT(where, "%s:%d Failed to alloc pTZInfo, err=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
+                    QLIBCErrorGetLine());
+        return Fail(KOVA_ERR_SYSTEM);
+    }
+    if (QUILZoneGetInfo(zone, details.get()) < 0) {
+        KOVA_LOG_AT(where, "%s:%d failed to get timezone info[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
+                    QLIBCErrorGetLine());
+        return Fail(KOVA_ERR_SYSTEM);
+    }
+    const char* name = QLIBCSzHashGetValue(details.get(), "nameInTZDB");
+    if (name == nullptr) {
+        KOVA_LOG_AT(where, "%s:%d failed to get tmz[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
+                    QLIBCErrorGetLine());
+        return Fail(KOVA_ERR_SYSTEM);
+    }
+    zone_in_tzdb = name;
+    return true;
+}
+
+bool IsText(const Json::Value& value) {
+    return value.isString();
+}
+
+std::string TextOf(const Json::Value& value) {
+    try {
+        if (value.isString() || value.isNumeric() || value.isBool()) {
+            return value.asString();
+        }
+    } catch (...) {
+    }
+    return "";
+}
+
+bool ReadFlag(const Json::Value& value, bool& flag) {
+    if (value.isBool()) {
+        flag = value.asBool();
+        return true;
+    }
+    if (value.isIntegral()) {
+        flag = value.isUInt64() ? value.asUInt64() != 0 : value.asInt64() != 0;
+        return true;
+    }
+    if (value.isString()) {
+        const std::string text = value.asString();
+        if (text == "true" || text == "yes" || text == "1") {
+            flag = true;
+            return true;
+        }
+        if (text == "false" || text == "no" || text == "0") {
+            flag = false;
+            return true;
+        }
+    }
+    return false;
+}
+
+std::string CodeOf(const Json::Value& answer) {
+    return answer.isObject() ? TextOf(answer["code"]) : "";
+}
+
+}  // namespace quilkova::internal

@@ -1,0 +1,58 @@
+// The scheduler job that runs the periodic report.
+#include <json/json.h>
+
+#include "internal/log.hpp"
+#include "internal/report_schedule.hpp"
+#include "quilkova/kova_exception.hpp"
+#include "quilkova/quilkova.h"
+#include "quilkova/user.hpp"
+#include "quilplatform/crond.h"
+#include "quilplatform/qlibc_file.h"
+
+namespace {
+constexpr const char* kScheduleName = "kova";
+}  // namespace
+
+extern "C" int QUILKOVAAccountRegisterCrond(void) {
+    try {
+        Json::Value jobs(Json::arrayValue);
+        Json::Value job(Json::objectValue);
+        QUIL::QUILCrond::ConfigManager manager(kScheduleName, false);
+        job["name"] = "job";
+        job["period"] = "crontab";
+        job["crontab"] = quilkova::User().GetReportCronTimestring();
+        job["user"] = "root";
+        job["cmd_list"].append("/usr/quil/bin/quilkova");
+        job["cmd_list"].append("--report_info");
+        // Saved whole: registering again replaces the one job.
+        jobs.append(job);
+        return manager.Save(jobs) ? 1 : 0;
+    } catch (const quilkova::KovaException& error) {
+        // A flat function lets nothing escape: the unreadable time string is a failed save.
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to get user: %s", error.what());
+        return 0;
+    } catch (...) {
+        return 0;
+    }
+}
+
+extern "C" unsigned int QUILKOVAAccountUnregisterCrond(void) {
+    try {
+        return QUIL::QUILCrond::ConfigManager(kScheduleName, false).Remove() ? 1U : 0U;
+    } catch (...) {
+        return 0U;
+    }
+}
+
+namespace quilkova::internal {
+
+void RegisterReportUnlessDisabled(Where where) {
+    if (QLIBCFileCheckKeyValue("/etc/quilinfo.conf", "kova_disable_report", "yes", 0) == 1) {
+        return;
+    }
+    if (QUILKOVAAccountRegisterCrond() == 0) {
+        LogLine(LOG_ERR, "%s:%d Failed to add crontab for kova", SourceBaseName(where.file), where.line);
+    }
+}
+
+}  // namespace quilkova::internal
