@@ -9,6 +9,7 @@
 #include "quilkova/file_lock.hpp"
 #include "quilkova/hos_service.hpp"
 #include "quilkova/kova_plugin_manager.hpp"
+#include "quilkova/pkce_client.hpp"
 #include "quilkova/server_info.hpp"
 #include "quilkova/user.hpp"
 

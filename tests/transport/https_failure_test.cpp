@@ -9,12 +9,12 @@
 
 #include <chrono>
 #include <string>
-#include <thread>
 
 #include "child_process.hpp"
 #include "device_files.hpp"
 #include "https_request.hpp"
 #include "log_capture.hpp"
+#include "tls_server.hpp"
 
 namespace {
 
@@ -44,17 +44,6 @@ private:
     int fd_;
     int port_ = -1;
 };
-
-bool Accepts(int port) {
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const bool connected = ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
-    ::close(fd);
-    return connected;
-}
 
 double SecondsOf(const std::function<void()>& action) {
     const auto start = std::chrono::steady_clock::now();
@@ -111,30 +100,10 @@ TEST(HttpsFailures, AServerThatNeverAnswersIsCutOffByTheTimeOut) {
 TEST(HttpsFailures, ASelfSignedCertificateIsRefused) {
     TempRoot root;
     quilkova::test::WriteDevice(root);
-    const std::string key = root.Path("/key.pem");
-    const std::string cert = root.Path("/cert.pem");
-    ASSERT_EQ(std::system(("openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=127.0.0.1 -days 1 -keyout " + key +
-                           " -out " + cert + " >/dev/null 2>&1")
-                              .c_str()),
-              0);
-    int port = 0;
-    {
-        SilentServer probe;  // a free port, released for the TLS server
-        port = probe.port();
-    }
-    ChildProcess server([&] {
-        const std::string accept = "127.0.0.1:" + std::to_string(port);
-        ::execlp("openssl", "openssl", "s_server", "-quiet", "-accept", accept.c_str(), "-cert", cert.c_str(),
-                 "-key", key.c_str(), "-www", static_cast<char*>(nullptr));
-        return 3;
-    });
-    for (int i = 0; i < 200 && !Accepts(port); ++i) {
-        std::this_thread::sleep_for(25ms);
-    }
-    ASSERT_TRUE(Accepts(port));
-
+    const quilkova::test::TlsServer server(root);
+    ASSERT_TRUE(server.ready());
     LogCapture log;
-    HttpsRequest request("https://127.0.0.1:" + std::to_string(port), "device/api/password_login", {{"email", "x"}});
+    HttpsRequest request(server.BaseUrl(), "device/api/password_login", {{"email", "x"}});
     EXPECT_EQ(request.Send(), -1);
     EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SEND);
     EXPECT_EQ(request.response.curlCode, 60);

@@ -1,6 +1,7 @@
 #include "simulator.hpp"
 
 #include <httplib.h>
+#include <openssl/evp.h>
 
 #include <chrono>
 #include <deque>
@@ -84,6 +85,13 @@ std::string Text(const Json::Value& value) {
 // Accounts, canned answers and the request log, shared by the server's threads.
 class Simulator::State {
 public:
+    // What an authorization code was issued for.
+    struct Grant {
+        std::string client_id;
+        std::string challenge;
+        std::string redirect_uri;
+    };
+
     explicit State(const Json::Value& seed) : seed_(seed) { Reset(); }
 
     void Reset() {
@@ -135,6 +143,59 @@ public:
         accounts_.append(account);
     }
 
+    std::string IssueCode(const std::string& client_id, const std::string& challenge, const std::string& redirect_uri) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::string code = "code-" + std::to_string(++serial_);
+        codes_[code] = {client_id, challenge, redirect_uri};
+        return code;
+    }
+
+    // The grant of a code, which is spent whatever the outcome; false when unknown or spent.
+    bool TakeCode(const std::string& code, Grant& grant) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        const auto found = codes_.find(code);
+        if (found == codes_.end()) {
+            return false;
+        }
+        grant = found->second;
+        codes_.erase(found);
+        return true;
+    }
+
+    // Spends a refresh token (it rotates); false when unknown, spent or revoked.
+    bool TakeRefreshToken(const std::string& token, const std::string& client_id) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        const auto found = refresh_tokens_.find(token);
+        if (found == refresh_tokens_.end() || found->second != client_id) {
+            return false;
+        }
+        refresh_tokens_.erase(found);
+        return true;
+    }
+
+    Json::Value IssueTokens(const std::string& client_id) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::string n = std::to_string(++serial_);
+        Json::Value tokens;
+        tokens["access_token"] = "at-" + n;
+        tokens["id_token"] = "id-" + n;
+        tokens["refresh_token"] = "rt-" + n;
+        tokens["token_type"] = "Bearer";
+        tokens["expires_in"] = token_lifetime_;
+        refresh_tokens_[tokens["refresh_token"].asString()] = client_id;
+        return tokens;
+    }
+
+    void SetTokenLifetime(int seconds) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        token_lifetime_ = seconds;
+    }
+
+    void RevokeRefreshTokens() {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        refresh_tokens_.clear();
+    }
+
     void Update(const std::string& id, const std::function<void(Json::Value&)>& change) {
         const std::lock_guard<std::mutex> lock(mutex_);
         for (Json::Value& account : accounts_) {
@@ -147,6 +208,10 @@ public:
 private:
     mutable std::mutex mutex_;
     const Json::Value seed_;
+    std::map<std::string, Grant> codes_;
+    std::map<std::string, std::string> refresh_tokens_;  // token -> client id
+    int token_lifetime_ = 3600;
+    unsigned long serial_ = 0;
     Json::Value accounts_;
     std::map<std::string, std::deque<CannedAnswer>> canned_;
     std::vector<ReceivedRequest> requests_;
@@ -192,6 +257,7 @@ void Reply(httplib::Response& response, int status, const std::string& body) {
 }
 
 void AddAccountRoutes(httplib::Server& http, const std::shared_ptr<Simulator::State>& state);
+void AddIdentityRoutes(httplib::Server& http, const std::shared_ptr<Simulator::State>& state);
 
 }  // namespace
 
@@ -243,6 +309,27 @@ int Simulator::Start(int port) {
         state->Reset();
         Reply(response, 200, Text(Answer("good")));
     });
+    http.Post("/_sim/authorize", [state](const httplib::Request& request, httplib::Response& response) {
+        const Json::Value order = Parsed(request.body);
+        if (!order.isObject()) {
+            Reply(response, 400, Text(Answer("badparam")));
+            return;
+        }
+        Json::Value answer = Answer("good");
+        answer["authorization_code"] = state->IssueCode(order["client_id"].asString(),
+                                                        order["code_challenge"].asString(),
+                                                        order["redirect_uri"].asString());
+        Reply(response, 200, Text(answer));
+    });
+    http.Post("/_sim/token_lifetime", [state](const httplib::Request& request, httplib::Response& response) {
+        state->SetTokenLifetime(Parsed(request.body).get("seconds", 3600).asInt());
+        Reply(response, 200, Text(Answer("good")));
+    });
+    http.Post("/_sim/revoke", [state](const httplib::Request&, httplib::Response& response) {
+        state->RevokeRefreshTokens();
+        Reply(response, 200, Text(Answer("good")));
+    });
+    AddIdentityRoutes(http, state);
     AddAccountRoutes(http, state);
 
     server_->port = port == 0 ? http.bind_to_any_port("127.0.0.1") : (http.bind_to_port("127.0.0.1", port) ? port : -1);
@@ -295,6 +382,19 @@ void Simulator::Reset() {
     state_->Reset();
 }
 
+std::string Simulator::IssueAuthorizationCode(const std::string& client_id, const std::string& code_challenge,
+                                              const std::string& redirect_uri) {
+    return state_->IssueCode(client_id, code_challenge, redirect_uri);
+}
+
+void Simulator::SetTokenLifetime(int seconds) {
+    state_->SetTokenLifetime(seconds);
+}
+
+void Simulator::RevokeRefreshTokens() {
+    state_->RevokeRefreshTokens();
+}
+
 namespace {
 
 using Handler = std::function<void(const ReceivedRequest&, httplib::Response&)>;
@@ -318,6 +418,63 @@ void Route(httplib::Server& http, const std::shared_ptr<Simulator::State>& state
     };
     http.Post(pattern, serve);
     http.Get(pattern, serve);
+}
+
+// base64url(SHA-256(verifier)), unpadded: the S256 code challenge.
+std::string S256(const std::string& verifier) {
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int length = 0;
+    EVP_Digest(verifier.data(), verifier.size(), digest, &length, EVP_sha256(), nullptr);
+    static const char* const kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
+    std::string text;
+    unsigned int bits = 0;
+    int count = 0;
+    for (unsigned int i = 0; i < length; ++i) {
+        bits = (bits << 8) | digest[i];
+        count += 8;
+        while (count >= 6) {
+            count -= 6;
+            text += kAlphabet[(bits >> count) & 0x3F];
+        }
+    }
+    if (count > 0) {
+        text += kAlphabet[(bits << (6 - count)) & 0x3F];
+    }
+    return text;
+}
+
+void OAuthError(httplib::Response& response, const char* error, const char* description) {
+    Json::Value body;
+    body["error"] = error;
+    body["error_description"] = description;
+    Reply(response, 400, Text(body));
+}
+
+void AddIdentityRoutes(httplib::Server& http, const std::shared_ptr<Simulator::State>& state) {
+    Route(http, state, "/oauth2/token", [state](const ReceivedRequest& fields, httplib::Response& response) {
+        const std::string grant_type = fields.Field("grant_type");
+        const std::string client_id = fields.Field("client_id");
+        if (grant_type == "authorization_code") {
+            Simulator::State::Grant grant;
+            if (!state->TakeCode(fields.Field("code"), grant)) {
+                OAuthError(response, "invalid_grant", "unknown or already used authorization code");
+            } else if (grant.client_id != client_id || grant.redirect_uri != fields.Field("redirect_uri")) {
+                OAuthError(response, "invalid_grant", "client or redirect_uri does not match the code");
+            } else if (S256(fields.Field("code_verifier")) != grant.challenge) {
+                OAuthError(response, "invalid_grant", "code_verifier does not match the code_challenge");
+            } else {
+                Reply(response, 200, Text(state->IssueTokens(client_id)));
+            }
+        } else if (grant_type == "refresh_token") {
+            if (!state->TakeRefreshToken(fields.Field("refresh_token"), client_id)) {
+                OAuthError(response, "invalid_grant", "refresh token is invalid, used or revoked");
+            } else {
+                Reply(response, 200, Text(state->IssueTokens(client_id)));
+            }
+        } else {
+            OAuthError(response, "unsupported_grant_type", "grant_type must be authorization_code or refresh_token");
+        }
+    });
 }
 
 void AddAccountRoutes(httplib::Server& http, const std::shared_ptr<Simulator::State>& state) {

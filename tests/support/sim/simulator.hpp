@@ -54,6 +54,15 @@ public:
     // Forgets requests and canned answers, and restores the seeded accounts.
     void Reset();
 
+    // The identity host's token endpoint, "/oauth2/token", trades a code
+    // issued here (as a browser login would obtain it) for tokens, once, when
+    // the verifier matches the S256 challenge; refresh tokens rotate.
+    std::string IssueAuthorizationCode(const std::string& client_id, const std::string& code_challenge,
+                                       const std::string& redirect_uri);
+    void SetTokenLifetime(int seconds);
+    // Every refresh token issued so far stops working.
+    void RevokeRefreshTokens();
+
     class State;  // accounts, canned answers and the request log
 
 private:

@@ -1,0 +1,129 @@
+#ifndef QUILKOVA_INTERNAL_HTTP_HPP
+#define QUILKOVA_INTERNAL_HTTP_HPP
+
+#include <chrono>
+#include <initializer_list>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+// The HTTP session of the classes: one request per call, options given as
+// small typed values in any order. Certificates are always checked. The one
+// place where the classes meet libcurl.
+namespace quilkova::http {
+
+struct Url {
+    Url(std::string text) : value(std::move(text)) {}  // NOLINT: implicit, as Url{"..."} reads
+    std::string value;
+};
+
+struct Timeout {
+    Timeout(long milliseconds) : value(milliseconds) {}  // NOLINT
+    std::chrono::milliseconds value;
+};
+
+struct UserAgent {
+    UserAgent(std::string text) : value(std::move(text)) {}  // NOLINT
+    std::string value;
+};
+
+// A set of request headers. A later Header on the same request replaces an
+// earlier one as a whole.
+using Header = std::map<std::string, std::string>;
+
+// Ordered key/value pairs; a key may repeat (e.g. "scopes[]").
+class Pairs {
+public:
+    Pairs() = default;
+    Pairs(std::initializer_list<std::pair<std::string, std::string>> pairs) : pairs_(pairs) {}
+    void Add(const std::string& key, const std::string& value) { pairs_.emplace_back(key, value); }
+    const std::vector<std::pair<std::string, std::string>>& pairs() const { return pairs_; }
+
+private:
+    std::vector<std::pair<std::string, std::string>> pairs_;
+};
+
+// The request body, form-encoded.
+struct Payload : Pairs {
+    using Pairs::Pairs;
+};
+
+// The query string.
+struct Parameters : Pairs {
+    using Pairs::Pairs;
+};
+
+enum class ErrorCode {
+    OK = 0,
+    CONNECTION_FAILURE,
+    EMPTY_RESPONSE,
+    HOST_RESOLUTION_FAILURE,
+    INTERNAL_ERROR,
+    INVALID_URL_FORMAT,
+    NETWORK_RECEIVE_ERROR,
+    NETWORK_SEND_FAILURE,
+    OPERATION_TIMEDOUT,
+    PROXY_RESOLUTION_FAILURE,
+    SSL_CONNECT_ERROR,
+    SSL_LOCAL_CERTIFICATE_ERROR,
+    SSL_REMOTE_CERTIFICATE_ERROR,
+    SSL_CACERT_ERROR,
+    GENERIC_SSL_ERROR,
+    UNSUPPORTED_PROTOCOL,
+    REQUEST_CANCELLED,
+    TOO_MANY_REDIRECTS,
+    UNKNOWN_ERROR = 1000,
+};
+
+struct Error {
+    ErrorCode code = ErrorCode::OK;
+    std::string message;
+};
+
+struct Response {
+    long status_code = 0;  // 0 when no answer was read
+    std::string text;
+    Error error;
+};
+
+// Everything one request is made of.
+struct Request {
+    std::string url;
+    long timeout_ms = 0;
+    std::string user_agent;
+    Header header;
+    Parameters parameters;
+    Payload payload;
+    bool has_payload = false;
+
+    void Apply(const Url& url_option) { url = url_option.value; }
+    void Apply(const Timeout& timeout) { timeout_ms = static_cast<long>(timeout.value.count()); }
+    void Apply(const UserAgent& agent) { user_agent = agent.value; }
+    void Apply(const Header& headers) { header = headers; }
+    void Apply(const Parameters& query) { parameters = query; }
+    void Apply(const Payload& body) {
+        payload = body;
+        has_payload = true;
+    }
+};
+
+Response Perform(const Request& request, bool post);
+
+template <typename... Options>
+Response Get(const Options&... options) {
+    Request request;
+    (request.Apply(options), ...);
+    return Perform(request, false);
+}
+
+template <typename... Options>
+Response Post(const Options&... options) {
+    Request request;
+    (request.Apply(options), ...);
+    return Perform(request, true);
+}
+
+}  // namespace quilkova::http
+
+#endif

@@ -1,0 +1,42 @@
+#ifndef QUILKOVA_INTERNAL_PKCE_CLIENT_IMPL_HPP
+#define QUILKOVA_INTERNAL_PKCE_CLIENT_IMPL_HPP
+
+#include <json/json.h>
+
+#include <string>
+
+namespace quilkova {
+
+class PkceClientImpl {
+public:
+    explicit PkceClientImpl(const std::string& name);
+
+    Json::Value FormatPkceConfig(const Json::Value& raw) const;
+    void SetPkceConfig(const Json::Value& config) { config_ = config; }
+    const Json::Value& GetPkceConfig() const { return config_; }
+
+    std::string GetTokenFilePath() const;
+    bool HasTokenFile() const;
+    std::string GetPkceTokenVal(const std::string& key) const;
+    long long GetExpiredAt() const;
+    bool IsTokenExpired() const;
+    void SaveToken(const Json::Value& answer) const;
+    std::string GetAccessToken() const;
+    std::string GetIdToken() const;
+    // Runs under the "_get_token" lock when called from the token getters.
+    void RenewToken() const;
+    void ExchangeToken(const std::string& code, const std::string& redirect_uri,
+                       const std::string& code_verifier) const;
+
+private:
+    std::string GetTokenUnderLock(const char* key) const;
+    std::string ConfigText(const char* key) const;
+    std::string LockPath(const char* suffix) const;
+
+    std::string name_;
+    Json::Value config_;
+};
+
+}  // namespace quilkova
+
+#endif

@@ -1,0 +1,310 @@
+#include "quilkova/pkce_client.hpp"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <boost/algorithm/string/replace.hpp>
+#include <cerrno>
+#include <climits>
+#include <ctime>
+
+#include "internal/http.hpp"
+#include "internal/json_utils.hpp"
+#include "internal/log.hpp"
+#include "internal/pkce_client_impl.hpp"
+#include "internal/root_prefix.hpp"
+#include "internal/string_utils.hpp"
+#include "quilkova/account_service.hpp"
+#include "quilkova/file_lock.hpp"
+#include "quilkova/hos_service.hpp"
+#include "quilkova/kova_exception.hpp"
+
+namespace quilkova {
+
+namespace {
+
+constexpr unsigned int kLockSeconds = 30;
+constexpr long kRequestTimeoutMs = 30000;
+
+void LockOrThrow(FileLock& lock) {
+    if (!lock.Lock(kLockSeconds)) {
+        throw KovaException(KOVA_ERR_TOKEN, format("Failed to lock file: %s", lock.GetPath().c_str()));
+    }
+}
+
+// A sign and digits, nothing else, within 64 bits.
+bool ParseInteger(const std::string& text, long long& value) {
+    size_t at = text.empty() || (text[0] != '+' && text[0] != '-') ? 0 : 1;
+    if (at == text.size()) {
+        return false;
+    }
+    const bool negative = text[0] == '-';
+    long long result = 0;
+    for (; at < text.size(); ++at) {
+        if (text[at] < '0' || text[at] > '9') {
+            return false;
+        }
+        const int digit = text[at] - '0';
+        if (__builtin_mul_overflow(result, 10, &result) ||
+            __builtin_add_overflow(result, negative ? -digit : digit, &result)) {
+            return false;
+        }
+    }
+    value = result;
+    return true;
+}
+
+std::string TextOfMember(const Json::Value& member) {
+    if (member.isString()) {
+        return member.asString();
+    }
+    if (member.isNumeric() || member.isBool()) {
+        return member.asString();
+    }
+    return "";
+}
+
+// A token answer the client can live with: all three tokens.
+bool IsCompleteAnswer(const Json::Value& answer) {
+    return answer.isObject() && answer.isMember("access_token") && answer.isMember("id_token") &&
+           answer.isMember("refresh_token");
+}
+
+http::Response PostToTokenEndpoint(const std::string& endpoint, const std::string& client_id,
+                                   const http::Payload& payload) {
+    return http::Post(http::Url{endpoint}, http::Timeout{kRequestTimeoutMs}, http::UserAgent{HosService().GetUserAgent()},
+                      http::Header{{"X-Client-ID", client_id}}, payload);
+}
+
+}  // namespace
+
+PkceClientImpl::PkceClientImpl(const std::string& name) : name_(name) {}
+
+Json::Value PkceClientImpl::FormatPkceConfig(const Json::Value& raw) const {
+    const auto member = [&raw](const char* key) { return raw.isObject() ? TextOfMember(raw[key]) : std::string(); };
+    std::string scope = member("scope");
+    const HosService hos;
+    // Both looked up whatever the scope holds: a device without a MAC cannot log in.
+    boost::algorithm::replace_all(scope, "$sn$", hos.GetSerialNo());
+    boost::algorithm::replace_all(scope, "$mac$", hos.GetMac());
+    const AccountService hosts;
+    const std::string identity = hosts.GetIdentityHost();
+    const std::string account = hosts.GetAccountHost();
+
+    Json::Value config(Json::objectValue);
+    config["client_id"] = member("client_id");
+    config["scope"] = scope;
+    config["audience"] = member("audience");
+    config["auth_endpoint"] = identity + member("auth_endpoint_path");
+    config["token_endpoint"] = identity + member("token_endpoint_path");
+    config["end_session_endpoint"] = identity + member("end_session_endpoint_path");
+    config["login_redirect_uri"] = account + member("login_redirect_path");
+    config["logout_redirect_uri"] = account + member("logout_redirect_path");
+    return config;
+}
+
+std::string PkceClientImpl::GetTokenFilePath() const {
+    return "/usr/quil/etc/quillion-account/private/" + name_ + "_token.json";
+}
+
+bool PkceClientImpl::HasTokenFile() const {
+    const int fd = ::open(internal::RootedPath(GetTokenFilePath()).c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0) {
+        return false;
+    }
+    ::close(fd);
+    return true;
+}
+
+std::string PkceClientImpl::GetPkceTokenVal(const std::string& key) const {
+    if (!HasTokenFile()) {
+        throw KovaException(KOVA_ERR_TOKEN, "Failed to find an existed token file");
+    }
+    Json::Value token;
+    if (!internal::LoadJsonFile(GetTokenFilePath(), token)) {
+        throw KovaException(KOVA_ERR_BAD_JSON);
+    }
+    if (!token.isObject() || !token.isMember(key)) {
+        throw KovaException(KOVA_ERR_TOKEN, "Failed to get key: " + key);
+    }
+    return TextOfMember(token[key]);
+}
+
+long long PkceClientImpl::GetExpiredAt() const {
+    try {
+        long long created_at = 0;
+        long long expires_in = 0;
+        long long expired_at = 0;
+        if (ParseInteger(GetPkceTokenVal("created_at"), created_at) &&
+            ParseInteger(GetPkceTokenVal("expires_in"), expires_in) &&
+            !__builtin_add_overflow(created_at, expires_in, &expired_at)) {
+            return expired_at;
+        }
+    } catch (...) {
+    }
+    return 0;
+}
+
+bool PkceClientImpl::IsTokenExpired() const {
+    // No margin: the expiry second itself still counts as valid.
+    return GetExpiredAt() < static_cast<long long>(std::time(nullptr));
+}
+
+void PkceClientImpl::SaveToken(const Json::Value& answer) const {
+    FileLock lock(LockPath("_save_token"));
+    LockOrThrow(lock);
+    if (!answer.isObject()) {
+        throw KovaException(KOVA_ERR_BAD_JSON);
+    }
+    Json::Value token = answer;
+    token["created_at"] = static_cast<Json::Int64>(std::time(nullptr));  // always the local save time
+    internal::SaveJsonFile(GetTokenFilePath(), token);
+}
+
+std::string PkceClientImpl::GetTokenUnderLock(const char* key) const {
+    FileLock lock(LockPath("_get_token"));
+    LockOrThrow(lock);
+    // Renewing inside the lock: concurrent readers renew once, one after another.
+    if (IsTokenExpired()) {
+        RenewToken();
+    }
+    return GetPkceTokenVal(key);
+}
+
+std::string PkceClientImpl::GetAccessToken() const {
+    return GetTokenUnderLock("access_token");
+}
+
+std::string PkceClientImpl::GetIdToken() const {
+    return GetTokenUnderLock("id_token");
+}
+
+void PkceClientImpl::RenewToken() const {
+    FileLock lock(LockPath("_renew_token"));
+    LockOrThrow(lock);
+    const std::string client_id = ConfigText("client_id");
+    const std::string endpoint = ConfigText("token_endpoint");
+    const http::Response response = PostToTokenEndpoint(
+        endpoint, client_id,
+        http::Payload{{"grant_type", "refresh_token"}, {"refresh_token", GetPkceTokenVal("refresh_token")},
+                      {"client_id", client_id}});
+    if (response.error.code != http::ErrorCode::OK) {
+        throw KovaException(KOVA_ERR_RESPONSE, format("Failed to renew token, reqcode=%d, reqmsg=%s",
+                                                      response.error.code, response.error.message.c_str()));
+    }
+    // Parsed before the status is looked at, so that a refusal is reported with its body.
+    Json::Value answer;
+    if (!internal::ParseJson(response.text, answer)) {
+        const std::string message = format("Failed to parse renew token resp, code=%d, resp=%s",
+                                           static_cast<int>(response.status_code), response.text.c_str());
+        KOVA_LOG(LOG_ERR, "%s:%d %s", message.c_str());
+        throw KovaException(KOVA_ERR_RESPONSE, message);
+    }
+    if (response.status_code != 200) {
+        const std::string message =
+            format("Failed to renew token, refresh_token is expired or revoked, code=%d, resp=%s",
+                   static_cast<int>(response.status_code), response.text.c_str());
+        KOVA_LOG(LOG_ERR, "%s:%d %s", message.c_str());
+        throw KovaException(KOVA_ERR_AUTH, message);
+    }
+    if (!IsCompleteAnswer(answer)) {
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to RenewToken by [%s], resp=%s", name_.c_str(), response.text.c_str());
+        throw KovaException(KOVA_ERR_TOKEN, format("Failed to parse renew token resp, code=%d, resp=%s",
+                                                   static_cast<int>(response.status_code), response.text.c_str()));
+    }
+    SaveToken(answer);
+}
+
+void PkceClientImpl::ExchangeToken(const std::string& code, const std::string& redirect_uri,
+                                   const std::string& code_verifier) const {
+    FileLock lock(LockPath("_exchange_token"));
+    LockOrThrow(lock);
+    const std::string client_id = ConfigText("client_id");
+    const std::string endpoint = ConfigText("token_endpoint");
+    const http::Response response =
+        PostToTokenEndpoint(endpoint, client_id,
+                            http::Payload{{"grant_type", "authorization_code"}, {"code", code},
+                                          {"redirect_uri", redirect_uri}, {"code_verifier", code_verifier},
+                                          {"client_id", client_id}});
+    if (response.error.code != http::ErrorCode::OK) {
+        throw KovaException(KOVA_ERR_RESPONSE, format("Failed to exchange token, reqcode=%d, reqmsg=%s",
+                                                      response.error.code, response.error.message.c_str()));
+    }
+    // The status first: a refused exchange is a failed response, whatever its body.
+    if (response.status_code != 200) {
+        throw KovaException(KOVA_ERR_RESPONSE, format("Failed to exchange token, code=%d, resp=%s",
+                                                      static_cast<int>(response.status_code), response.text.c_str()));
+    }
+    Json::Value answer;
+    if (!internal::ParseJson(response.text, answer)) {
+        throw KovaException(KOVA_ERR_BAD_JSON);
+    }
+    if (!IsCompleteAnswer(answer)) {
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to PkceLogin by [%s|%s], resp=%s", name_.c_str(), endpoint.c_str(),
+                 response.text.c_str());
+        throw KovaException(KOVA_ERR_TOKEN, format("Failed to parse exchange authkey resp, code=%d, resp=%s",
+                                                   static_cast<int>(response.status_code), response.text.c_str()));
+    }
+    SaveToken(answer);
+}
+
+std::string PkceClientImpl::ConfigText(const char* key) const {
+    return config_.isObject() ? TextOfMember(config_[key]) : "";
+}
+
+std::string PkceClientImpl::LockPath(const char* suffix) const {
+    return format("/tmp/account_%s.lock", (name_ + suffix).c_str());
+}
+
+PkceClient::PkceClient(const std::string& name) : impl_(new PkceClientImpl(name)) {}
+
+PkceClient::~PkceClient() {
+    delete impl_;
+}
+
+Json::Value PkceClient::FormatPkceConfig(const Json::Value& raw) const {
+    return impl_->FormatPkceConfig(raw);
+}
+
+void PkceClient::SetPkceConfig(const Json::Value& config) {
+    impl_->SetPkceConfig(config);
+}
+
+std::string PkceClient::GetTokenFilePath() const {
+    return impl_->GetTokenFilePath();
+}
+
+bool PkceClient::HasTokenFile() const {
+    return impl_->HasTokenFile();
+}
+
+std::string PkceClient::GetPkceTokenVal(const std::string& key) const {
+    return impl_->GetPkceTokenVal(key);
+}
+
+long long PkceClient::GetExpiredAt() const {
+    return impl_->GetExpiredAt();
+}
+
+bool PkceClient::IsTokenExpired() const {
+    return impl_->IsTokenExpired();
+}
+
+void PkceClient::SaveToken(const Json::Value& answer) const {
+    impl_->SaveToken(answer);
+}
+
+std::string PkceClient::GetAccessToken() const {
+    return impl_->GetAccessToken();
+}
+
+std::string PkceClient::GetIdToken() const {
+    return impl_->GetIdToken();
+}
+
+void PkceClient::ExchangeToken(const std::string& code, const std::string& redirect_uri,
+                               const std::string& code_verifier) const {
+    impl_->ExchangeToken(code, redirect_uri, code_verifier);
+}
+
+}  // namespace quilkova

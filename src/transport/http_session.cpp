@@ -1,0 +1,146 @@
+// quilkova::http over the libcurl easy interface.
+#include <curl/curl.h>
+
+#include <memory>
+#include <new>
+
+#include "internal/http.hpp"
+
+namespace quilkova::http {
+
+namespace {
+
+struct EasyDeleter {
+    void operator()(CURL* curl) const { curl_easy_cleanup(curl); }
+};
+struct SlistDeleter {
+    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+};
+struct CurlFree {
+    void operator()(char* text) const { curl_free(text); }
+};
+
+ErrorCode ErrorCodeOf(CURLcode code) {
+    switch (code) {
+        case CURLE_OK:
+            return ErrorCode::OK;
+        case CURLE_UNSUPPORTED_PROTOCOL:
+            return ErrorCode::UNSUPPORTED_PROTOCOL;
+        case CURLE_URL_MALFORMAT:
+            return ErrorCode::INVALID_URL_FORMAT;
+        case CURLE_COULDNT_RESOLVE_PROXY:
+            return ErrorCode::PROXY_RESOLUTION_FAILURE;
+        case CURLE_COULDNT_RESOLVE_HOST:
+            return ErrorCode::HOST_RESOLUTION_FAILURE;
+        case CURLE_COULDNT_CONNECT:
+            return ErrorCode::CONNECTION_FAILURE;
+        case CURLE_OPERATION_TIMEDOUT:
+            return ErrorCode::OPERATION_TIMEDOUT;
+        case CURLE_SSL_CONNECT_ERROR:
+            return ErrorCode::SSL_CONNECT_ERROR;
+        case CURLE_ABORTED_BY_CALLBACK:
+        case CURLE_WRITE_ERROR:
+            return ErrorCode::REQUEST_CANCELLED;
+        case CURLE_TOO_MANY_REDIRECTS:
+            return ErrorCode::TOO_MANY_REDIRECTS;
+        case CURLE_GOT_NOTHING:
+            return ErrorCode::EMPTY_RESPONSE;
+        case CURLE_SEND_ERROR:
+            return ErrorCode::NETWORK_SEND_FAILURE;
+        case CURLE_RECV_ERROR:
+            return ErrorCode::NETWORK_RECEIVE_ERROR;
+        case CURLE_SSL_CERTPROBLEM:
+            return ErrorCode::SSL_LOCAL_CERTIFICATE_ERROR;
+        case CURLE_PEER_FAILED_VERIFICATION:
+            return ErrorCode::SSL_REMOTE_CERTIFICATE_ERROR;
+        case CURLE_SSL_CACERT_BADFILE:
+            return ErrorCode::SSL_CACERT_ERROR;
+        case CURLE_SSL_CIPHER:
+        case CURLE_USE_SSL_FAILED:
+        case CURLE_SSL_ENGINE_NOTFOUND:
+        case CURLE_SSL_ENGINE_SETFAILED:
+            return ErrorCode::GENERIC_SSL_ERROR;
+        default:
+            return ErrorCode::UNKNOWN_ERROR;
+    }
+}
+
+// "key=value&..." with both sides percent-escaped, in the given order.
+std::string Encode(CURL* curl, const Pairs& pairs) {
+    std::string text;
+    for (const auto& [key, value] : pairs.pairs()) {
+        const std::unique_ptr<char, CurlFree> escaped_key(
+            curl_easy_escape(curl, key.c_str(), static_cast<int>(key.size())));
+        const std::unique_ptr<char, CurlFree> escaped_value(
+            curl_easy_escape(curl, value.c_str(), static_cast<int>(value.size())));
+        if (!escaped_key || !escaped_value) {
+            throw std::bad_alloc();
+        }
+        text += (text.empty() ? "" : "&") + std::string(escaped_key.get()) + "=" + escaped_value.get();
+    }
+    return text;
+}
+
+size_t AppendText(char* data, size_t size, size_t count, void* text) {
+    static_cast<std::string*>(text)->append(data, size * count);
+    return size * count;
+}
+
+}  // namespace
+
+Response Perform(const Request& request, bool post) {
+    Response response;
+    const std::unique_ptr<CURL, EasyDeleter> curl(curl_easy_init());
+    if (!curl) {
+        response.error = {ErrorCode::INTERNAL_ERROR, "failed to start a transfer"};
+        return response;
+    }
+    std::string url = request.url;
+    if (!request.parameters.pairs().empty()) {
+        url += (url.find('?') == std::string::npos ? "?" : "&") + Encode(curl.get(), request.parameters);
+    }
+    std::unique_ptr<curl_slist, SlistDeleter> headers;
+    for (const auto& [name, value] : request.header) {
+        curl_slist* grown = curl_slist_append(headers.get(), (name + ": " + value).c_str());
+        if (grown == nullptr) {
+            throw std::bad_alloc();
+        }
+        headers.release();
+        headers.reset(grown);
+    }
+    const std::string body = request.has_payload ? Encode(curl.get(), request.payload) : "";
+    char error_text[CURL_ERROR_SIZE] = {};
+
+    CURL* handle = curl.get();
+    curl_easy_setopt(handle, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, error_text);
+    curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, 1L);
+    curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, 2L);
+    if (request.timeout_ms > 0) {
+        curl_easy_setopt(handle, CURLOPT_TIMEOUT_MS, request.timeout_ms);
+    }
+    if (!request.user_agent.empty()) {
+        curl_easy_setopt(handle, CURLOPT_USERAGENT, request.user_agent.c_str());
+    }
+    curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers.get());
+    if (post) {
+        curl_easy_setopt(handle, CURLOPT_POST, 1L);
+        curl_easy_setopt(handle, CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
+        curl_easy_setopt(handle, CURLOPT_POSTFIELDS, body.c_str());
+    } else {
+        curl_easy_setopt(handle, CURLOPT_HTTPGET, 1L);
+    }
+    curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, AppendText);
+    curl_easy_setopt(handle, CURLOPT_WRITEDATA, &response.text);
+
+    const CURLcode result = curl_easy_perform(handle);
+    if (result != CURLE_OK) {
+        response.error = {ErrorCodeOf(result), error_text[0] != '\0' ? error_text : curl_easy_strerror(result)};
+        return response;
+    }
+    curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &response.status_code);
+    return response;
+}
+
+}  // namespace quilkova::http
