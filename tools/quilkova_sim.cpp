@@ -36,9 +36,14 @@ void PrintUsage(FILE* out) {
         "\n"
         "Account endpoints: /device/api/password_login, /good/user/launch, /device/api/user/query,\n"
         "/device/api/user/register, /device/api/user/update, /device/api/report.\n"
+        "Identity endpoint: /oauth2/token (authorization_code with S256 code_verifier, refresh_token;\n"
+        "refresh tokens rotate; refusals are HTTP 400 {\"error\": \"invalid_grant\"}).\n"
         "Control: POST /_sim/queue {\"path\", \"status\", \"body\", \"delay_ms\"} answers the next request\n"
         "to path as given; GET /_sim/requests lists the requests received; POST /_sim/reset forgets\n"
-        "both and restores the seeded accounts.\n",
+        "both and restores the seeded accounts. POST /_sim/authorize {\"client_id\", \"code_challenge\",\n"
+        "\"redirect_uri\"} issues a one-time authorization code, as a browser login would;\n"
+        "POST /_sim/token_lifetime {\"seconds\"} sets expires_in; POST /_sim/revoke revokes every\n"
+        "refresh token.\n",
         out);
 }
 

@@ -92,6 +92,14 @@ TEST(Simulator, TheControlSurfaceQueuesAnswersListsRequestsAndResets) {
     EXPECT_EQ(requests[0]["fields"][2][0], "auth_key");
     EXPECT_EQ(requests[0]["fields"][2][1], "key-1");
 
+    auto authorized = control.Post("/_sim/authorize",
+                                   R"({"client_id": "hos", "code_challenge": "c", "redirect_uri": "https://r"})",
+                                   "application/json");
+    ASSERT_TRUE(authorized);
+    Json::Value grant;
+    ASSERT_TRUE(quilkova::internal::TryParseJson(authorized->body, grant));
+    EXPECT_EQ(grant["authorization_code"].asString().rfind("code-", 0), 0u);
+
     ASSERT_TRUE(control.Post("/_sim/reset", "", "application/json"));
     EXPECT_TRUE(sim.Requests().empty());
     EXPECT_EQ(Post(sim, "unknown/path", {{"a", "b"}}), Json::Value("transport failure")) << "404";
