@@ -4,21 +4,12 @@
 #include <memory>
 #include <new>
 
+#include "internal/curl_handles.hpp"
 #include "internal/http.hpp"
 
 namespace quilkova::http {
 
 namespace {
-
-struct EasyDeleter {
-    void operator()(CURL* curl) const { curl_easy_cleanup(curl); }
-};
-struct SlistDeleter {
-    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
-};
-struct CurlFree {
-    void operator()(char* text) const { curl_free(text); }
-};
 
 ErrorCode ErrorCodeOf(CURLcode code) {
     switch (code) {
@@ -69,9 +60,9 @@ ErrorCode ErrorCodeOf(CURLcode code) {
 std::string Encode(CURL* curl, const Pairs& pairs) {
     std::string text;
     for (const auto& [key, value] : pairs.pairs()) {
-        const std::unique_ptr<char, CurlFree> escaped_key(
+        const internal::CurlText escaped_key(
             curl_easy_escape(curl, key.c_str(), static_cast<int>(key.size())));
-        const std::unique_ptr<char, CurlFree> escaped_value(
+        const internal::CurlText escaped_value(
             curl_easy_escape(curl, value.c_str(), static_cast<int>(value.size())));
         if (!escaped_key || !escaped_value) {
             throw std::bad_alloc();
@@ -90,7 +81,7 @@ size_t AppendText(char* data, size_t size, size_t count, void* text) {
 
 Response Perform(const Request& request, bool post) {
     Response response;
-    const std::unique_ptr<CURL, EasyDeleter> curl(curl_easy_init());
+    const internal::CurlEasy curl(curl_easy_init());
     if (!curl) {
         response.error = {ErrorCode::INTERNAL_ERROR, "failed to start a transfer"};
         return response;
@@ -99,7 +90,7 @@ Response Perform(const Request& request, bool post) {
     if (!request.parameters.pairs().empty()) {
         url += (url.find('?') == std::string::npos ? "?" : "&") + Encode(curl.get(), request.parameters);
     }
-    std::unique_ptr<curl_slist, SlistDeleter> headers;
+    internal::CurlSlist headers;
     for (const auto& [name, value] : request.header) {
         curl_slist* grown = curl_slist_append(headers.get(), (name + ": " + value).c_str());
         if (grown == nullptr) {

@@ -11,6 +11,7 @@
 #include <new>
 #include <string>
 
+#include "internal/curl_handles.hpp"
 #include "internal/fixed_field.hpp"
 #include "internal/log.hpp"
 #include "quilkova/quilkova.h"
@@ -29,17 +30,8 @@ constexpr int kKeyListCapacity = 512;
 // Deliberately handed to CURLOPT_CAPATH, as the appliance has always done.
 constexpr const char* kCaBundle = "/etc/ssl/certs/ca-certificates.crt";
 
-struct CurlEasyDeleter {
-    void operator()(CURL* curl) const { curl_easy_cleanup(curl); }
-};
-struct SlistDeleter {
-    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
-};
 struct ListDeleter {
     void operator()(QLIBCSzList* list) const { QLIBCSzListFree(list); }
-};
-struct CurlFreeDeleter {
-    void operator()(char* text) const { curl_free(text); }
 };
 
 // A heap string grown by QLIBCStrCat; freed on every path.
@@ -66,7 +58,7 @@ int Fail(KOVA_ERRCODE code) {
 
 // "key=escaped value", preceded by "&" unless it is the first parameter.
 bool AppendParameter(CURL* curl, HeapText& query, const char* key, const char* value, bool first) {
-    const std::unique_ptr<char, CurlFreeDeleter> escaped(curl_easy_escape(curl, value, 0));
+    const quilkova::internal::CurlText escaped(curl_easy_escape(curl, value, 0));
     if (!escaped) {
         KOVA_LOG(LOG_ERR, "%s:%d URL encoding failed: %s", value);
         return false;
@@ -194,7 +186,7 @@ int Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
     }
     query.capacity = kQueryInitialSize;
 
-    const std::unique_ptr<CURL, CurlEasyDeleter> curl(curl_easy_init());
+    const quilkova::internal::CurlEasy curl(curl_easy_init());
     if (!curl) {
         KOVA_LOG(LOG_ERR, "%s:%d failed to init pCurl");
         return Fail(KOVA_ERR_SEND);
@@ -203,7 +195,7 @@ int Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
     // The header list carries one empty line; "Host:" is written into the
     // buffer only after it was copied, and shows in failure messages only.
     char host_header[kHostHeaderSize] = {};
-    const std::unique_ptr<curl_slist, SlistDeleter> headers(curl_slist_append(nullptr, host_header));
+    const quilkova::internal::CurlSlist headers(curl_slist_append(nullptr, host_header));
     std::snprintf(host_header, sizeof(host_header), "Host: %s", req.host);
 
     char serial[kSerialSize] = {};

@@ -27,6 +27,14 @@ inline std::string Base64Url(const unsigned char* bytes, size_t length) {
     return text;
 }
 
+// base64url(SHA-256(verifier)), unpadded: the S256 code challenge.
+inline std::string S256(const std::string& verifier) {
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int length = 0;
+    EVP_Digest(verifier.data(), verifier.size(), digest, &length, EVP_sha256(), nullptr);
+    return Base64Url(digest, length);
+}
+
 // A PKCE verifier and its S256 challenge, as a browser login would make them.
 struct PkcePair {
     std::string verifier;
@@ -36,10 +44,7 @@ struct PkcePair {
         unsigned char random[32];
         RAND_bytes(random, sizeof(random));
         verifier = Base64Url(random, sizeof(random));
-        unsigned char digest[EVP_MAX_MD_SIZE];
-        unsigned int length = 0;
-        EVP_Digest(verifier.data(), verifier.size(), digest, &length, EVP_sha256(), nullptr);
-        challenge = Base64Url(digest, length);
+        challenge = S256(verifier);
     }
 };
 

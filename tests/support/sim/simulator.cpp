@@ -1,12 +1,13 @@
 #include "simulator.hpp"
 
 #include <httplib.h>
-#include <openssl/evp.h>
 
 #include <chrono>
 #include <deque>
 #include <mutex>
 #include <thread>
+
+#include "pkce_pair.hpp"
 
 namespace quilkova::sim {
 
@@ -420,29 +421,6 @@ void Route(httplib::Server& http, const std::shared_ptr<Simulator::State>& state
     http.Get(pattern, serve);
 }
 
-// base64url(SHA-256(verifier)), unpadded: the S256 code challenge.
-std::string S256(const std::string& verifier) {
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    unsigned int length = 0;
-    EVP_Digest(verifier.data(), verifier.size(), digest, &length, EVP_sha256(), nullptr);
-    static const char* const kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
-    std::string text;
-    unsigned int bits = 0;
-    int count = 0;
-    for (unsigned int i = 0; i < length; ++i) {
-        bits = (bits << 8) | digest[i];
-        count += 8;
-        while (count >= 6) {
-            count -= 6;
-            text += kAlphabet[(bits >> count) & 0x3F];
-        }
-    }
-    if (count > 0) {
-        text += kAlphabet[(bits << (6 - count)) & 0x3F];
-    }
-    return text;
-}
-
 void OAuthError(httplib::Response& response, const char* error, const char* description) {
     Json::Value body;
     body["error"] = error;
@@ -460,7 +438,7 @@ void AddIdentityRoutes(httplib::Server& http, const std::shared_ptr<Simulator::S
                 OAuthError(response, "invalid_grant", "unknown or already used authorization code");
             } else if (grant.client_id != client_id || grant.redirect_uri != fields.Field("redirect_uri")) {
                 OAuthError(response, "invalid_grant", "client or redirect_uri does not match the code");
-            } else if (S256(fields.Field("code_verifier")) != grant.challenge) {
+            } else if (quilkova::test::S256(fields.Field("code_verifier")) != grant.challenge) {
                 OAuthError(response, "invalid_grant", "code_verifier does not match the code_challenge");
             } else {
                 Reply(response, 200, Text(state->IssueTokens(client_id)));
