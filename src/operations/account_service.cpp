@@ -2,8 +2,6 @@
 
 #include <unistd.h>
 
-#include <cerrno>
-
 #include "internal/account_service_impl.hpp"
 #include "internal/log.hpp"
 #include "internal/report_schedule.hpp"
@@ -42,7 +40,7 @@ Json::Value AccountServiceImpl::GetAndSyncRemoteJsonAccount() const {
     if (QUILKOVAAccountQueryInfo(account, true, true) != 0) {
         const int code = QUILKOVAErrGet();
         const std::string path = internal::RootedPath(UserImpl::kPath);
-        if (::unlink(path.c_str()) != 0 && errno != ENOENT) {
+        if (::unlink(path.c_str()) != 0) {
             KOVA_LOG(LOG_ERR, "%s:%d Failed to unlink %s", path.c_str());
         }
         throw KovaException(static_cast<KOVA_ERRCODE>(code));
