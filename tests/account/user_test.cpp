@@ -86,12 +86,6 @@ TEST_F(UserTest, ReadsStoredTextsAsDocumented) {
     EXPECT_EQ(user.GetLastQueryTime(), 42);
 }
 
-TEST_F(UserTest, ALongValueIsReadBackCut) {
-    const User user;
-    user.SetName(std::string(5000, 'n'));
-    EXPECT_EQ(user.GetName(), std::string(2047, 'n'));
-}
-
 TEST_F(UserTest, QuotesAreKeptAndLineBreaksRefusedSoOtherKeysStayIntact) {
     const User user;
     user.SetEmail("owner@example.com");

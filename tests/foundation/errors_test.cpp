@@ -6,58 +6,36 @@
 
 namespace {
 
-TEST(KeywordTable, MapsByPrefixInTableOrder) {
+TEST(KeywordTable, HoldsTheServiceRowsAndMapsByPrefixInTableOrder) {
     const struct {
         const char* keyword;
         int code;
-    } rows[] = {
-        {"good", 0},
-        {"account_userid", 0},
-        {"badparam", 1},
-        {"badauth", 14},
-        {"badauth_expired_session", 14},
-        {"badsys", 6},
-        {"badnetwork", 15},
-        {"badnetwork timeout", 15},
-        {"account_inused", 16},
-        {"serial_exceed_max_account_register", 17},
-        {"account_unverified", 18},
-        {"account_not_found", 25},
-        {"apikey_not_found", 26},
-        {"apikey_expired", 27},
-        {"goodbye", 0},  // a prefix match, by design
-        {"", 24},        // no row keyword is a prefix of the empty text
-        {"bad", 24},
-        {"GOOD", 24},
-        {"account_", 24},
-        {"something else", 24},
+    } table[] = {
+        {"good", 0},           {"badparam", 1},       {"badauth", 14},          {"badsys", 6},
+        {"badnetwork", 15},    {"account_inused", 16}, {"serial_exceed_max_account_register", 17},
+        {"account_unverified", 18}, {"account_userid", 0}, {"account_not_found", 25},
+        {"apikey_not_found", 26},   {"apikey_expired", 27},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(GetErrorCodeFromAccountError(row.keyword), row.code) << '"' << row.keyword << '"';
+    size_t row = 0;
+    for (; gErrorCodeMap[row].keyword != nullptr; ++row) {
+        ASSERT_LT(row, std::size(table));
+        EXPECT_STREQ(gErrorCodeMap[row].keyword, table[row].keyword);
+        EXPECT_EQ(gErrorCodeMap[row].code, table[row].code);
+        EXPECT_EQ(GetErrorCodeFromAccountError(table[row].keyword), table[row].code);
+    }
+    EXPECT_EQ(row, std::size(table));
+
+    const struct {
+        const char* keyword;
+        int code;
+    } others[] = {
+        {"badauth_expired_session", 14}, {"badnetwork timeout", 15}, {"goodbye", 0},  // prefixes match
+        {"", 24}, {"bad", 24}, {"GOOD", 24}, {"account_", 24}, {"something else", 24},
+    };
+    for (const auto& each : others) {
+        EXPECT_EQ(GetErrorCodeFromAccountError(each.keyword), each.code) << '"' << each.keyword << '"';
     }
     EXPECT_EQ(GetErrorCodeFromAccountError(nullptr), 24);
-}
-
-TEST(KeywordTable, HoldsTheServiceRowsInOrderAndEndsWithNull) {
-    const struct {
-        const char* keyword;
-        int code;
-    } expected[] = {
-        {"good", 0},           {"badparam", 1},
-        {"badauth", 14},       {"badsys", 6},
-        {"badnetwork", 15},    {"account_inused", 16},
-        {"serial_exceed_max_account_register", 17},
-        {"account_unverified", 18},
-        {"account_userid", 0}, {"account_not_found", 25},
-        {"apikey_not_found", 26}, {"apikey_expired", 27},
-    };
-    size_t i = 0;
-    for (; gErrorCodeMap[i].keyword != nullptr; ++i) {
-        ASSERT_LT(i, std::size(expected));
-        EXPECT_STREQ(gErrorCodeMap[i].keyword, expected[i].keyword);
-        EXPECT_EQ(gErrorCodeMap[i].code, expected[i].code);
-    }
-    EXPECT_EQ(i, std::size(expected));
 }
 
 TEST(ErrorSlot, StoresTheLastCodeAndKeywordMappingFillsIt) {

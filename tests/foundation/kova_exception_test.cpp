@@ -75,15 +75,4 @@ TEST(KovaException, CopyingNestsTheSourceTextInsteadOfSharingIt) {
     EXPECT_EQ(std::string(assigned.what()).rfind(original_text + " [code=2]\n", 0), 0u);
 }
 
-TEST(KovaException, IsCaughtAsAStandardException) {
-    try {
-        throw KovaException(KOVA_ERR_NO_ACCOUNT);
-    } catch (const std::exception& error) {
-        EXPECT_EQ(Lines(error.what())[0], "Failed to get kova account [code=3]");
-        const auto* kova = dynamic_cast<const KovaException*>(&error);
-        ASSERT_NE(kova, nullptr);
-        EXPECT_EQ(kova->GetCode(), KOVA_ERR_NO_ACCOUNT);
-    }
-}
-
 }  // namespace
