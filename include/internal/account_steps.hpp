@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "internal/log.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/qlibc_string.h"
 
@@ -19,6 +20,10 @@ struct Where {
     int line;
 };
 #define KOVA_HERE (::quilkova::internal::Where{__FILE__, __LINE__})
+// KOVA_LOG at priority error, as written at `where`.
+#define KOVA_LOG_AT(where, fmt, ...)                                                                     \
+    ::quilkova::internal::LogLine(LOG_ERR, fmt, ::quilkova::internal::SourceBaseName((where).file), (where).line, \
+                                  ##__VA_ARGS__)
 
 struct FormHashDeleter {
     void operator()(QLIBCSzHash* hash) const { QLIBCSzHashFree(hash); }

@@ -9,10 +9,6 @@
 
 namespace quilkova::internal {
 
-// LogLine with the caller's source file and line.
-#define KOVA_LOG_AT(where, fmt, ...) \
-    ::quilkova::internal::LogLine(LOG_ERR, fmt, SourceBaseName((where).file), (where).line, ##__VA_ARGS__)
-
 namespace {
 bool Fail(KOVA_ERRCODE code) {
     QUILKOVAErrSet(code);

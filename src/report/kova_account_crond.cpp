@@ -51,7 +51,7 @@ void RegisterReportUnlessDisabled(Where where) {
         return;
     }
     if (QUILKOVAAccountRegisterCrond() == 0) {
-        LogLine(LOG_ERR, "%s:%d Failed to add crontab for kova", SourceBaseName(where.file), where.line);
+        KOVA_LOG_AT(where, "%s:%d Failed to add crontab for kova");
     }
 }
 
