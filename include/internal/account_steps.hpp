@@ -6,7 +6,9 @@
 #include <memory>
 #include <string>
 
+#include "internal/json_utils.hpp"
 #include "internal/log.hpp"
+#include "internal/platform_handles.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/qlibc_string.h"
 
@@ -25,10 +27,7 @@ struct Where {
     ::quilkova::internal::LogLine(LOG_ERR, fmt, ::quilkova::internal::SourceBaseName((where).file), (where).line, \
                                   ##__VA_ARGS__)
 
-struct FormHashDeleter {
-    void operator()(QLIBCSzHash* hash) const { QLIBCSzHashFree(hash); }
-};
-using FormHash = std::unique_ptr<QLIBCSzHash, FormHashDeleter>;
+using FormHash = SzHash;
 
 // A response of the sender, freed on every path.
 struct Response {
@@ -58,12 +57,6 @@ bool ParseAnswer(const std::string& body, Json::Value& answer, Where where);  //
 // cannot be read at all fails with the slot untouched; the rest give 6.
 bool ReadTimezone(std::string& zone_in_tzdb, Where where);
 
-// Lenient readers of service answers: they never throw.
-// Texts as they are, numbers and booleans as their text, anything else "".
-std::string TextOf(const Json::Value& value);
-bool IsText(const Json::Value& value);
-// true/false, non-zero numbers, "true"/"yes"/"1" and "false"/"no"/"0".
-bool ReadFlag(const Json::Value& value, bool& flag);
 // The "code" of an answer as text; "" when the answer is no object or has none.
 std::string CodeOf(const Json::Value& answer);
 

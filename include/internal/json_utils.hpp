@@ -26,6 +26,13 @@ int WriteJsonFile(const std::string& path, const Json::Value& value);
 // False when it is missing or unreadable (no log).
 bool ReadJsonFileText(const std::string& path, std::string& text);
 
+// Lenient readers of members of untrusted documents; they never throw.
+// Texts as they are, numbers and booleans as their text, anything else "".
+std::string TextOf(const Json::Value& value);
+bool IsText(const Json::Value& value);
+// true/false, integers (non-zero is true), "true"/"yes"/"1" and "false"/"no"/"0".
+bool ReadFlag(const Json::Value& value, bool& flag);
+
 inline bool ParseJson(const std::string& text, Json::Value& out) {
     if (TryParseJson(text, out)) {
         return true;

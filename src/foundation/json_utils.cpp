@@ -55,4 +55,41 @@ bool ReadJsonFileText(const std::string& path, std::string& text) {
     return ReadFileNoFollow(RootedPath(path), text) == 0;
 }
 
+bool IsText(const Json::Value& value) {
+    return value.isString();
+}
+
+std::string TextOf(const Json::Value& value) {
+    try {
+        if (value.isString() || value.isNumeric() || value.isBool()) {
+            return value.asString();
+        }
+    } catch (...) {
+    }
+    return "";
+}
+
+bool ReadFlag(const Json::Value& value, bool& flag) {
+    if (value.isBool()) {
+        flag = value.asBool();
+        return true;
+    }
+    if (value.isIntegral()) {
+        flag = value.isUInt64() ? value.asUInt64() != 0 : value.asInt64() != 0;
+        return true;
+    }
+    if (value.isString()) {
+        const std::string text = value.asString();
+        if (text == "true" || text == "yes" || text == "1") {
+            flag = true;
+            return true;
+        }
+        if (text == "false" || text == "no" || text == "0") {
+            flag = false;
+            return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace quilkova::internal

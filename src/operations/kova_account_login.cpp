@@ -120,6 +120,16 @@ int FirePostLogin(const PluginContext& plugins) {
     return 0;
 }
 
+// Binds the account of a good answer: record, schedule, log, profile, plug-ins.
+int BindAnsweredAccount(const PluginContext& plugins, const Json::Value& answer, const std::string& email) {
+    if (!StoreIdentity(TextOf(answer["id"]), TextOf(answer["auth_key"]))) {
+        return -1;
+    }
+    ScheduleAndRecord(email);
+    RefreshProfile();
+    return FirePostLogin(plugins);
+}
+
 int PasswordLogin(const char* email, const char* password, Json::Value& answer, bool check_only) {
     QUILKOVAErrSet(KOVA_ERR_SUCCESS);
     if (email == nullptr || password == nullptr) {
@@ -154,12 +164,7 @@ int PasswordLogin(const char* email, const char* password, Json::Value& answer, 
     if (check_only) {
         return 0;  // the credentials are good; nothing is stored, scheduled or fired
     }
-    if (!StoreIdentity(TextOf(answer["id"]), TextOf(answer["auth_key"]))) {
-        return -1;
-    }
-    ScheduleAndRecord(email);
-    RefreshProfile();
-    return FirePostLogin(plugins);
+    return BindAnsweredAccount(plugins, answer, email);
 }
 
 int OauthLogin(Json::Value& answer, const char* access_token) {
@@ -199,12 +204,7 @@ int OauthLogin(Json::Value& answer, const char* access_token) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to login, resp=%s", response.Body().c_str());
         return -1;
     }
-    if (!StoreIdentity(TextOf(answer["id"]), TextOf(answer["auth_key"]))) {
-        return -1;
-    }
-    ScheduleAndRecord(TextOf(answer["email"]));
-    RefreshProfile();
-    return FirePostLogin(plugins);
+    return BindAnsweredAccount(plugins, answer, TextOf(answer["email"]));
 }
 
 int LoginByKey(const char* user_id, const char* auth_key, Json::Value& output) {

@@ -4,8 +4,6 @@
 #include <unistd.h>
 
 #include <boost/algorithm/string/replace.hpp>
-#include <cerrno>
-#include <climits>
 #include <ctime>
 
 #include "internal/http.hpp"
@@ -54,16 +52,6 @@ bool ParseInteger(const std::string& text, long long& value) {
     return true;
 }
 
-std::string TextOfMember(const Json::Value& member) {
-    if (member.isString()) {
-        return member.asString();
-    }
-    if (member.isNumeric() || member.isBool()) {
-        return member.asString();
-    }
-    return "";
-}
-
 // A token answer the client can live with: all three tokens.
 bool IsCompleteAnswer(const Json::Value& answer) {
     return answer.isObject() && answer.isMember("access_token") && answer.isMember("id_token") &&
@@ -81,7 +69,7 @@ http::Response PostToTokenEndpoint(const std::string& endpoint, const std::strin
 PkceClientImpl::PkceClientImpl(const std::string& name) : name_(name) {}
 
 Json::Value PkceClientImpl::FormatPkceConfig(const Json::Value& raw) const {
-    const auto member = [&raw](const char* key) { return raw.isObject() ? TextOfMember(raw[key]) : std::string(); };
+    const auto member = [&raw](const char* key) { return raw.isObject() ? internal::TextOf(raw[key]) : std::string(); };
     std::string scope = member("scope");
     const HosService hos;
     // Both looked up whatever the scope holds: a device without a MAC cannot log in.
@@ -127,7 +115,7 @@ std::string PkceClientImpl::GetPkceTokenVal(const std::string& key) const {
     if (!token.isObject() || !token.isMember(key)) {
         throw KovaException(KOVA_ERR_TOKEN, "Failed to get key: " + key);
     }
-    return TextOfMember(token[key]);
+    return internal::TextOf(token[key]);
 }
 
 long long PkceClientImpl::GetExpiredAt() const {
@@ -249,7 +237,7 @@ void PkceClientImpl::ExchangeToken(const std::string& code, const std::string& r
 }
 
 std::string PkceClientImpl::ConfigText(const char* key) const {
-    return config_.isObject() ? TextOfMember(config_[key]) : "";
+    return config_.isObject() ? internal::TextOf(config_[key]) : "";
 }
 
 std::string PkceClientImpl::LockPath(const char* suffix) const {

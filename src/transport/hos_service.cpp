@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "internal/log.hpp"
+#include "internal/platform_handles.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/cloud_service.h"
@@ -23,10 +24,6 @@ KovaException CloudServiceFailure() {
     const int code = GetErrorCodeFromCloudService();
     return KovaException(static_cast<KOVA_ERRCODE>(code != KOVA_ERR_SUCCESS ? code : KOVA_ERR_UNKNOWN));
 }
-
-struct HashDeleter {
-    void operator()(QLIBCSzHash* hash) const { QLIBCSzHashFree(hash); }
-};
 }  // namespace
 
 std::string HosService::GetSerialNo() const {
@@ -76,7 +73,7 @@ std::string HosService::NewApiKey() const {
 }
 
 void HosService::SendSysNotify(const std::string& tag, const std::map<std::string, std::string>& params) const {
-    const std::unique_ptr<QLIBCSzHash, HashDeleter> hash(QLIBCSzHashAlloc(1024));
+    const internal::SzHash hash(QLIBCSzHashAlloc(1024));
     if (!hash) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to notify: out of memory");
         return;

@@ -14,11 +14,14 @@
 #include "internal/curl_handles.hpp"
 #include "internal/fixed_field.hpp"
 #include "internal/log.hpp"
+#include "internal/platform_handles.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/qlibc_error.h"
 #include "quilplatform/qlibc_string.h"
 
 namespace {
+
+using quilkova::internal::HeapText;
 
 constexpr size_t kQueryInitialSize = 1024;
 constexpr size_t kSerialSize = 256;
@@ -30,16 +33,6 @@ constexpr int kKeyListCapacity = 512;
 // Deliberately handed to CURLOPT_CAPATH, as the appliance has always done.
 constexpr const char* kCaBundle = "/etc/ssl/certs/ca-certificates.crt";
 
-struct ListDeleter {
-    void operator()(QLIBCSzList* list) const { QLIBCSzListFree(list); }
-};
-
-// A heap string grown by QLIBCStrCat; freed on every path.
-struct HeapText {
-    char* text = nullptr;
-    size_t capacity = 0;
-    ~HeapText() { std::free(text); }
-};
 
 struct ReceiveBuffer {
     KOVA_MEMORY memory = {nullptr, 0};
@@ -63,9 +56,7 @@ bool AppendParameter(CURL* curl, HeapText& query, const char* key, const char* v
         KOVA_LOG(LOG_ERR, "%s:%d URL encoding failed: %s", value);
         return false;
     }
-    if ((!first && QLIBCStrCat(&query.text, &query.capacity, "&") < 0) ||
-        QLIBCStrCat(&query.text, &query.capacity, key) < 0 || QLIBCStrCat(&query.text, &query.capacity, "=") < 0 ||
-        QLIBCStrCat(&query.text, &query.capacity, escaped.get()) < 0) {
+    if ((!first && !query.Append("&")) || !query.Append(key) || !query.Append("=") || !query.Append(escaped.get())) {
         KOVA_LOG(LOG_ERR, "%s:%d Fail to concat string");
         return false;
     }
@@ -179,12 +170,10 @@ CURLcode PerformWithRetries(CURL* curl, int attempts, bool& exhausted) {
 }
 
 int Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
-    HeapText query;
-    query.text = static_cast<char*>(std::calloc(kQueryInitialSize, 1));
-    if (query.text == nullptr) {
+    HeapText query(kQueryInitialSize);
+    if (query.text() == nullptr) {
         return Fail(KOVA_ERR_SYSTEM);
     }
-    query.capacity = kQueryInitialSize;
 
     const quilkova::internal::CurlEasy curl(curl_easy_init());
     if (!curl) {
@@ -210,7 +199,7 @@ int Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
         return Fail(KOVA_ERR_SEND);
     }
 
-    const std::unique_ptr<QLIBCSzList, ListDeleter> keys(QLIBCSzListAlloc(kKeyListCapacity));
+    const quilkova::internal::SzList keys(QLIBCSzListAlloc(kKeyListCapacity));
     if (!keys) {
         KOVA_LOG(LOG_ERR, "%s:%d out of memory, ERR=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
                  QLIBCErrorGetLine());
@@ -228,14 +217,14 @@ int Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
     const bool is_get = req.method == 1;
     char url[kUrlSize];
     if (is_get) {
-        std::snprintf(url, sizeof(url), "%s/%s?%s", req.host, req.path, query.text);
+        std::snprintf(url, sizeof(url), "%s/%s?%s", req.host, req.path, query.text());
     } else {
         std::snprintf(url, sizeof(url), "%s/%s", req.host, req.path);
     }
-    if (!is_get && query.text[0] != '\0') {
+    if (!is_get && query.text()[0] != '\0') {
         CURLcode code = curl_easy_setopt(curl.get(), CURLOPT_POST, 1L);
         if (code == CURLE_OK) {
-            code = curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, query.text);
+            code = curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, query.text());
         }
         if (code != CURLE_OK) {
             KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to set POST parameters, code=%d, err=%s", url, code,

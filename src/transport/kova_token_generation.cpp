@@ -6,6 +6,7 @@
 #include <string>
 
 #include "internal/log.hpp"
+#include "internal/platform_handles.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/device.h"
 #include "quilplatform/qlibc_error.h"
@@ -49,13 +50,6 @@ bool DeriveToken(const char* seed, std::string& token) {
     return true;
 }
 
-// Frees the seed buffer on every path.
-struct HeapText {
-    char* text = nullptr;
-    size_t capacity = 0;
-    ~HeapText() { std::free(text); }
-};
-
 }  // namespace
 
 extern "C" int QUILKOVAGetSerialNumber(char* buffer, size_t size) {
@@ -96,22 +90,20 @@ extern "C" int QUILKOVAGenerateToken(const char* accountId, const char* password
         return -1;
     }
 
-    HeapText seed;
-    seed.capacity = 1024;
-    seed.text = static_cast<char*>(std::calloc(seed.capacity, 1));
-    if (seed.text == nullptr) {
+    quilkova::internal::HeapText seed(1024);
+    if (seed.text() == nullptr) {
         KOVA_LOG(LOG_ERR, "%s:%d Fail to allocate");
         return -1;
     }
     for (const char* part : {static_cast<const char*>(serial), accountId, password}) {
-        if (part != nullptr && QLIBCStrCat(&seed.text, &seed.capacity, part) < 0) {
+        if (part != nullptr && !seed.Append(part)) {
             KOVA_LOG(LOG_ERR, "%s:%d Fail to concat string");
             return -1;
         }
     }
     std::string derived;
     try {
-        if (!DeriveToken(seed.text, derived)) {
+        if (!DeriveToken(seed.text(), derived)) {
             KOVA_LOG(LOG_ERR, "%s:%d GenerateToken Failed, err=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
                      QLIBCErrorGetLine());
             return -1;
