@@ -51,13 +51,6 @@ TEST_F(UserTest, WritesTheDocumentedLinesAndReadsThemBack) {
     user.SetLastQueryTime(-5);
     EXPECT_EQ(user.GetLastQueryTime(), -5);
 
-    // Each key is its own: setting one leaves the others as they were.
-    user.SetIsEnewsLocalPromotion(true);
-    EXPECT_FALSE(user.GetIsCriticalRelease());
-    user.SetIsCriticalRelease(true);
-    user.SetIsEnewsLocalPromotion(false);
-    EXPECT_TRUE(user.GetIsCriticalRelease());
-    EXPECT_FALSE(user.GetIsEnewsLocalPromotion());
     user.SetReportCronTimestring("0 3 * * *");
     EXPECT_EQ(user.GetReportCronTimestring(), "0 3 * * *");
     user.SetIdentityHost("https://id.example");

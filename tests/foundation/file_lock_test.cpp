@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "child_process.hpp"
-#include "lock_holder.hpp"
 #include "log_capture.hpp"
 #include "quilkova/file_lock.hpp"
 #include "temp_root.hpp"
@@ -38,16 +37,6 @@ TEST(FileLock, LocksUnlocksAndExcludesASecondHolderInTheSameProcess) {
     EXPECT_TRUE(second.Lock(1));
 }
 
-TEST(FileLock, LockZeroGivesUpAtOnce) {
-    TempRoot root;
-    FileLock lock(kLockPath);
-    EXPECT_FALSE(lock.Lock(0));
-    // The lock file is made all the same, and the lock is free for others.
-    EXPECT_TRUE(root.Exists(kLockPath));
-    FileLock other(kLockPath);
-    EXPECT_TRUE(other.Lock(1));
-}
-
 TEST(FileLock, TheLockFileIsOpenToEveryoneWhateverTheUmask) {
     TempRoot root;
     const mode_t saved = ::umask(0077);
@@ -73,22 +62,6 @@ TEST(FileLock, APlantedLinkIsNotFollowed) {
     EXPECT_TRUE(log.Contains(std::string(" Failed to open file: ") + kLockPath)) << log.Dump();
     EXPECT_EQ(root.ReadFile("/etc/shadow-like"), "secret\n");
     EXPECT_EQ(root.Mode("/etc/shadow-like"), 0600);
-}
-
-TEST(FileLock, AnotherProcessHoldingTheLockMakesLockOneGiveUpAfterAboutASecond) {
-    TempRoot root;
-    quilkova::test::LockHolder holder(kLockPath);
-    ASSERT_TRUE(holder.holding());
-
-    FileLock lock(kLockPath);
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(lock.Lock(1));
-    const auto waited = std::chrono::steady_clock::now() - start;
-    EXPECT_GE(waited, 1s);
-    EXPECT_LT(waited, 5s);
-
-    EXPECT_TRUE(holder.Release());
-    EXPECT_TRUE(lock.Lock(1)) << "free again once the holder is gone";
 }
 
 TEST(FileLock, ProcessesIncrementingASharedCounterNeverOverlap) {

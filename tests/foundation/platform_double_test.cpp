@@ -74,21 +74,27 @@ TEST(CloudServiceError, MapsNetworkToFifteenAndEverythingElseToUnknown) {
     g_cloud_error = 0;
 }
 
-TEST(FileLockAttempts, LockZeroMakesNoAttemptAndAWaitRetriesEvery50To100Ms) {
+TEST(FileLockAttempts, LockZeroMakesNoAttemptAndAHeldLockIsRetriedFor1SecondEvery50To100Ms) {
     quilkova::test::TempRoot root;
     g_lock_attempts = 0;
     quilkova::FileLock lock("/tmp/account_attempts.lock");
     EXPECT_FALSE(lock.Lock(0));
     EXPECT_EQ(g_lock_attempts, 0);
+    EXPECT_TRUE(root.Exists("/tmp/account_attempts.lock")) << "the lock file is made all the same";
 
     quilkova::test::LockHolder holder("/tmp/account_attempts.lock");
     ASSERT_TRUE(holder.holding());
     g_lock_attempts = 0;
+    const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(lock.Lock(1));
+    const auto waited = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(waited, 1s);
+    EXPECT_LT(waited, 5s);
     // One second of 50-100 ms waits: between 10 and 21 attempts.
     EXPECT_GE(g_lock_attempts, 10);
     EXPECT_LE(g_lock_attempts, 21);
     EXPECT_TRUE(holder.Release());
+    EXPECT_TRUE(lock.Lock(1)) << "free again once the holder is gone";
 }
 
 TEST(PluginEvents, PreAndPostSendFourAndFiveAndAFailedInitStillExits) {
