@@ -8,7 +8,7 @@ packages=(
   libcurl4-openssl-dev libjsoncpp-dev libssl-dev libboost-dev
   libcpp-httplib-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  openssl ca-certificates valgrind tzdata
+  openssl ca-certificates valgrind tzdata gcovr
 )
 
 missing=()

@@ -7,7 +7,7 @@
 #include "account_fixture.hpp"
 #include "device_files.hpp"
 #include "quilkova/user.hpp"
-#include "sim/seed.hpp"
+#include "seed.hpp"
 #include "sim/simulator.hpp"
 
 namespace quilkova::test {

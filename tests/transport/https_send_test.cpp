@@ -8,7 +8,7 @@
 #include "log_capture.hpp"
 #include "quilkova/quilkova.h"
 #include "sim/simulator.hpp"
-#include "sim/seed.hpp"
+#include "seed.hpp"
 
 namespace {
 

@@ -1,5 +1,5 @@
-#ifndef QUILKOVA_TESTS_SIM_SEED_HPP
-#define QUILKOVA_TESTS_SIM_SEED_HPP
+#ifndef QUILKOVA_TESTS_SEED_HPP
+#define QUILKOVA_TESTS_SEED_HPP
 
 #include <json/json.h>
 

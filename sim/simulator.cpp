@@ -7,7 +7,7 @@
 #include <mutex>
 #include <thread>
 
-#include "pkce_pair.hpp"
+#include <openssl/evp.h>
 
 namespace quilkova::sim {
 
@@ -18,6 +18,32 @@ std::string ReceivedRequest::Field(const std::string& name) const {
         }
     }
     return "";
+}
+
+std::string Base64Url(const unsigned char* bytes, size_t length) {
+    static const char* const kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
+    std::string text;
+    unsigned int bits = 0;
+    int count = 0;
+    for (size_t i = 0; i < length; ++i) {
+        bits = (bits << 8) | bytes[i];
+        count += 8;
+        while (count >= 6) {
+            count -= 6;
+            text += kAlphabet[(bits >> count) & 0x3F];
+        }
+    }
+    if (count > 0) {
+        text += kAlphabet[(bits << (6 - count)) & 0x3F];
+    }
+    return text;
+}
+
+std::string S256(const std::string& verifier) {
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int length = 0;
+    EVP_Digest(verifier.data(), verifier.size(), digest, &length, EVP_sha256(), nullptr);
+    return Base64Url(digest, length);
 }
 
 namespace {
@@ -438,7 +464,7 @@ void AddIdentityRoutes(httplib::Server& http, const std::shared_ptr<Simulator::S
                 OAuthError(response, "invalid_grant", "unknown or already used authorization code");
             } else if (grant.client_id != client_id || grant.redirect_uri != fields.Field("redirect_uri")) {
                 OAuthError(response, "invalid_grant", "client or redirect_uri does not match the code");
-            } else if (quilkova::test::S256(fields.Field("code_verifier")) != grant.challenge) {
+            } else if (S256(fields.Field("code_verifier")) != grant.challenge) {
                 OAuthError(response, "invalid_grant", "code_verifier does not match the code_challenge");
             } else {
                 Reply(response, 200, Text(state->IssueTokens(client_id)));

@@ -1,5 +1,5 @@
-#ifndef QUILKOVA_TESTS_SIM_SIMULATOR_HPP
-#define QUILKOVA_TESTS_SIM_SIMULATOR_HPP
+#ifndef QUILKOVA_SIM_SIMULATOR_HPP
+#define QUILKOVA_SIM_SIMULATOR_HPP
 
 #include <json/json.h>
 
@@ -10,6 +10,10 @@
 #include <vector>
 
 namespace quilkova::sim {
+
+// Unpadded base64url of bytes, and the S256 code challenge of a verifier.
+std::string Base64Url(const unsigned char* bytes, size_t length);
+std::string S256(const std::string& verifier);
 
 // What the simulator answers instead of the real handler, once.
 struct CannedAnswer {

@@ -8,7 +8,7 @@
 #include "https_request.hpp"
 #include "internal/json_utils.hpp"
 #include "sim/simulator.hpp"
-#include "sim/seed.hpp"
+#include "seed.hpp"
 
 namespace {
 
