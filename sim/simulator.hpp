@@ -3,7 +3,6 @@
 
 #include <json/json.h>
 
-#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -20,28 +19,43 @@ struct CannedAnswer {
     int status = 200;
     std::string body;
     int delay_ms = 0;
+    std::vector<std::pair<std::string, std::string>> headers;  // e.g. {"Location", "/elsewhere"}
 };
 
-// One request as received, form fields in the order they were sent.
+// One request as received, fields in the order they were sent.
 struct ReceivedRequest {
     std::string method;
     std::string path;
     std::string query;  // raw query string
     std::string body;
-    std::map<std::string, std::string> headers;
+    std::vector<std::pair<std::string, std::string>> headers;
     std::vector<std::pair<std::string, std::string>> fields;  // query and form body, decoded
 
-    // The first value of a field, or "".
+    // The first value of a field or header, or "".
     std::string Field(const std::string& name) const;
+    std::string Header(const std::string& name) const;
+    bool HasHeader(const std::string& name) const;
+    // Every value of a repeated field ("scopes[]"), space-joined.
+    std::string Joined(const std::string& name) const;
 };
 
-// The account service on 127.0.0.1, plain HTTP: the flat account endpoints
-// over seeded accounts, and a control surface under "/_sim/" (queue a canned
-// answer for a path, read the requests received, reset).
+class State;
+
+// The cloud service on 127.0.0.1, plain HTTP, all three hosts on one port:
+// - the account host's form endpoints ("device/api/password_login",
+//   "good/user/launch", "device/api/user/query", "device/api/user/register",
+//   "device/api/user/update", "device/api/report", "device/api/logout");
+// - its device and OAuth endpoints (authkey exchange, grant by auth key,
+//   package configuration and grant, monitoring-service grant);
+// - the identity host's token endpoint "/oauth2/token": one-time codes bound
+//   to an S256 challenge, rotating and revocable refresh tokens;
+// - the payment host's "api/v1/device/purchase/list";
+// - a control surface under "/_sim/" (see quilkova-sim --help).
 class Simulator {
 public:
-    // seed: {"accounts": [{"email", "password", "id", "auth_key", "access_token",
-    // "full_name", "country", ...}]}
+    // seed: {"accounts": [{"email", "password", "id", "auth_key",
+    // "access_token", "full_name", ..., "purchases": [...]}],
+    // "packages": {"<name>": {raw PKCE configuration}}}
     explicit Simulator(const Json::Value& seed = Json::Value());
     ~Simulator();
     Simulator(const Simulator&) = delete;
@@ -55,19 +69,22 @@ public:
     void Queue(const std::string& path, const CannedAnswer& answer);
     std::vector<ReceivedRequest> Requests() const;
     std::vector<ReceivedRequest> RequestsTo(const std::string& path) const;
-    // Forgets requests and canned answers, and restores the seeded accounts.
+    // Forgets requests and canned answers and restores the seeded accounts;
+    // codes and tokens issued stay as they are.
     void Reset();
 
-    // The identity host's token endpoint, "/oauth2/token", trades a code
-    // issued here (as a browser login would obtain it) for tokens, once, when
-    // the verifier matches the S256 challenge; refresh tokens rotate.
+    // A one-time authorization code for the account (the first one when
+    // `email` is empty), as a browser login would obtain it.
     std::string IssueAuthorizationCode(const std::string& client_id, const std::string& code_challenge,
-                                       const std::string& redirect_uri);
+                                       const std::string& redirect_uri, const std::string& email = "");
+    // expires_in of the tokens issued from now on.
     void SetTokenLifetime(int seconds);
     // Every refresh token issued so far stops working.
     void RevokeRefreshTokens();
-
-    class State;  // accounts, canned answers and the request log
+    // The account's auth key stops working (a new one is issued at its next login).
+    void RevokeAuthKey(const std::string& email);
+    // The account as the service holds it now; null when there is none.
+    Json::Value Account(const std::string& email) const;
 
 private:
     struct Server;

@@ -60,6 +60,27 @@ bool ReadTimezone(std::string& zone_in_tzdb, Where where);
 // The "code" of an answer as text; "" when the answer is no object or has none.
 std::string CodeOf(const Json::Value& answer);
 
+// "true" or "false", as booleans travel to the service.
+inline const char* FlagText(bool flag) {
+    return flag ? "true" : "false";
+}
+
+// The service does not know the device's API key: a new one is registered
+// (logged as such). False, logged, when registering fails.
+bool RegisterNewApiKey(char (&key)[kApiKeySize], Where where);
+
+// The bound account's record; false with code 3 when none is bound.
+bool ReadBoundAccount(KOVA_INFO& info);
+
+// The bound account's store purchases from the payment host at `host`: 0, or
+// -1 with 3 (no account), 8 (serial), 4 (not sent), 5 (status), 2 (no JSON
+// object or no list) or the code the answer maps to.
+int PurchaseListFrom(const std::string& host, Json::Value& purchases);
+
+// A notification with the account's e-mail as "%KOVA_ACCOUNT%"; failures are
+// logged, as written at `where`, and never fail the caller.
+void NotifyAccount(const char* tag, const std::string& email, Where where);
+
 }  // namespace quilkova::internal
 
 #endif

@@ -54,6 +54,12 @@ struct Parameters : Pairs {
     using Pairs::Pairs;
 };
 
+// A body sent as it is, with its content type (in place of a Payload).
+struct Body {
+    std::string text;
+    std::string content_type;
+};
+
 enum class ErrorCode {
     OK = 0,
     CONNECTION_FAILURE,
@@ -96,19 +102,28 @@ struct Request {
     Parameters parameters;
     Payload payload;
     bool has_payload = false;
+    Body body;
+    bool has_body = false;
 
     void Apply(const Url& url_option) { url = url_option.value; }
     void Apply(const Timeout& timeout) { timeout_ms = static_cast<long>(timeout.value.count()); }
     void Apply(const UserAgent& agent) { user_agent = agent.value; }
     void Apply(const Header& headers) { header = headers; }
     void Apply(const Parameters& query) { parameters = query; }
-    void Apply(const Payload& body) {
-        payload = body;
+    void Apply(const Payload& form) {
+        payload = form;
         has_payload = true;
+    }
+    void Apply(const Body& raw) {
+        body = raw;
+        has_body = true;
     }
 };
 
 Response Perform(const Request& request, bool post);
+
+// "key=value&..." with both sides percent-escaped, in the given order.
+std::string Encode(const Pairs& pairs);
 
 template <typename... Options>
 Response Get(const Options&... options) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "internal/log.hpp"
+#include "internal/redact.hpp"
 #include "quilkova/kova_exception.hpp"
 
 namespace quilkova::internal {
@@ -16,6 +17,8 @@ bool TryParseJson(const std::string& text, Json::Value& out);
 
 // The styled text of a value, as the JSON files hold it.
 std::string JsonToText(const Json::Value& value);
+// The text of a value on one line, as requests carry it.
+std::string CompactJson(const Json::Value& value);
 
 // Writes `value` to the library path `path` (under the root prefix)
 // atomically; mode 0600 for private and /tmp/account_* files, 0644 otherwise.
@@ -37,7 +40,7 @@ inline bool ParseJson(const std::string& text, Json::Value& out) {
     if (TryParseJson(text, out)) {
         return true;
     }
-    KOVA_LOG(LOG_ERR, "%s:%d Failed to parse json: %s", text.c_str());
+    KOVA_LOG(LOG_ERR, "%s:%d Failed to parse json: %s", Redacted(text).c_str());
     return false;
 }
 

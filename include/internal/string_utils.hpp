@@ -23,23 +23,27 @@ auto PrintfArg(T value) {
 }
 }  // namespace internal
 
-// printf-style formatting into a new string. A formatting error logs and
-// gives ""; anything thrown inside ends the process (noexcept).
+// printf-style formatting into a new string. Never throws: a formatting
+// error or a lack of memory logs and gives "".
 template <typename... Args>
 std::string format(const std::string& fmt, Args... args) noexcept {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 #pragma GCC diagnostic ignored "-Wformat-security"
-    const int length = std::snprintf(nullptr, 0, fmt.c_str(), internal::PrintfArg(args)...);
-    if (length < 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to format: %s", fmt.c_str());
-        return "";
+    try {
+        const int length = std::snprintf(nullptr, 0, fmt.c_str(), internal::PrintfArg(args)...);
+        if (length >= 0) {
+            std::string text(static_cast<size_t>(length) + 1, '\0');
+            std::snprintf(text.data(), text.size(), fmt.c_str(), internal::PrintfArg(args)...);
+            text.resize(static_cast<size_t>(length));
+            return text;
+        }
+    } catch (...) {
+        // std::string can only run out of memory; "" needs none.
     }
-    std::string text(static_cast<size_t>(length) + 1, '\0');
-    std::snprintf(text.data(), text.size(), fmt.c_str(), internal::PrintfArg(args)...);
 #pragma GCC diagnostic pop
-    text.resize(static_cast<size_t>(length));
-    return text;
+    KOVA_LOG(LOG_ERR, "%s:%d Failed to format: %s", fmt.c_str());
+    return std::string();
 }
 
 }  // namespace quilkova

@@ -44,9 +44,10 @@ public:
     void SetBool(const std::string& key, bool value) const;
     bool Exists() const;
 
-    // Deletes the record file (a missing one is fine) with privileges raised.
-    // False when they could not be raised (logged, nothing deleted).
-    static bool RemoveRecord();
+    // Deletes the record file with privileges raised: 0 (also when there was
+    // none), EPERM when they could not be raised (logged, nothing deleted), or
+    // the error of the unlink.
+    static int RemoveRecord();
 
 #define QUILKOVA_DECLARE_STRING(Name, key, fallback) \
     std::string Get##Name() const;                   \

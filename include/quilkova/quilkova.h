@@ -4,6 +4,7 @@
 /* The flat face of libquilkova: functions return 0 or -1 and leave a
    KOVA_ERRCODE in the process-wide error slot (QUILKOVAErrGet). */
 
+#include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>
 
@@ -144,6 +145,30 @@ QUILKOVA_EXPORT unsigned int QUILKOVAAccountUnregisterCrond(void);
 /* Deletes the local account record after telling the "kova/logout" plug-ins. */
 QUILKOVA_EXPORT int QUILKOVAAccountRemove(void);
 
+/* Creates a cloud account; nothing is stored locally (log in with it afterwards).
+   country may be NULL (then not sent). */
+QUILKOVA_EXPORT int QUILKOVAAccountRegister(const char *email, const char *password, const char *fullName,
+                                           bool criticalRelease, bool enews, bool enewsLocalPromotion,
+                                           const char *country);
+
+/* Changes the bound account's profile or password. A NULL text is left as
+   it is; a negative flag is left as it is, 0 is false, positive is true. The
+   e-mail and the password change only when the current password is given. */
+QUILKOVA_EXPORT int QUILKOVAAccountSetInfo(const char *fullName, const char *email, const char *password,
+                                          const char *newPassword, const char *country, const char *notifyLanguage,
+                                          const char *timezone, int enews, int criticalRelease,
+                                          int enewsLocalPromotion, const char *criticalVersionList);
+
+/* Ends the login: remote (revoked at the service, then cleared locally) or
+   local only. */
+QUILKOVA_EXPORT int QUILKOVAAccountLogout(bool remote);
+
+/* The scheduled report of the appliance's time zone and device facts. */
+QUILKOVA_EXPORT int QUILKOVAReportInfo(void);
+
+/* The e-mail of the account store purchases were made with. */
+QUILKOVA_EXPORT int QUILPaymentKoVAAccountGet(char *email, size_t size);
+
 #ifdef __cplusplus
 }
 #endif
@@ -164,6 +189,15 @@ QUILKOVA_EXPORT int QUILKOVAAccountOauthLogin(Json::Value &answer, const char *a
 /* Binds the account of a known user id and auth key, proven by a query; output
    receives "email", "auth_key" and "activated". */
 QUILKOVA_EXPORT int QUILKOVAAccountLoginByKey(const char *userId, const char *authKey, Json::Value &output);
+/* The accounts other services of the appliance use, by e-mail:
+   {"<email>": {"services": [{"type", "value"}, ...]}}. */
+QUILKOVA_EXPORT int QUILKOVAAccountScanExisting(Json::Value &result);
+/* What an embedded page of the account service needs to know of the device. */
+QUILKOVA_EXPORT int QUILKOVAGetIframeInfo(Json::Value &info);
+/* Repairs the API key after the service answered `code`. */
+QUILKOVA_EXPORT int QUILKOVAHandleApiKeyError(Json::Value &info, const char *code);
+/* The bound account's store purchases. */
+QUILKOVA_EXPORT int QUILKOVAAccountPurchaseList(Json::Value &purchases);
 }
 #endif
 

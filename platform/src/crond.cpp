@@ -12,22 +12,17 @@
 #include <vector>
 
 #include "internal/atomic_file.hpp"
+#include "internal/cron_schedule.hpp"
 #include "internal/root_prefix.hpp"
 #include "last_error.hpp"
 #include "quilplatform/qlibc_error.h"
 
 namespace {
 
+using quilkova::internal::CronRange;
 using quilkova::internal::ReadFileNoFollow;
 using quilkova::internal::ReplaceFileAtomically;
 using quilkova::internal::RootedPath;
-
-struct FieldRange {
-    int low;
-    int high;
-};
-// minute, hour, day of month, month, day of week
-constexpr FieldRange kFields[] = {{0, 59}, {0, 23}, {1, 31}, {1, 12}, {0, 6}};
 
 std::string JobsPath(const std::string& name) {
     return RootedPath("/usr/quil/etc/crond/" + name + ".json");
@@ -46,31 +41,14 @@ std::vector<std::string> Words(const std::string& text) {
     return words;
 }
 
-bool ParseNumber(const std::string& text, int& value) {
-    if (text.empty() || text.size() > 2 || text.find_first_not_of("0123456789") != std::string::npos) {
+// One field of the notation with "~" (any) and "a~b" (between) fixed to a value picked at random.
+bool RenderField(const std::string& field, const CronRange& range, std::mt19937& random, std::string& out) {
+    bool pick = false;
+    CronRange bounds{};
+    if (!quilkova::internal::ParseCronField(field, range, pick, bounds)) {
         return false;
     }
-    value = std::stoi(text);
-    return true;
-}
-
-// One crontab field with "~" (any) and "a~b" (between) fixed to a random value.
-bool RenderField(const std::string& field, const FieldRange& range, std::mt19937& random, std::string& out) {
-    const size_t tilde = field.find('~');
-    if (tilde == std::string::npos) {
-        if (field.find_first_not_of("0123456789*/,-") != std::string::npos) {
-            return false;
-        }
-        out = field;
-        return true;
-    }
-    int low = range.low;
-    int high = range.high;
-    if (field != "~" && (!ParseNumber(field.substr(0, tilde), low) || !ParseNumber(field.substr(tilde + 1), high) ||
-                         low < range.low || high > range.high || low > high)) {
-        return false;
-    }
-    out = std::to_string(std::uniform_int_distribution<int>(low, high)(random));
+    out = pick ? std::to_string(std::uniform_int_distribution<int>(bounds.low, bounds.high)(random)) : field;
     return true;
 }
 
@@ -97,14 +75,14 @@ bool RenderJob(const Json::Value& job, std::mt19937& random, std::string& line) 
         !job["cmd_list"].isArray() || job["cmd_list"].empty()) {
         return false;
     }
-    const std::vector<std::string> fields = Words(job["crontab"].asString());
-    if (fields.size() != std::size(kFields)) {
+    std::vector<std::string> fields;
+    if (!quilkova::internal::IsValidSchedule(job["crontab"].asString(), &fields)) {
         return false;
     }
     line.clear();
     for (size_t i = 0; i < fields.size(); ++i) {
         std::string value;
-        if (!RenderField(fields[i], kFields[i], random, value)) {
+        if (!RenderField(fields[i], quilkova::internal::kCronRanges[i], random, value)) {
             return false;
         }
         line += value + " ";
@@ -163,7 +141,10 @@ bool ConfigManager::Save(const Json::Value& jobs) {
             return false;
         }
         return true;
-    } catch (const std::exception&) {  // allocation, or a job member of the wrong type
+    } catch (const std::bad_alloc&) {
+        QLIBC_FAIL(QLIBC_ERR_OUT_OF_MEMORY);
+        return false;
+    } catch (const std::exception&) {  // a job member of the wrong type
         QLIBC_FAIL(QLIBC_ERR_BAD_PARAMETERS);
         return false;
     }

@@ -8,10 +8,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <new>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "internal/atomic_file.hpp"
@@ -143,7 +145,11 @@ std::string FormatLine(const char* format, const char* key, const char* value) {
     return line;
 }
 
-// Exclusive advisory lock on a directory, held for the lifetime of the object.
+// Exclusive advisory lock on a directory, held for the lifetime of the
+// object. Waits at most kDirectoryLockWait: a lock somebody keeps forever
+// fails the write instead of hanging it.
+constexpr auto kDirectoryLockWait = std::chrono::seconds(30);
+
 class DirectoryLock {
 public:
     explicit DirectoryLock(const std::string& directory)
@@ -151,11 +157,11 @@ public:
         if (fd_ < 0) {
             return;
         }
-        int result;
-        do {
-            result = ::flock(fd_, LOCK_EX);
-        } while (result != 0 && errno == EINTR);
-        locked_ = result == 0;
+        const auto deadline = std::chrono::steady_clock::now() + kDirectoryLockWait;
+        while (!(locked_ = ::flock(fd_, LOCK_EX | LOCK_NB) == 0) && (errno == EWOULDBLOCK || errno == EINTR) &&
+               std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
     }
     ~DirectoryLock() {
         if (fd_ >= 0) {

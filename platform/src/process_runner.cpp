@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <thread>
 
 #include "internal/root_prefix.hpp"
@@ -29,9 +30,21 @@ pid_t StartProcess(const std::vector<std::string>& argv, const std::vector<std::
         args.push_back(const_cast<char*>(arg.c_str()));
     }
     args.push_back(nullptr);
+    // The caller's own value of a name we set must not win over ours.
+    const auto overridden = [&extra_environment](const char* entry) {
+        for (const std::string& mine : extra_environment) {
+            const size_t name_length = mine.find('=') + 1;
+            if (std::strncmp(entry, mine.c_str(), name_length) == 0) {
+                return true;
+            }
+        }
+        return false;
+    };
     std::vector<char*> environment;
     for (char** entry = environ; *entry != nullptr; ++entry) {
-        environment.push_back(*entry);
+        if (!overridden(*entry)) {
+            environment.push_back(*entry);
+        }
     }
     for (const std::string& entry : extra_environment) {
         environment.push_back(const_cast<char*>(entry.c_str()));

@@ -39,9 +39,14 @@ PrivilegedSection::PrivilegedSection() : noted_uid_(::geteuid()), noted_gid_(::g
     raised = SetEffectiveId(Id::kUser, 0) && raised;
     if (!raised) {
         KOVA_LOG(LOG_AUTH | LOG_ERR, "%s:%d ERROR: ENTERCriticalSection");
-        // Whatever half of the raise succeeded is given back before failing.
-        if (::geteuid() != noted_uid_ || ::getegid() != noted_gid_) {
-            DropBack();
+        // Whatever half of the raise succeeded (the group, typically) must not
+        // outlive the failure; it is given back without a log line, so that
+        // the log shows exactly the failed entry.
+        if (::getegid() != noted_gid_) {
+            (void)::setresgid(static_cast<gid_t>(-1), noted_gid_, static_cast<gid_t>(-1));
+        }
+        if (::geteuid() != noted_uid_) {
+            (void)::setresuid(static_cast<uid_t>(-1), noted_uid_, static_cast<uid_t>(-1));
         }
         errno = EPERM;
         KOVA_LOG(LOG_ERR, "%s:%d Change permission failed");

@@ -10,6 +10,7 @@
 
 #include "internal/log.hpp"
 #include "internal/privilege.hpp"
+#include "internal/redact.hpp"
 #include "internal/root_prefix.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilplatform/qlibc_file.h"
@@ -52,9 +53,12 @@ void UserImpl::Set(const std::string& key, const std::string& value) const {
     bool written = false;
     {
         const internal::PrivilegedSection root;
-        written = QLIBCFileSetKeyValue(kPath, key.c_str(), value.c_str(), kLineFormat) >= 0;
+        // A value that reads could not give back whole is never stored.
+        written = value.size() < kValueBufferSize &&
+                  QLIBCFileSetKeyValue(kPath, key.c_str(), value.c_str(), kLineFormat) >= 0;
         if (!written) {
-            KOVA_LOG(LOG_ERR, "%s:%d Failed to set kova config for %s:%s", key.c_str(), value.c_str());
+            KOVA_LOG(LOG_ERR, "%s:%d Failed to set kova config for %s:%s", key.c_str(),
+                     internal::RedactedValue(key, value).c_str());
         }
         ReapplyOwnership();
     }
@@ -96,14 +100,13 @@ void UserImpl::SetBool(const std::string& key, bool value) const {
     Set(key, value ? "yes" : "no");
 }
 
-bool UserImpl::RemoveRecord() {
+int UserImpl::RemoveRecord() {
     const std::string path = internal::RootedPath(kPath);
     try {
         const internal::PrivilegedSection root;
-        ::unlink(path.c_str());
-        return true;
+        return ::unlink(path.c_str()) == 0 || errno == ENOENT ? 0 : errno;
     } catch (const KovaException&) {
-        return false;
+        return EPERM;
     }
 }
 

@@ -1,10 +1,13 @@
 #include "internal/atomic_file.hpp"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
 
 #include "internal/root_prefix.hpp"
@@ -117,13 +120,38 @@ int ReadFileNoFollow(const std::string& path, std::string& content, struct stat*
     return 0;
 }
 
-int ReplaceFileAtomically(const std::string& path, const std::string& content, mode_t mode, uid_t owner,
-                          gid_t group) {
-    if (!MakeParentDirectories(path)) {
-        return errno;
+namespace {
+// Temporary files of `base` are named ".<base>.XXXXXX".
+bool IsTemporaryOf(const char* name, const std::string& base) {
+    const size_t length = std::strlen(name);
+    return length == base.size() + 8 && name[0] == '.' && std::strncmp(name + 1, base.c_str(), base.size()) == 0 &&
+           name[base.size() + 1] == '.';
+}
+
+// A writer holds a lock on its temporary file until it is renamed: one that
+// can be locked belongs to a writer that died (its locks died with it).
+void SweepStaleTemporaries(const std::string& directory, const std::string& base) {
+    DIR* dir = ::opendir(directory.c_str());
+    if (dir == nullptr) {
+        return;
     }
-    const std::string directory = DirectoryOf(path);
-    const std::string base = path.substr(path.rfind('/') + 1);
+    while (const dirent* entry = ::readdir(dir)) {
+        if (!IsTemporaryOf(entry->d_name, base)) {
+            continue;
+        }
+        const std::string path = directory + "/" + entry->d_name;
+        Descriptor fd(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        if (fd.get() >= 0 && ::flock(fd.get(), LOCK_EX | LOCK_NB) == 0) {
+            ::unlink(path.c_str());
+        }
+    }
+    ::closedir(dir);
+}
+
+// One attempt: ENOENT from the rename means a sweeper took our temporary file
+// between its creation and our lock on it.
+int WriteAndRename(const std::string& path, const std::string& directory, const std::string& base,
+                   const std::string& content, mode_t mode, uid_t owner, gid_t group) {
     std::vector<char> temporary(directory.begin(), directory.end());
     const std::string suffix = "/." + base + ".XXXXXX";
     temporary.insert(temporary.end(), suffix.begin(), suffix.end());
@@ -134,15 +162,37 @@ int ReplaceFileAtomically(const std::string& path, const std::string& content, m
     if (fd.get() < 0) {
         return errno;
     }
+    // Held until the descriptor is closed after the rename (or the process dies).
+    Descriptor claim(::dup(fd.get()));
+    if (claim.get() < 0 || ::flock(claim.get(), LOCK_EX) != 0) {
+        const int error = errno;
+        ::unlink(temporary.data());
+        return error;
+    }
     int error = FillTemporary(fd, content, mode, owner, group);
     if (error == 0 && ::rename(temporary.data(), path.c_str()) != 0) {
         error = errno;
     }
     if (error != 0) {
         ::unlink(temporary.data());
-        return error;
     }
-    return SyncDirectory(directory);
+    return error;
+}
+}  // namespace
+
+int ReplaceFileAtomically(const std::string& path, const std::string& content, mode_t mode, uid_t owner,
+                          gid_t group) {
+    if (!MakeParentDirectories(path)) {
+        return errno;
+    }
+    const std::string directory = DirectoryOf(path);
+    const std::string base = path.substr(path.rfind('/') + 1);
+    SweepStaleTemporaries(directory, base);
+    int error = WriteAndRename(path, directory, base, content, mode, owner, group);
+    if (error == ENOENT) {
+        error = WriteAndRename(path, directory, base, content, mode, owner, group);
+    }
+    return error != 0 ? error : SyncDirectory(directory);
 }
 
 }  // namespace quilkova::internal

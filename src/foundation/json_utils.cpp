@@ -43,6 +43,12 @@ std::string JsonToText(const Json::Value& value) {
     return Json::writeString(builder, value) + "\n";
 }
 
+std::string CompactJson(const Json::Value& value) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    return Json::writeString(builder, value);
+}
+
 int WriteJsonFile(const std::string& path, const Json::Value& value) {
     try {
         return ReplaceFileAtomically(RootedPath(path), JsonToText(value), ModeFor(path));

@@ -20,11 +20,18 @@ bool MakeParentDirectories(const std::string& rooted_path) {
          slash = rooted_path.find('/', slash + 1)) {
         const std::string directory = rooted_path.substr(0, slash);
         const size_t name_start = directory.rfind('/') + 1;
-        const mode_t mode = directory.compare(name_start, std::string::npos, "private") == 0 ? 0700 : 0755;
+        const bool is_private = directory.compare(name_start, std::string::npos, "private") == 0;
+        const mode_t mode = is_private ? 0700 : 0755;
         if (::mkdir(directory.c_str(), mode) == 0) {
             ::chmod(directory.c_str(), mode);  // exact mode, whatever the umask
         } else if (errno != EEXIST) {
             return false;
+        } else if (is_private) {
+            // A private directory somebody opened up is closed again (never through a link).
+            struct stat info {};
+            if (::lstat(directory.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && (info.st_mode & 07777) != 0700) {
+                ::chmod(directory.c_str(), 0700);
+            }
         }
     }
     return true;

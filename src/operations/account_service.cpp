@@ -1,7 +1,5 @@
 #include "quilkova/account_service.hpp"
 
-#include <unistd.h>
-
 #include "internal/account_service_impl.hpp"
 #include "internal/log.hpp"
 #include "internal/report_schedule.hpp"
@@ -37,15 +35,22 @@ Json::Value AccountServiceImpl::Login(const std::string& email, const std::strin
 
 Json::Value AccountServiceImpl::GetAndSyncRemoteJsonAccount() const {
     Json::Value account;
-    if (QUILKOVAAccountQueryInfo(account, true, true) != 0) {
-        const int code = QUILKOVAErrGet();
-        const std::string path = internal::RootedPath(UserImpl::kPath);
-        if (::unlink(path.c_str()) != 0) {
-            KOVA_LOG(LOG_ERR, "%s:%d Failed to unlink %s", path.c_str());
-        }
-        throw KovaException(static_cast<KOVA_ERRCODE>(code));
+    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
+    if (QUILKOVAAccountQueryInfo(account, true, true) == 0) {
+        return account;
     }
-    return account;
+    const int code = QUILKOVAErrGet();
+    // Only the account host's own refusal of the account unbinds it here. A
+    // lock not taken (any local user can hold the query's lock), privileges,
+    // the network or a time-out never cost the owner the account. "badauth"
+    // was already handled by the query, which removed the record itself.
+    if (code == KOVA_ERR_AUTH || code == KOVA_ERR_ACCOUNT_NOT_FOUND) {
+        if (const int error = UserImpl::RemoveRecord(); error != 0) {
+            KOVA_LOG(LOG_ERR, "%s:%d Failed to unlink %s", internal::RootedPath(UserImpl::kPath).c_str());
+        }
+    }
+    // A lock time-out leaves the slot as it was: still a failure.
+    throw KovaException(static_cast<KOVA_ERRCODE>(code != KOVA_ERR_SUCCESS ? code : KOVA_ERR_SYSTEM));
 }
 
 Json::Value AccountServiceImpl::GetLocalJsonAccount() const {

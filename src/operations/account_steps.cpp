@@ -2,8 +2,10 @@
 
 #include "internal/json_utils.hpp"
 #include "internal/log.hpp"
+#include "internal/redact.hpp"
 #include "quilplatform/cloud_service.h"
 #include "quilplatform/device.h"
+#include "quilplatform/notify.h"
 #include "quilplatform/qlibc_error.h"
 #include "quilplatform/zone.h"
 
@@ -85,7 +87,7 @@ bool SendForm(const std::string& host, const char* path, QLIBCSzHash* form, bool
 
 bool ParseAnswer(const std::string& body, Json::Value& answer, Where where) {
     if (!TryParseJson(body, answer)) {
-        KOVA_LOG_AT(where, "%s:%d Failed to parse json: %s", body.c_str());
+        KOVA_LOG_AT(where, "%s:%d Failed to parse json: %s", Redacted(body).c_str());
         return Fail(KOVA_ERR_BAD_JSON);
     }
     return true;
@@ -122,6 +124,35 @@ bool ReadTimezone(std::string& zone_in_tzdb, Where where) {
 
 std::string CodeOf(const Json::Value& answer) {
     return answer.isObject() ? TextOf(answer["code"]) : "";
+}
+
+bool RegisterNewApiKey(char (&key)[kApiKeySize], Where where) {
+    KOVA_LOG_AT(where, "%s:%d ApiKey not found. Register new one.");
+    if (QUILCloudServiceRegisterApiKey(key) < 0) {
+        KOVA_LOG_AT(where, "%s:%d QUILCloudServiceRegisterApiKey failed");
+        return false;
+    }
+    return true;
+}
+
+bool ReadBoundAccount(KOVA_INFO& info) {
+    if (QUILKOVAAccountGet(&info) != 0) {
+        return Fail(KOVA_ERR_NO_ACCOUNT);
+    }
+    return true;
+}
+
+void NotifyAccount(const char* tag, const std::string& email, Where where) {
+    const FormHash params(QLIBCSzHashAlloc(1024));
+    if (!params) {
+        KOVA_LOG_AT(where, "%s:%d Failed to alloc notification hash, err=[0x%04X %s:%d]", QLIBCErrGet(),
+                    QLIBCErrorGetFile(), QLIBCErrorGetLine());
+        return;
+    }
+    QLIBCSzHashSetValue(params.get(), "%KOVA_ACCOUNT%", email.c_str());
+    if (QUILSysNotifySendNotifiction(tag, params.get()) < 0) {
+        KOVA_LOG_AT(where, "%s:%d Send notification failed");
+    }
 }
 
 }  // namespace quilkova::internal

@@ -6,6 +6,7 @@
 #include "internal/flat_boundary.hpp"
 #include "internal/log.hpp"
 #include "internal/plugin_context.hpp"
+#include "internal/redact.hpp"
 #include "internal/report_schedule.hpp"
 #include "internal/user_impl.hpp"
 #include "quilkova/kova_exception.hpp"
@@ -63,10 +64,8 @@ bool SendLogin(const std::string& host, const char* path, QLIBCSzHash* form, Jso
     }
     const int code = MapLibKovaCenterErrorCode(CodeOf(answer).c_str());
     if (code == KOVA_ERR_APIKEY_NOT_FOUND) {
-        KOVA_LOG(LOG_ERR, "%s:%d ApiKey not found. Register new one.");
         char key[kApiKeySize] = {};
-        if (QUILCloudServiceRegisterApiKey(key) < 0) {
-            KOVA_LOG(LOG_ERR, "%s:%d QUILCloudServiceRegisterApiKey failed");
+        if (!RegisterNewApiKey(key, KOVA_HERE)) {
             return false;
         }
         SetField(form, "api_key", key);
@@ -81,12 +80,9 @@ bool SendLogin(const std::string& host, const char* path, QLIBCSzHash* form, Jso
     return true;
 }
 
-// Stores the user id and auth key of a good answer.
+// Stores the user id and auth key as given; only a failed write fails.
 bool StoreIdentity(const std::string& user_id, const std::string& auth_key) {
     try {
-        if (user_id.empty() || auth_key.empty()) {
-            throw quilkova::KovaException(KOVA_ERR_BAD_JSON, "no user id or auth key in the answer");
-        }
         const quilkova::User user;
         user.SetUserId(user_id);
         user.SetAuthKey(auth_key);
@@ -158,7 +154,7 @@ int PasswordLogin(const char* email, const char* password, Json::Value& answer, 
         return -1;
     }
     if (QUILKOVAErrGet() != KOVA_ERR_SUCCESS) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to login %s, resp=%s", email, response.Body().c_str());
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to login %s, resp=%s", email, Redacted(response.Body()).c_str());
         return -1;
     }
     if (check_only) {
@@ -201,7 +197,7 @@ int OauthLogin(Json::Value& answer, const char* access_token) {
         return -1;
     }
     if (QUILKOVAErrGet() != KOVA_ERR_SUCCESS) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to login, resp=%s", response.Body().c_str());
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to login, resp=%s", Redacted(response.Body()).c_str());
         return -1;
     }
     return BindAnsweredAccount(plugins, answer, TextOf(answer["email"]));
@@ -237,7 +233,7 @@ int LoginByKey(const char* user_id, const char* auth_key, Json::Value& output) {
     if (FirePostLogin(plugins) != 0) {
         return -1;
     }
-    ScheduleAndRecord(account["email"].asString());
+    ScheduleAndRecord(TextOf(account["email"]));
     QUILKOVAErrSet(KOVA_ERR_SUCCESS);
     return 0;
 }

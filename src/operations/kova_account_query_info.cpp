@@ -5,8 +5,10 @@
 #include <string>
 
 #include "internal/account_steps.hpp"
+#include "internal/cron_schedule.hpp"
 #include "internal/flat_boundary.hpp"
 #include "internal/log.hpp"
+#include "internal/redact.hpp"
 #include "quilkova/file_lock.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/quilkova.h"
@@ -19,93 +21,104 @@ using namespace quilkova::internal;
 constexpr long long kMinimumAge = 300;    // a query within 5 minutes is never repeated
 constexpr long long kMaximumAge = 86400;  // one older than a day always is
 
-constexpr const char* kTextMembers[] = {"email", "full_name", "country", "timezone", "notify_language"};
-constexpr const char* kFlagMembers[] = {"activated", "disabled", "enews", "critical_release",
-                                        "enews_local_promotion"};
+constexpr const char* kRequiredMembers[] = {"code",      "email",    "full_name", "country",
+                                            "timezone",  "notify_language", "activated", "disabled",
+                                            "enews",     "critical_release", "enews_local_promotion",
+                                            "critical_version_list"};
 
 bool ShouldQuery(long long last_query_time, bool query_allowed) {
     const long long age = std::llabs(static_cast<long long>(std::time(nullptr)) - last_query_time);
     return age >= kMaximumAge || (age >= kMinimumAge && query_allowed);
 }
 
-// "critical_version_list" is a text ("7.1,7.2"), or a list of texts or of
-// {"version", "domain"} objects: the versions make the list, the domains
-// (first seen first) the domain.
-bool ReadCriticalVersions(const Json::Value& value, std::string& list, std::string& domain) {
-    list.clear();
-    domain.clear();
-    if (value.isString()) {
-        list = value.asString();
+// A service that changes a member's type must not cost the appliance its
+// account: what can be read is stored, what cannot (an object or a list where
+// a value belongs) is stored as empty and logged.
+bool IsStructure(const Json::Value& value, const char* member) {
+    if (value.isObject() || value.isArray()) {
+        KOVA_LOG(LOG_ERR, "%s:%d Unexpected structure in %s of the answer, stored as empty", member);
         return true;
     }
+    return false;
+}
+
+// Texts as they are, numbers and booleans as their text, null as "".
+std::string AnswerText(const Json::Value& answer, const char* member) {
+    const Json::Value& value = answer[member];
+    return IsStructure(value, member) ? "" : TextOf(value);
+}
+
+// true/false, numbers (non-zero), "true"/"yes"/"1"; anything else false.
+bool AnswerFlag(const Json::Value& answer, const char* member) {
+    bool flag = false;
+    if (!IsStructure(answer[member], member)) {
+        ReadFlag(answer[member], flag);
+    }
+    return flag;
+}
+
+// "critical_version_list" is a text ("7.1,7.2"), or a list of versions or of
+// {"version", "domain"} objects: the versions make the list, the domains
+// (first seen first) the domain.
+void ReadCriticalVersions(const Json::Value& value, std::string& list, std::string& domain) {
+    list.clear();
+    domain.clear();
     if (!value.isArray()) {
-        return false;
+        list = IsStructure(value, "critical_version_list") ? "" : TextOf(value);
+        return;
     }
     for (const Json::Value& entry : value) {
-        const Json::Value version = entry.isObject() ? entry["version"] : entry;
-        const Json::Value entry_domain = entry.isObject() ? entry["domain"] : Json::Value("");
-        if (!version.isString() || !entry_domain.isString()) {
-            return false;
+        const std::string version = TextOf(entry.isObject() ? entry["version"] : entry);
+        const std::string name = entry.isObject() ? TextOf(entry["domain"]) : "";
+        if (!version.empty()) {
+            list += (list.empty() ? "" : ",") + version;
         }
-        list += (list.empty() ? "" : ",") + version.asString();
-        const std::string name = entry_domain.asString();
         if (!name.empty() && ("," + domain + ",").find("," + name + ",") == std::string::npos) {
             domain += (domain.empty() ? "" : ",") + name;
+        }
+    }
+}
+
+bool HasRequiredMembers(const Json::Value& answer) {
+    if (!answer.isObject()) {
+        return false;
+    }
+    for (const char* member : kRequiredMembers) {
+        if (!answer.isMember(member)) {
+            return false;
         }
     }
     return true;
 }
 
-// Every required member, of a type the record can hold.
-bool HasRequiredMembers(const Json::Value& answer) {
-    if (!answer.isObject() || !answer.isMember("code")) {
-        return false;
-    }
-    for (const char* member : kTextMembers) {
-        if (!IsText(answer[member])) {
-            return false;
-        }
-    }
-    bool flag = false;
-    for (const char* member : kFlagMembers) {
-        if (!ReadFlag(answer[member], flag)) {
-            return false;
-        }
-    }
-    std::string list;
-    std::string domain;
-    return ReadCriticalVersions(answer["critical_version_list"], list, domain);
-}
-
-bool Flag(const Json::Value& value) {
-    bool flag = false;
-    ReadFlag(value, flag);
-    return flag;
-}
-
 void StoreAnswer(const Json::Value& answer) {
     const quilkova::User user;
-    user.SetEmail(answer["email"].asString());
-    user.SetName(answer["full_name"].asString());
-    user.SetCountry(answer["country"].asString());
-    user.SetTimezone(answer["timezone"].asString());
-    user.SetNotifyLanguage(answer["notify_language"].asString());
-    user.SetIsActivated(Flag(answer["activated"]));
-    user.SetIsDisabled(Flag(answer["disabled"]));
-    user.SetIsEnews(Flag(answer["enews"]));
-    user.SetIsCriticalRelease(Flag(answer["critical_release"]));
-    user.SetIsEnewsLocalPromotion(Flag(answer["enews_local_promotion"]));
+    user.SetEmail(AnswerText(answer, "email"));
+    user.SetName(AnswerText(answer, "full_name"));
+    user.SetCountry(AnswerText(answer, "country"));
+    user.SetTimezone(AnswerText(answer, "timezone"));
+    user.SetNotifyLanguage(AnswerText(answer, "notify_language"));
+    user.SetIsActivated(AnswerFlag(answer, "activated"));
+    user.SetIsDisabled(AnswerFlag(answer, "disabled"));
+    user.SetIsEnews(AnswerFlag(answer, "enews"));
+    user.SetIsCriticalRelease(AnswerFlag(answer, "critical_release"));
+    user.SetIsEnewsLocalPromotion(AnswerFlag(answer, "enews_local_promotion"));
     std::string list;
     std::string domain;
     ReadCriticalVersions(answer["critical_version_list"], list, domain);
     user.SetCriticalVersionList(list);
     user.SetCriticalVersionDomain(domain);
-    bool realname = false;
-    if (ReadFlag(answer["realname_validation_pass"], realname)) {
-        user.SetIsRealnameValidationPass(realname);
+    if (answer.isMember("realname_validation_pass")) {
+        user.SetIsRealnameValidationPass(AnswerFlag(answer, "realname_validation_pass"));
     }
-    if (IsText(answer["report_cron_timestring"]) && !answer["report_cron_timestring"].asString().empty()) {
-        user.SetReportCronTimestring(answer["report_cron_timestring"].asString());
+    if (answer.isMember("report_cron_timestring")) {
+        // Only a schedule the scheduler can install replaces the one on record.
+        const std::string schedule = AnswerText(answer, "report_cron_timestring");
+        if (IsValidSchedule(schedule)) {
+            user.SetReportCronTimestring(schedule);
+        } else {
+            KOVA_LOG(LOG_ERR, "%s:%d Refused report schedule [%s], kept the one on record", schedule.c_str());
+        }
     }
     user.SetLastQueryTime(static_cast<long long>(std::time(nullptr)));
 }
@@ -137,12 +150,12 @@ bool QueryService(const KOVA_INFO& info, bool short_timeout) {
         return false;
     }
     if (!HasRequiredMembers(answer)) {
-        KOVA_LOG(LOG_ERR, "%s:%d Server returned insufficient data. resp=%s", response.Body().c_str());
+        KOVA_LOG(LOG_ERR, "%s:%d Server returned insufficient data. resp=%s", Redacted(response.Body()).c_str());
         QUILKOVAErrSet(KOVA_ERR_RESPONSE);
         return false;
     }
     if (MapLibKovaCenterErrorCode(code.c_str()) != KOVA_ERR_SUCCESS) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to query %s, resp=%s, code=%u", info.email, response.Body().c_str(),
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to query %s, resp=%s, code=%u", info.email, Redacted(response.Body()).c_str(),
                  static_cast<unsigned int>(QUILKOVAErrGet()));
         return false;
     }

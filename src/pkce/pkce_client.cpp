@@ -10,6 +10,8 @@
 #include "internal/json_utils.hpp"
 #include "internal/log.hpp"
 #include "internal/pkce_client_impl.hpp"
+#include "internal/pkce_requests.hpp"
+#include "internal/redact.hpp"
 #include "internal/root_prefix.hpp"
 #include "internal/string_utils.hpp"
 #include "quilkova/account_service.hpp"
@@ -21,14 +23,7 @@ namespace quilkova {
 
 namespace {
 
-constexpr unsigned int kLockSeconds = 30;
-constexpr long kRequestTimeoutMs = 30000;
-
-void LockOrThrow(FileLock& lock) {
-    if (!lock.Lock(kLockSeconds)) {
-        throw KovaException(KOVA_ERR_TOKEN, format("Failed to lock file: %s", lock.GetPath().c_str()));
-    }
-}
+using internal::LockOrThrow;
 
 // A sign and digits, nothing else, within 64 bits.
 bool ParseInteger(const std::string& text, long long& value) {
@@ -60,7 +55,8 @@ bool IsCompleteAnswer(const Json::Value& answer) {
 
 http::Response PostToTokenEndpoint(const std::string& endpoint, const std::string& client_id,
                                    const http::Payload& payload) {
-    return http::Post(http::Url{endpoint}, http::Timeout{kRequestTimeoutMs}, http::UserAgent{HosService().GetUserAgent()},
+    return http::Post(http::Url{endpoint}, http::Timeout{internal::kRequestTimeoutMs},
+                      http::UserAgent{HosService().GetUserAgent()},
                       http::Header{{"X-Client-ID", client_id}}, payload);
 }
 
@@ -70,6 +66,15 @@ PkceClientImpl::PkceClientImpl(const std::string& name) : name_(name) {}
 
 Json::Value PkceClientImpl::FormatPkceConfig(const Json::Value& raw) const {
     const auto member = [&raw](const char* key) { return raw.isObject() ? internal::TextOf(raw[key]) : std::string(); };
+    // A path is joined to a host: one that does not start with "/" could name
+    // another host ("@evil.example/x", ".evil.example/x").
+    const auto path = [&member](const char* key) {
+        std::string value = member(key);
+        if (!value.empty() && value[0] != '/') {
+            throw KovaException(KOVA_ERR_BAD_JSON, format("Refused %s: a path must start with \"/\"", key));
+        }
+        return value;
+    };
     std::string scope = member("scope");
     const HosService hos;
     // Both looked up whatever the scope holds: a device without a MAC cannot log in.
@@ -83,11 +88,11 @@ Json::Value PkceClientImpl::FormatPkceConfig(const Json::Value& raw) const {
     config["client_id"] = member("client_id");
     config["scope"] = scope;
     config["audience"] = member("audience");
-    config["auth_endpoint"] = identity + member("auth_endpoint_path");
-    config["token_endpoint"] = identity + member("token_endpoint_path");
-    config["end_session_endpoint"] = identity + member("end_session_endpoint_path");
-    config["login_redirect_uri"] = account + member("login_redirect_path");
-    config["logout_redirect_uri"] = account + member("logout_redirect_path");
+    config["auth_endpoint"] = identity + path("auth_endpoint_path");
+    config["token_endpoint"] = identity + path("token_endpoint_path");
+    config["end_session_endpoint"] = identity + path("end_session_endpoint_path");
+    config["login_redirect_uri"] = account + path("login_redirect_path");
+    config["logout_redirect_uri"] = account + path("logout_redirect_path");
     return config;
 }
 
@@ -183,22 +188,20 @@ void PkceClientImpl::RenewToken() const {
     // Parsed before the status is looked at, so that a refusal is reported with its body.
     Json::Value answer;
     if (!internal::ParseJson(response.text, answer)) {
-        const std::string message = format("Failed to parse renew token resp, code=%d, resp=%s",
-                                           static_cast<int>(response.status_code), response.text.c_str());
+        const std::string message = internal::StatusMessage("Failed to parse renew token resp", response);
         KOVA_LOG(LOG_ERR, "%s:%d %s", message.c_str());
         throw KovaException(KOVA_ERR_RESPONSE, message);
     }
     if (response.status_code != 200) {
         const std::string message =
-            format("Failed to renew token, refresh_token is expired or revoked, code=%d, resp=%s",
-                   static_cast<int>(response.status_code), response.text.c_str());
+            internal::StatusMessage("Failed to renew token, refresh_token is expired or revoked", response);
         KOVA_LOG(LOG_ERR, "%s:%d %s", message.c_str());
         throw KovaException(KOVA_ERR_AUTH, message);
     }
     if (!IsCompleteAnswer(answer)) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to RenewToken by [%s], resp=%s", name_.c_str(), response.text.c_str());
-        throw KovaException(KOVA_ERR_TOKEN, format("Failed to parse renew token resp, code=%d, resp=%s",
-                                                   static_cast<int>(response.status_code), response.text.c_str()));
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to RenewToken by [%s], resp=%s", name_.c_str(),
+                 internal::Redacted(response.text).c_str());
+        throw KovaException(KOVA_ERR_TOKEN, internal::StatusMessage("Failed to parse renew token resp", response));
     }
     SaveToken(answer);
 }
@@ -214,24 +217,16 @@ void PkceClientImpl::ExchangeToken(const std::string& code, const std::string& r
                             http::Payload{{"grant_type", "authorization_code"}, {"code", code},
                                           {"redirect_uri", redirect_uri}, {"code_verifier", code_verifier},
                                           {"client_id", client_id}});
-    if (response.error.code != http::ErrorCode::OK) {
-        throw KovaException(KOVA_ERR_RESPONSE, format("Failed to exchange token, reqcode=%d, reqmsg=%s",
-                                                      response.error.code, response.error.message.c_str()));
-    }
     // The status first: a refused exchange is a failed response, whatever its body.
-    if (response.status_code != 200) {
-        throw KovaException(KOVA_ERR_RESPONSE, format("Failed to exchange token, code=%d, resp=%s",
-                                                      static_cast<int>(response.status_code), response.text.c_str()));
-    }
+    internal::RequireDelivered(response, "Failed to exchange token", "Failed to exchange token");
     Json::Value answer;
     if (!internal::ParseJson(response.text, answer)) {
         throw KovaException(KOVA_ERR_BAD_JSON);
     }
     if (!IsCompleteAnswer(answer)) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to PkceLogin by [%s|%s], resp=%s", name_.c_str(), endpoint.c_str(),
-                 response.text.c_str());
-        throw KovaException(KOVA_ERR_TOKEN, format("Failed to parse exchange authkey resp, code=%d, resp=%s",
-                                                   static_cast<int>(response.status_code), response.text.c_str()));
+                 internal::Redacted(response.text).c_str());
+        throw KovaException(KOVA_ERR_TOKEN, internal::StatusMessage("Failed to parse exchange authkey resp", response));
     }
     SaveToken(answer);
 }
@@ -241,7 +236,7 @@ std::string PkceClientImpl::ConfigText(const char* key) const {
 }
 
 std::string PkceClientImpl::LockPath(const char* suffix) const {
-    return format("/tmp/account_%s.lock", (name_ + suffix).c_str());
+    return internal::LockPath(name_ + suffix);
 }
 
 PkceClient::PkceClient(const std::string& name) : impl_(new PkceClientImpl(name)) {}

@@ -28,10 +28,13 @@ extern "C" int QUILKOVAAccountRegisterCrond(void) {
         jobs.append(job);
         return manager.Save(jobs) ? 1 : 0;
     } catch (const quilkova::KovaException& error) {
-        // A flat function lets nothing escape: the unreadable time string is a failed save.
+        // Nothing escapes a flat function: the unreadable time string is a
+        // failed save, its code in the slot.
         KOVA_LOG(LOG_ERR, "%s:%d Failed to get user: %s", error.what());
+        QUILKOVAErrSet(error.GetCode());
         return 0;
     } catch (...) {
+        QUILKOVAErrSet(KOVA_ERR_SYSTEM);
         return 0;
     }
 }

@@ -5,7 +5,10 @@
 #include <new>
 
 #include "internal/curl_handles.hpp"
+#include "internal/curl_policy.hpp"
 #include "internal/http.hpp"
+#include "internal/string_utils.hpp"
+#include "quilkova/kova_exception.hpp"
 
 namespace quilkova::http {
 
@@ -56,14 +59,37 @@ ErrorCode ErrorCodeOf(CURLcode code) {
     }
 }
 
-// "key=value&..." with both sides percent-escaped, in the given order.
-std::string Encode(CURL* curl, const Pairs& pairs) {
+// Stops the transfer (by taking nothing) when the answer outgrows the limit
+// or memory runs out: nothing is thrown through libcurl.
+size_t AppendText(char* data, size_t size, size_t count, void* text) {
+    auto* answer = static_cast<std::string*>(text);
+    if (!internal::FitsAnswer(answer->size(), size * count)) {
+        return 0;
+    }
+    try {
+        answer->append(data, size * count);
+    } catch (...) {
+        return 0;
+    }
+    return size * count;
+}
+
+// A header value with a line break or NUL would add a header of its own.
+void RefuseUnsafeHeader(const std::string& name, const std::string& value) {
+    if (value.find_first_of(std::string("\r\n\0", 3)) != std::string::npos) {
+        throw KovaException(KOVA_ERR_BAD_JSON, format("Refused header %s: it holds a line break", name.c_str()));
+    }
+}
+
+}  // namespace
+
+std::string Encode(const Pairs& pairs) {
     std::string text;
     for (const auto& [key, value] : pairs.pairs()) {
-        const internal::CurlText escaped_key(
-            curl_easy_escape(curl, key.c_str(), static_cast<int>(key.size())));
+        // The handle argument has been ignored since libcurl 7.82.
+        const internal::CurlText escaped_key(curl_easy_escape(nullptr, key.c_str(), static_cast<int>(key.size())));
         const internal::CurlText escaped_value(
-            curl_easy_escape(curl, value.c_str(), static_cast<int>(value.size())));
+            curl_easy_escape(nullptr, value.c_str(), static_cast<int>(value.size())));
         if (!escaped_key || !escaped_value) {
             throw std::bad_alloc();
         }
@@ -71,13 +97,6 @@ std::string Encode(CURL* curl, const Pairs& pairs) {
     }
     return text;
 }
-
-size_t AppendText(char* data, size_t size, size_t count, void* text) {
-    static_cast<std::string*>(text)->append(data, size * count);
-    return size * count;
-}
-
-}  // namespace
 
 Response Perform(const Request& request, bool post) {
     Response response;
@@ -88,22 +107,33 @@ Response Perform(const Request& request, bool post) {
     }
     std::string url = request.url;
     if (!request.parameters.pairs().empty()) {
-        url += (url.find('?') == std::string::npos ? "?" : "&") + Encode(curl.get(), request.parameters);
+        url += (url.find('?') == std::string::npos ? "?" : "&") + Encode(request.parameters);
     }
+    RefuseUnsafeHeader("User-Agent", request.user_agent);
     internal::CurlSlist headers;
-    for (const auto& [name, value] : request.header) {
-        curl_slist* grown = curl_slist_append(headers.get(), (name + ": " + value).c_str());
+    const auto grow = [&headers](const std::string& line) {
+        curl_slist* grown = curl_slist_append(headers.get(), line.c_str());
         if (grown == nullptr) {
             throw std::bad_alloc();
         }
         headers.release();
         headers.reset(grown);
+    };
+    for (const auto& [name, value] : request.header) {
+        RefuseUnsafeHeader(name, value);
+        grow(name + ": " + value);
     }
-    const std::string body = request.has_payload ? Encode(curl.get(), request.payload) : "";
+    if (request.has_body) {
+        grow("Content-Type: " + request.body.content_type);
+    }
+    const std::string body = request.has_body ? request.body.text : request.has_payload ? Encode(request.payload) : "";
     char error_text[CURL_ERROR_SIZE] = {};
 
     CURL* handle = curl.get();
+    internal::RedirectPolicy redirects(url);
     curl_easy_setopt(handle, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 1L);
+    redirects.Apply(handle);
     curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, error_text);
     curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, 1L);

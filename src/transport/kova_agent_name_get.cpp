@@ -4,6 +4,7 @@
 #include "quilplatform/qlibc_error.h"
 
 extern "C" int QUILKOVAUserAgentNameGet(char* buffer, int size) {
+    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
     if (buffer == nullptr || size <= 0) {
         QUILKOVAErrSet(KOVA_ERR_BAD_PARAM);
         return -1;

@@ -12,9 +12,11 @@
 #include <string>
 
 #include "internal/curl_handles.hpp"
+#include "internal/curl_policy.hpp"
 #include "internal/fixed_field.hpp"
 #include "internal/log.hpp"
 #include "internal/platform_handles.hpp"
+#include "internal/redact.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/qlibc_error.h"
 #include "quilplatform/qlibc_string.h"
@@ -53,7 +55,7 @@ int Fail(KOVA_ERRCODE code) {
 bool AppendParameter(CURL* curl, HeapText& query, const char* key, const char* value, bool first) {
     const quilkova::internal::CurlText escaped(curl_easy_escape(curl, value, 0));
     if (!escaped) {
-        KOVA_LOG(LOG_ERR, "%s:%d URL encoding failed: %s", value);
+        KOVA_LOG(LOG_ERR, "%s:%d URL encoding failed: %s", quilkova::internal::RedactedValue(key, value).c_str());
         return false;
     }
     if ((!first && !query.Append("&")) || !query.Append(key) || !query.Append("=") || !query.Append(escaped.get())) {
@@ -89,10 +91,15 @@ bool BuildQuery(CURL* curl, HeapText& query, const KOVA_HTTPS_REQUEST& req, QLIB
 
 // Sets the options in their fixed order; false (logged) on a fatal failure.
 bool SetOptions(CURL* curl, const KOVA_HTTPS_REQUEST& req, const char* url, curl_slist* headers,
-                const char* host_header, const TimeoutClass& timeouts, ReceiveBuffer& received) {
+                const char* host_header, const TimeoutClass& timeouts, ReceiveBuffer& received,
+                quilkova::internal::RedirectPolicy& redirects) {
     CURLcode code = curl_easy_setopt(curl, CURLOPT_URL, url);
     if (code == CURLE_OK) {
         code = curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
+    }
+    // Redirects are followed, but only a few and never away from the host the form was meant for.
+    if (code == CURLE_OK) {
+        code = redirects.Apply(curl);
     }
     if (code != CURLE_OK) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to set url to %s, code=%d, err=%s", url, code, curl_easy_strerror(code));
@@ -117,9 +124,11 @@ bool SetOptions(CURL* curl, const KOVA_HTTPS_REQUEST& req, const char* url, curl
         KOVA_LOG(LOG_ERR, "%s:%d Failed to set curl opt error:(%d)%s", code, curl_easy_strerror(code));
         return false;
     }
-    // The speed limits are a nicety: a failure to set them is logged and passed over.
-    if ((code = curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 128L)) != CURLE_OK ||
-        (code = curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, 60L)) != CURLE_OK) {
+    // The speed limits are a nicety: a failure to set either is logged and passed over.
+    if ((code = curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 128L)) != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
+    }
+    if ((code = curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, 60L)) != CURLE_OK) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
     }
     if ((code = curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, timeouts.seconds)) != CURLE_OK) {
@@ -233,7 +242,8 @@ int Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
         }
     }
     const TimeoutClass timeouts = req.shortTimeout != 0 ? TimeoutClass{15, 2} : TimeoutClass{120, 3};
-    if (!SetOptions(curl.get(), req, url, headers.get(), host_header, timeouts, received)) {
+    quilkova::internal::RedirectPolicy redirects(url);
+    if (!SetOptions(curl.get(), req, url, headers.get(), host_header, timeouts, received, redirects)) {
         return Fail(KOVA_ERR_SEND);
     }
 
@@ -257,7 +267,7 @@ int Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
     // A 400 is delivered: its body says what the service refused.
     if (status != 200 && status != 400) {
         KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to request packages, httpResponseCode=%ld, data=%s", url, status,
-                 received.memory.memory != nullptr ? received.memory.memory : "");
+                 quilkova::internal::Redacted(received.memory.memory != nullptr ? received.memory.memory : "").c_str());
         return Fail(KOVA_ERR_SEND);
     }
     if (received.memory.memory == nullptr) {
@@ -278,6 +288,10 @@ extern "C" {
 size_t WriteMemoryCallback(void* contents, size_t size, size_t nmemb, void* userp) {
     const size_t bytes = size * nmemb;
     auto* memory = static_cast<KOVA_MEMORY*>(userp);
+    // An answer beyond any the service gives is stopped, not buffered.
+    if (!quilkova::internal::FitsAnswer(memory->size, bytes)) {
+        return 0;
+    }
     char* grown = static_cast<char*>(std::realloc(memory->memory, memory->size + bytes + 1));
     if (grown == nullptr) {
         std::free(memory->memory);

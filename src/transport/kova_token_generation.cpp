@@ -18,13 +18,19 @@ constexpr size_t kSerialSize = 36;
 constexpr size_t kMd5HexSize = 33;
 constexpr size_t kSeedLimit = 4095;
 
+int Fail(KOVA_ERRCODE code) {
+    QUILKOVAErrSet(code);
+    return -1;
+}
+
 bool IsValidSerial(const char* serial) {
     return std::isalnum(static_cast<unsigned char>(serial[0])) != 0;
 }
 
-void LogInvalidSerial(const char* serial) {
+int InvalidSerial(const char* serial) {
     KOVA_LOG(LOG_ERR, "%s:%d Serial number is invalid: [%s][0x%04X %s:%d]", serial, QLIBCErrGet(),
              QLIBCErrorGetFile(), QLIBCErrorGetLine());
+    return Fail(KOVA_ERR_SERIAL);
 }
 
 // The seed's first hex digit decides the number of passes (1 to 16); each
@@ -53,28 +59,29 @@ bool DeriveToken(const char* seed, std::string& token) {
 }  // namespace
 
 extern "C" int QUILKOVAGetSerialNumber(char* buffer, size_t size) {
+    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
     if (buffer == nullptr) {
         KOVA_LOG(LOG_ERR, "%s:%d Wrong parameters");
-        return -1;
+        return Fail(KOVA_ERR_BAD_PARAM);
     }
     char serial[kSerialSize] = {};
     if (QLIBGetSerialNumber(serial, sizeof(serial)) < 0) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to get serial number from flash. [0x%04X %s:%d]", QLIBCErrGet(),
                  QLIBCErrorGetFile(), QLIBCErrorGetLine());
-        return -1;
+        return Fail(KOVA_ERR_SERIAL);
     }
     std::snprintf(buffer, size, "%s", serial);
     if (!IsValidSerial(serial)) {
-        LogInvalidSerial(serial);
-        return -1;
+        return InvalidSerial(serial);
     }
     return 0;
 }
 
 extern "C" int QUILKOVAGenerateToken(const char* accountId, const char* password, char* serial, size_t serialSize,
                                      char* token, size_t tokenSize) {
+    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
     if (token == nullptr || tokenSize == 0) {
-        return -1;
+        return Fail(KOVA_ERR_BAD_PARAM);
     }
     char own_serial[kSerialSize] = {};
     if (serial == nullptr || serialSize == 0) {
@@ -83,8 +90,7 @@ extern "C" int QUILKOVAGenerateToken(const char* accountId, const char* password
     }
     if (serial[0] != '\0') {
         if (!IsValidSerial(serial)) {
-            LogInvalidSerial(serial);
-            return -1;
+            return InvalidSerial(serial);
         }
     } else if (QUILKOVAGetSerialNumber(serial, serialSize) != 0) {
         return -1;
@@ -93,12 +99,12 @@ extern "C" int QUILKOVAGenerateToken(const char* accountId, const char* password
     quilkova::internal::HeapText seed(1024);
     if (seed.text() == nullptr) {
         KOVA_LOG(LOG_ERR, "%s:%d Fail to allocate");
-        return -1;
+        return Fail(KOVA_ERR_SYSTEM);
     }
     for (const char* part : {static_cast<const char*>(serial), accountId, password}) {
         if (part != nullptr && !seed.Append(part)) {
             KOVA_LOG(LOG_ERR, "%s:%d Fail to concat string");
-            return -1;
+            return Fail(KOVA_ERR_SYSTEM);
         }
     }
     std::string derived;
@@ -106,10 +112,10 @@ extern "C" int QUILKOVAGenerateToken(const char* accountId, const char* password
         if (!DeriveToken(seed.text(), derived)) {
             KOVA_LOG(LOG_ERR, "%s:%d GenerateToken Failed, err=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
                      QLIBCErrorGetLine());
-            return -1;
+            return Fail(KOVA_ERR_TOKEN);
         }
     } catch (...) {
-        return -1;
+        return Fail(KOVA_ERR_SYSTEM);
     }
     std::snprintf(token, tokenSize, "%s", derived.c_str());
     return 0;

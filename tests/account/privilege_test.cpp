@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "account_fixture.hpp"
 #include "child_process.hpp"
+#include "fixtures.hpp"
 #include "internal/default_hosts.hpp"
 #include "log_capture.hpp"
 #include "quilkova/quilkova.h"
@@ -71,33 +71,44 @@ TEST_F(PrivilegeTest, ACallerThatCanReturnToRootIsRaisedForEachAccessAndDroppedB
     EXPECT_NE(UserConf().find("kovaIDSerial=\"u-1\""), std::string::npos);
 }
 
-TEST_F(PrivilegeTest, ACallerWithNoWayBackToRootGetsCodeSixAndNothingIsWritten) {
-    ChildProcess child([] {
-        if (::setresgid(kNobody, kNobody, kNobody) != 0 || ::setresuid(kNobody, kNobody, kNobody) != 0) {
-            return 2;
-        }
-        LogCapture log;
-        const KOVA_INFO written = Identity();
-        EXPECT_EQ(QUILKOVAAccountSet(&written), -1);
-        EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SYSTEM);
-        ExpectLine(log, 0, LOG_AUTH | LOG_ERR, " ERROR: setresgid(-1, 0, -1) [Operation not permitted]");
-        ExpectLine(log, 1, LOG_AUTH | LOG_ERR, " ERROR: setresuid(-1, 0, -1) [Operation not permitted]");
-        ExpectLine(log, 2, LOG_AUTH | LOG_ERR, " ERROR: ENTERCriticalSection");
-        ExpectLine(log, 3, LOG_ERR, " Change permission failed");
-        EXPECT_EQ(log.lines().size(), 4u) << log.Dump();
+// No way back to root at all, or only for the group: code 6, exactly the
+// failed entry in the log, nothing written, the ids as they were.
+TEST_F(PrivilegeTest, ACallerThatCannotBeRaisedGetsCodeSixAndNothingIsWritten) {
+    const struct {
+        gid_t saved_gid;
+        const char* group_line;
+        int group_priority;
+    } cases[] = {
+        {kNobody, " ERROR: setresgid(-1, 0, -1) [Operation not permitted]", LOG_AUTH | LOG_ERR},
+        {0, " WARNING: setresgid(-1, 0, -1)", LOG_AUTH | LOG_INFO},
+    };
+    for (const auto& each : cases) {
+        ChildProcess child([&each] {
+            if (::setresgid(kNobody, kNobody, each.saved_gid) != 0 || ::setresuid(kNobody, kNobody, kNobody) != 0) {
+                return 2;
+            }
+            LogCapture log;
+            const KOVA_INFO written = Identity();
+            EXPECT_EQ(QUILKOVAAccountSet(&written), -1);
+            EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SYSTEM);
+            ExpectLine(log, 0, each.group_priority, each.group_line);
+            ExpectLine(log, 1, LOG_AUTH | LOG_ERR, " ERROR: setresuid(-1, 0, -1) [Operation not permitted]");
+            ExpectLine(log, 2, LOG_AUTH | LOG_ERR, " ERROR: ENTERCriticalSection");
+            ExpectLine(log, 3, LOG_ERR, " Change permission failed");
+            EXPECT_EQ(log.lines().size(), 4u) << log.Dump();
+            EXPECT_EQ(::getegid(), kNobody) << "the half-raised group is given back";
 
-        KOVA_INFO read = Identity();
-        EXPECT_EQ(QUILKOVAAccountGet(&read), -1);
-        EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SYSTEM);
-
-        // The hosts fall back to the compiled-in ones.
-        EXPECT_EQ(quilkova::ServerInfo().GetAccountHost(), quilkova::internal::kAccountHost);
-        EXPECT_TRUE(log.Contains(" Failed to get user defined account host")) << log.Dump();
-        EXPECT_EQ(::geteuid(), kNobody);
-        return ::testing::Test::HasFailure() ? 1 : 0;
-    });
-    EXPECT_EQ(child.Wait(), 0);
-    EXPECT_FALSE(root().Exists(kUserConf));
+            KOVA_INFO read = Identity();
+            EXPECT_EQ(QUILKOVAAccountGet(&read), -1);
+            EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SYSTEM);
+            // The hosts fall back to the compiled-in ones.
+            EXPECT_EQ(quilkova::ServerInfo().GetAccountHost(), quilkova::internal::kAccountHost);
+            EXPECT_TRUE(log.Contains(" Failed to get user defined account host")) << log.Dump();
+            return ::testing::Test::HasFailure() ? 1 : 0;
+        });
+        EXPECT_EQ(child.Wait(), 0);
+        EXPECT_FALSE(root().Exists(kUserConf));
+    }
 }
 
 }  // namespace

@@ -1,30 +1,59 @@
 // Platform behaviour that a root's content cannot produce, through link-time
-// doubles: definitions here take the place of the platform's for this program.
+// doubles: definitions here take the place of the platform's (and of the
+// global allocator) for this program.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
-
-#include "lock_holder.hpp"
-#include "quilkova/file_lock.hpp"
-#include "quilkova/quilkova.h"
-#include "quilkova/kova_plugin_manager.hpp"
-#include "quilplatform/cloud_service.h"
-#include "quilplatform/plugin.h"
-#include "quilplatform/qlibc_file.h"
-#include "temp_root.hpp"
-
+#include <cstdlib>
+#include <functional>
+#include <new>
 #include <string>
 #include <vector>
+
+#include "child_process.hpp"
+#include "fixtures.hpp"
+#include "internal/string_utils.hpp"
+#include "quilkova/file_lock.hpp"
+#include "quilkova/kova_plugin_manager.hpp"
+#include "quilkova/quilkova.h"
+#include "quilplatform/cloud_service.h"
+#include "quilplatform/crond.h"
+#include "quilplatform/device.h"
+#include "quilplatform/notify.h"
+#include "quilplatform/plugin.h"
+#include "quilplatform/qlibc_error.h"
+#include "quilplatform/qlibc_file.h"
+#include "quilplatform/zone.h"
 
 namespace {
 int g_cloud_error = 0;
 int g_lock_attempts = 0;
-// The plug-in SDK as KovaPluginManager drives it.
 bool g_plugin_init_fails = false;
 std::vector<std::string> g_plugin_calls;
 int g_plugin_context = 0;
+// Allocations left before every further one fails; negative: none fails.
+long g_allocations_left = -1;
 }  // namespace
+
+void* operator new(size_t size) {
+    if (g_allocations_left == 0) {
+        throw std::bad_alloc();
+    }
+    if (g_allocations_left > 0) {
+        --g_allocations_left;
+    }
+    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
+        return memory;
+    }
+    throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, size_t) noexcept {
+    std::free(memory);
+}
 
 extern "C" int QLIBPluginSDKInit(const char* domain, const char* event, PQLIBPLUGIN* handle, const char*) {
     g_plugin_calls.push_back(std::string("init ") + domain + " " + event);
@@ -61,14 +90,11 @@ namespace {
 using namespace std::chrono_literals;
 
 TEST(CloudServiceError, MapsNetworkToFifteenAndEverythingElseToUnknown) {
-    const struct {
-        int platform;
-        int expected;
-    } rows[] = {{0, 0}, {1, 15}, {7, 24}, {2, 24}, {-1, 24}};
-    for (const auto& row : rows) {
-        g_cloud_error = row.platform;
+    const std::vector<std::pair<int, int>> rows = {{0, 0}, {1, 15}, {7, 24}, {2, 24}, {-1, 24}};
+    for (const auto& [platform, expected] : rows) {
+        g_cloud_error = platform;
         QUILKOVAErrSet(3);
-        EXPECT_EQ(GetErrorCodeFromCloudService(), row.expected) << "platform " << row.platform;
+        EXPECT_EQ(GetErrorCodeFromCloudService(), expected) << platform;
         EXPECT_EQ(QUILKOVAErrGet(), 3) << "the slot is not touched";
     }
     g_cloud_error = 0;
@@ -90,8 +116,7 @@ TEST(FileLockAttempts, LockZeroMakesNoAttemptAndAHeldLockIsRetriedFor1SecondEver
     const auto waited = std::chrono::steady_clock::now() - start;
     EXPECT_GE(waited, 1s);
     EXPECT_LT(waited, 5s);
-    // One second of 50-100 ms waits: between 10 and 21 attempts.
-    EXPECT_GE(g_lock_attempts, 10);
+    EXPECT_GE(g_lock_attempts, 10);  // one second of 50-100 ms waits
     EXPECT_LE(g_lock_attempts, 21);
     EXPECT_TRUE(holder.Release());
     EXPECT_TRUE(lock.Lock(1)) << "free again once the holder is gone";
@@ -99,7 +124,6 @@ TEST(FileLockAttempts, LockZeroMakesNoAttemptAndAHeldLockIsRetriedFor1SecondEver
 
 TEST(PluginEvents, PreAndPostSendFourAndFiveAndAFailedInitStillExits) {
     g_plugin_calls.clear();
-    g_plugin_init_fails = false;
     const quilkova::KovaPluginManager plugins;
     plugins.Pre("kova/login");
     plugins.Post("kova/login");
@@ -109,6 +133,66 @@ TEST(PluginEvents, PreAndPostSendFourAndFiveAndAFailedInitStillExits) {
     EXPECT_EQ(g_plugin_calls, (std::vector<std::string>{"init kova kova/login", "action 4", "exit",
                                                          "init kova kova/login", "action 5", "exit",
                                                          "init kova kova/logout", "exit null"}));
+}
+
+// Every call, with its allocations failing from the first on, then from the
+// second, and so on until it succeeds: each failure is a failure, with the
+// platform's out-of-memory error, and nothing leaks or escapes.
+TEST(AllocationFailures, EveryPointOfFailureFailsWithTheOutOfMemoryError) {
+    quilkova::test::TempRoot root;
+    quilkova::test::WriteDevice(root, "2150ABCD1234", "");  // the MAC comes from the interfaces
+    root.WriteFile("/sys/class/net/eth0/address", "00:11:32:00:00:01\n");
+    root.WriteFile("/etc/timezone", "Pacific/Auckland\n");
+    Json::Value jobs;
+    jobs[0]["period"] = "crontab";
+    jobs[0]["crontab"] = "~ 9~16 * * 1~5";
+    jobs[0]["cmd_list"].append("/usr/quil/bin/quilkova");
+    const std::vector<std::pair<const char*, std::function<bool()>>> calls = {
+        {"mac", [] { char mac[24]; return QUILHsinfoCloudServiceGetMacAddress(mac, sizeof(mac)) > 0; }},
+        {"notify",
+         [] {
+             PQLIBCSzHash params = QLIBCSzHashAlloc(2);
+             const bool sent = params != nullptr && QLIBCSzHashSetValue(params, "%KOVA_ACCOUNT%", "a@b") == 0 &&
+                               QUILSysNotifySendNotifiction("KoVAPasswordChanged", params) == 0;
+             QLIBCSzHashFree(params);
+             return sent;
+         }},
+        {"event", [] { return QUILLogSet1(2, 1, 0x13a00002, "", "", "", "") == 0; }},
+        {"set", [] { return QLIBCFileSetKeyValue("/etc/x.conf", "k", "v", "%s=\"%s\"\n") == 0; }},
+        {"zone", [] { char zone[64]; return QUILZoneGet(zone, sizeof(zone), nullptr) == 0; }},
+        {"schedule", [&jobs] { return QUIL::QUILCrond::ConfigManager("kova", false).Save(jobs); }},
+    };
+    for (const auto& [name, call] : calls) {
+        bool succeeded = false;
+        for (long allowed = 0; allowed < 500 && !succeeded; ++allowed) {
+            g_allocations_left = allowed;
+            succeeded = call();
+            g_allocations_left = -1;
+            if (!succeeded) {
+                EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_OUT_OF_MEMORY) << name << " after " << allowed << " allocations";
+            }
+        }
+        EXPECT_TRUE(succeeded) << name;
+    }
+}
+
+TEST(AllocationFailures, NothingEscapesTheLibrarysPublicFunctions) {
+    const std::string path(300, 'x');
+    const std::string message = "Failed to lock file: %s";
+    bool formatted = false;
+    for (long allowed = 0; allowed < 10 && !formatted; ++allowed) {
+        g_allocations_left = allowed;
+        formatted = quilkova::format(message, path.c_str()).size() == 321;
+        g_allocations_left = -1;
+    }
+    EXPECT_TRUE(formatted) << "format gives \"\" while memory lacks, and the text once it is there";
+    char serial[256] = "2150ABCD1234";
+    char token[33];
+    g_allocations_left = 0;
+    const int generated = QUILKOVAGenerateToken("a@b", "pw", serial, sizeof(serial), token, sizeof(token));
+    g_allocations_left = -1;
+    EXPECT_EQ(generated, -1);
+    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SYSTEM);
 }
 
 }  // namespace

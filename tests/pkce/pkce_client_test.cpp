@@ -1,22 +1,21 @@
+// One PKCE client's configuration, token file, renewal and exchange.
 #include <gtest/gtest.h>
-#include <signal.h>
 
 #include <chrono>
 #include <ctime>
 #include <fstream>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <thread>
 #include <vector>
 
 #include "child_process.hpp"
+#include "fixtures.hpp"
 #include "internal/json_utils.hpp"
-#include "internal/pkce_client_impl.hpp"
-#include "kova_code.hpp"
 #include "log_capture.hpp"
-#include "operations_fixture.hpp"
-#include "pkce_pair.hpp"
 #include "quilkova/pkce_client.hpp"
+#include "quilkova/user.hpp"
 #include "tls_server.hpp"
 
 namespace {
@@ -25,11 +24,10 @@ using namespace std::chrono_literals;
 using quilkova::PkceClient;
 using quilkova::User;
 using quilkova::test::CodeOf;
+using quilkova::test::kHosToken;
 using quilkova::test::LogCapture;
 using quilkova::test::PkcePair;
-
-constexpr const char* kTokenFile = "/usr/quil/etc/quillion-account/private/hos_token.json";
-constexpr const char* kRedirect = "https://account.example/pkce/login";
+using quilkova::test::WhatOf;
 
 Json::Value RawConfig() {
     Json::Value raw;
@@ -52,23 +50,22 @@ protected:
         if (IsSkipped()) {
             return;
         }
-        User().SetIdentityHost(sim().BaseUrl());
         client_ = std::make_unique<PkceClient>("hos");
         client_->SetPkceConfig(client_->FormatPkceConfig(RawConfig()));
     }
     void Exchange() {
         const PkcePair pair;
-        client_->ExchangeToken(sim().IssueAuthorizationCode("hos-client", pair.challenge, kRedirect), kRedirect,
-                               pair.verifier);
+        client_->ExchangeToken(BrowserCode(pair), sim().BaseUrl() + quilkova::test::kRedirect, pair.verifier);
     }
-    // Rewrites the token file as if it had been saved `age` seconds ago.
-    void AgeToken(long long age, const Json::Value& expires_in = Json::Value(3600)) {
+    // Rewrites the token file as if it had been saved at `created_at`.
+    void Stamp(const Json::Value& created_at, const Json::Value& expires_in = Json::Value(3600)) {
         Json::Value token;
-        ASSERT_TRUE(quilkova::internal::LoadJsonFile(kTokenFile, token));
-        token["created_at"] = static_cast<Json::Int64>(std::time(nullptr) - age);
+        ASSERT_TRUE(quilkova::internal::LoadJsonFile(kHosToken, token));
+        token["created_at"] = created_at;
         token["expires_in"] = expires_in;
-        quilkova::internal::SaveJsonFile(kTokenFile, token);
+        quilkova::internal::SaveJsonFile(kHosToken, token);
     }
+    void AgeToken(long long age) { Stamp(static_cast<Json::Int64>(std::time(nullptr) - age)); }
     size_t TokenRequests(const char* grant_type) {
         size_t count = 0;
         for (const auto& request : sim().RequestsTo("/oauth2/token")) {
@@ -79,7 +76,7 @@ protected:
     std::unique_ptr<PkceClient> client_;
 };
 
-TEST_F(PkceClientTest, FormattingFillsTheDeviceAndJoinsHostsAndPaths) {
+TEST_F(PkceClientTest, FormattingFillsTheDeviceJoinsHostsAndPathsAndRefusesForeignPaths) {
     const Json::Value config = client_->FormatPkceConfig(RawConfig());
     EXPECT_EQ(config["scope"], "openid device:2150ABCD1234 mac:00:11:32:aa:bb:cc 2150ABCD1234");
     EXPECT_EQ(config["token_endpoint"], sim().BaseUrl() + "/oauth2/token");
@@ -87,7 +84,7 @@ TEST_F(PkceClientTest, FormattingFillsTheDeviceAndJoinsHostsAndPaths) {
     EXPECT_FALSE(config.isMember("ignored"));
     EXPECT_EQ(config.size(), 8u);
 
-    // A user-defined identity host moves the three endpoints only.
+    // A user-defined identity host moves the three endpoints only; an empty raw object gives bare hosts.
     User().SetIdentityHost("https://id.example");
     const Json::Value empty = client_->FormatPkceConfig(Json::Value());
     for (const char* endpoint : {"auth_endpoint", "token_endpoint", "end_session_endpoint"}) {
@@ -97,8 +94,13 @@ TEST_F(PkceClientTest, FormattingFillsTheDeviceAndJoinsHostsAndPaths) {
         EXPECT_EQ(empty[redirect], sim().BaseUrl()) << redirect;
     }
     EXPECT_EQ(empty["client_id"], "");
-    EXPECT_EQ(empty["scope"], "");
 
+    // A path that could name another host is refused.
+    for (const char* path : {"@127.0.0.1:9/token", ".evil.example/x", "token"}) {
+        Json::Value raw = RawConfig();
+        raw["token_endpoint_path"] = path;
+        EXPECT_EQ(CodeOf([&] { client_->FormatPkceConfig(raw); }), KOVA_ERR_BAD_JSON) << path;
+    }
     // The MAC is looked up even when the scope does not use it.
     quilkova::test::WriteDevice(root(), "2150ABCD1234", "");
     EXPECT_EQ(CodeOf([&] { client_->FormatPkceConfig(Json::Value()); }), KOVA_ERR_MAC);
@@ -108,35 +110,35 @@ TEST_F(PkceClientTest, ATokenIsValidThroughItsLastSecondAndUnreadableMeansExpire
     EXPECT_TRUE(client_->IsTokenExpired()) << "no token file";
     EXPECT_EQ(client_->GetExpiredAt(), 0);
     EXPECT_EQ(CodeOf([&] { client_->GetPkceTokenVal("access_token"); }), KOVA_ERR_TOKEN);
-
     Json::Value answer;
     answer["access_token"] = "a";
-    answer["expires_in"] = "3600";
     answer["created_at"] = 5;
     client_->SaveToken(answer);
-    EXPECT_EQ(root().Mode(kTokenFile), 0600);
+    EXPECT_EQ(root().Mode(kHosToken), 0600);
     EXPECT_LE(std::llabs(std::stoll(client_->GetPkceTokenVal("created_at")) - std::time(nullptr)), 2)
         << "created_at is the local save time";
 
-    // Right after a new second begins, so that the check runs in the second it was written for.
+    // Right after a new second begins, so that the checks run in the second they were written for.
     for (const std::time_t now = std::time(nullptr); std::time(nullptr) == now;) {
         std::this_thread::sleep_for(1ms);
     }
     AgeToken(3600);
     EXPECT_FALSE(client_->IsTokenExpired()) << "the expiry second itself is valid";
-    EXPECT_EQ(client_->GetExpiredAt(), static_cast<long long>(std::time(nullptr)));
     AgeToken(3601);
     EXPECT_TRUE(client_->IsTokenExpired());
-    for (const Json::Value& bad : {Json::Value("soon"), Json::Value("99999999999999999999"), Json::Value("36 00"),
-                                   Json::Value(""), Json::Value(Json::objectValue)}) {
-        AgeToken(0, bad);
-        EXPECT_EQ(client_->GetExpiredAt(), 0) << bad;
-        EXPECT_TRUE(client_->IsTokenExpired()) << bad;
+    // Signs are read; anything but a sign and digits is no number.
+    const std::vector<std::tuple<Json::Value, Json::Value, long long>> stamps = {
+        {Json::Value("1000"), Json::Value("+3600"), 4600},   {Json::Value(1000), Json::Value("-600"), 400},
+        {Json::Value("-1000"), Json::Value(3600), 2600},     {Json::Value("+1000"), Json::Value("-1000"), 0},
+        {Json::Value(1000), Json::Value("soon"), 0},         {Json::Value(1000), Json::Value("36 00"), 0},
+        {Json::Value(1000), Json::Value("99999999999999999999"), 0}, {Json::Value(1000), Json::Value("-"), 0},
+        {Json::Value(1000), Json::Value(Json::objectValue), 0}};
+    for (const auto& [created_at, expires_in, expiry] : stamps) {
+        Stamp(created_at, expires_in);
+        EXPECT_EQ(client_->GetExpiredAt(), expiry) << created_at << " + " << expires_in;
     }
-    AgeToken(0, Json::Value("+3600"));
-    EXPECT_FALSE(client_->IsTokenExpired());
     EXPECT_EQ(CodeOf([&] { client_->GetPkceTokenVal("nothing"); }), KOVA_ERR_TOKEN);
-    root().WriteFile(kTokenFile, "{broken");
+    root().WriteFile(kHosToken, "{broken");
     EXPECT_EQ(CodeOf([&] { client_->GetPkceTokenVal("access_token"); }), KOVA_ERR_BAD_JSON);
 }
 
@@ -147,65 +149,70 @@ TEST_F(PkceClientTest, ExchangesACodeThenRenewsAnExpiredToken) {
     EXPECT_EQ(client_->GetAccessToken(), first) << "still valid: no renewal";
     EXPECT_EQ(TokenRequests("refresh_token"), 0u);
     const auto exchange = sim().RequestsTo("/oauth2/token").at(0);
-    EXPECT_EQ(exchange.headers.at("X-Client-ID"), "hos-client");
+    EXPECT_EQ(exchange.Header("X-Client-ID"), "hos-client");
     EXPECT_EQ(exchange.body.rfind("grant_type=authorization_code&code=", 0), 0u) << exchange.body;
 
     AgeToken(7200);
-    const std::string renewed = client_->GetAccessToken();
-    EXPECT_NE(renewed, first);
+    EXPECT_NE(client_->GetAccessToken(), first);
     EXPECT_NE(client_->GetPkceTokenVal("refresh_token"), first_refresh) << "refresh tokens rotate";
     EXPECT_EQ(client_->GetIdToken(), client_->GetPkceTokenVal("id_token"));
     EXPECT_EQ(TokenRequests("refresh_token"), 1u);
+    EXPECT_EQ(sim().RequestsTo("/oauth2/token").back().body.find("grant_type=refresh_token&refresh_token="), 0u);
 }
 
-TEST_F(PkceClientTest, RefusedOrIncompleteAnswersGiveTheirCodes) {
+TEST_F(PkceClientTest, RefusedOrIncompleteAnswersGiveTheirCodesWithoutSecrets) {
     LogCapture log;
     const PkcePair pair;
-    const std::string code = sim().IssueAuthorizationCode("hos-client", pair.challenge, kRedirect);
-    EXPECT_EQ(CodeOf([&] { client_->ExchangeToken(code, kRedirect, PkcePair().verifier); }), KOVA_ERR_RESPONSE)
-        << "wrong verifier";
-    EXPECT_EQ(CodeOf([&] { client_->ExchangeToken(code, kRedirect, pair.verifier); }), KOVA_ERR_RESPONSE)
+    const std::string redirect = sim().BaseUrl() + quilkova::test::kRedirect;
+    const std::string code = BrowserCode(pair);
+    EXPECT_EQ(CodeOf([&] { client_->ExchangeToken(code, redirect, PkcePair().verifier); }), KOVA_ERR_RESPONSE);
+    EXPECT_EQ(CodeOf([&] { client_->ExchangeToken(code, redirect, pair.verifier); }), KOVA_ERR_RESPONSE)
         << "the code was spent";
     EXPECT_FALSE(client_->HasTokenFile());
 
-    sim().Queue("/oauth2/token", {200, R"({"access_token": "a", "refresh_token": "r"})", 0});
-    EXPECT_EQ(CodeOf([&] { Exchange(); }), KOVA_ERR_TOKEN);
+    Answer("/oauth2/token", R"({"access_token": "leaked-token", "refresh_token": "r"})");
+    const std::string what = WhatOf([&] { Exchange(); });
+    EXPECT_EQ(what.find("Failed to parse exchange authkey resp, code=200, resp={\"access_token\": \"***\", "), 0u);
+    EXPECT_EQ(what.find("leaked-token"), std::string::npos) << what;
+    EXPECT_FALSE(log.Contains("leaked-token")) << log.Dump();
     EXPECT_FALSE(client_->HasTokenFile()) << "an incomplete answer saves nothing";
     EXPECT_TRUE(log.Contains(" Failed to PkceLogin by [hos|" + sim().BaseUrl() + "/oauth2/token]")) << log.Dump();
 
     Exchange();
-    const std::string saved = root().ReadFile(kTokenFile);
     AgeToken(7200);
-    const std::string aged = root().ReadFile(kTokenFile);
+    const std::string aged = root().ReadFile(kHosToken);
     sim().RevokeRefreshTokens();
-    try {
-        client_->GetAccessToken();
-        FAIL() << "renewed with a revoked refresh token";
-    } catch (const quilkova::KovaException& error) {
-        EXPECT_EQ(error.GetCode(), KOVA_ERR_AUTH);
-        EXPECT_NE(std::string(error.what()).find("refresh_token is expired or revoked, code=400, resp="),
-                  std::string::npos);
-    }
-    sim().Queue("/oauth2/token", {502, "<html>bad gateway</html>", 0});
+    const std::string refused = WhatOf([&] { client_->GetAccessToken(); });
+    EXPECT_NE(refused.find("refresh_token is expired or revoked, code=400, resp={\"error\":\"invalid_grant\""),
+              std::string::npos)
+        << refused;
+    EXPECT_EQ(CodeOf([&] { client_->GetAccessToken(); }), KOVA_ERR_AUTH);
+    Answer("/oauth2/token", "<html>bad gateway</html>", 502);
     EXPECT_EQ(CodeOf([&] { client_->GetAccessToken(); }), KOVA_ERR_RESPONSE) << "not JSON";
-    sim().Queue("/oauth2/token", {200, R"({"access_token": "a", "refresh_token": "r"})", 0});
+    Answer("/oauth2/token", R"({"access_token": "a", "refresh_token": "r"})");
     EXPECT_EQ(CodeOf([&] { client_->GetAccessToken(); }), KOVA_ERR_TOKEN);
-    EXPECT_EQ(root().ReadFile(kTokenFile), aged) << "failed renewals leave the token file as it was";
-    EXPECT_NE(saved, aged);
+    EXPECT_EQ(root().ReadFile(kHosToken), aged) << "failed renewals leave the token file as it was";
+
+    Json::Value config = client_->FormatPkceConfig(RawConfig());
+    config["token_endpoint"] = "http://127.0.0.1:" + std::to_string(quilkova::test::UnusedLoopbackPort()) + "/t";
+    client_->SetPkceConfig(config);
+    const std::string unreachable = WhatOf([&] { client_->ExchangeToken("code", redirect, "verifier"); });
+    EXPECT_NE(unreachable.find("Failed to exchange token, reqcode=1, reqmsg="), std::string::npos) << unreachable;
+    EXPECT_NE(unreachable.find("Couldn't connect to server"), std::string::npos) << unreachable;
 }
 
-TEST_F(PkceClientTest, AnUnreachableIdentityHostIsATransportFailure) {
-    Json::Value config = client_->FormatPkceConfig(RawConfig());
-    config["token_endpoint"] = "http://127.0.0.1:" + std::to_string(quilkova::test::UnusedLoopbackPort()) + "/oauth2/token";
-    client_->SetPkceConfig(config);
-    try {
-        client_->ExchangeToken("code", kRedirect, "verifier");
-        FAIL() << "no exception";
-    } catch (const quilkova::KovaException& error) {
-        EXPECT_EQ(error.GetCode(), KOVA_ERR_RESPONSE);
-        EXPECT_NE(std::string(error.what()).find("Failed to exchange token, reqcode=1, reqmsg="), std::string::npos)
-            << error.what();
-    }
+TEST_F(PkceClientTest, SavingWaitsForAHeldSaveLock) {
+    quilkova::test::LockHolder holder("/tmp/account_hos_save_token.lock");
+    ASSERT_TRUE(holder.holding());
+    std::thread release([&holder] {
+        std::this_thread::sleep_for(1s);
+        holder.Release();
+    });
+    const auto start = std::chrono::steady_clock::now();
+    client_->SaveToken(Json::Value(Json::objectValue));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 900ms);
+    release.join();
+    EXPECT_TRUE(client_->HasTokenFile());
 }
 
 TEST_F(PkceClientTest, ConcurrentReadersOfAnExpiredTokenRenewItOnce) {
@@ -213,36 +220,25 @@ TEST_F(PkceClientTest, ConcurrentReadersOfAnExpiredTokenRenewItOnce) {
     AgeToken(7200);
     constexpr int kReaders = 8;
     std::vector<std::unique_ptr<quilkova::test::ChildProcess>> readers;
-    const auto start = std::chrono::steady_clock::now();
     for (int i = 0; i < kReaders; ++i) {
         const std::string result = root().Path("/reader-" + std::to_string(i));
-        readers.push_back(std::make_unique<quilkova::test::ChildProcess>([this, result, start] {
-            const std::string token = client_->GetAccessToken();
-            const auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(
-                std::chrono::steady_clock::now() - start);
-            std::ofstream(result) << token << " " << waited.count();
+        readers.push_back(std::make_unique<quilkova::test::ChildProcess>([this, result] {
+            std::ofstream(result) << client_->GetAccessToken();
             return 0;
         }));
     }
-    long long longest_ms = 0;
     std::string first_token;
     for (int i = 0; i < kReaders; ++i) {
         ASSERT_EQ(readers[i]->Wait(), 0);
-        std::ifstream in(root().Path("/reader-" + std::to_string(i)));
-        std::string token;
-        long long waited = 0;
-        in >> token >> waited;
-        longest_ms = std::max(longest_ms, waited);
+        const std::string token = root().ReadFile("/reader-" + std::to_string(i));
         first_token = first_token.empty() ? token : first_token;
         EXPECT_EQ(token, first_token) << "reader " << i;
     }
     EXPECT_EQ(TokenRequests("refresh_token"), 1u);
     EXPECT_EQ(first_token, client_->GetPkceTokenVal("access_token"));
-    std::printf("[ measured ] the last of %d concurrent readers had its token after %lld ms\n", kReaders, longest_ms);
 }
 
 TEST_F(PkceClientTest, ReadersNeverSeeAHalfWrittenFileAndAKilledRenewalChangesNothing) {
-    Exchange();
     Json::Value big;
     big["access_token"] = std::string(256 * 1024, 'a');
     big["id_token"] = "i";
@@ -264,18 +260,18 @@ TEST_F(PkceClientTest, ReadersNeverSeeAHalfWrittenFileAndAKilledRenewalChangesNo
 
     Exchange();
     AgeToken(7200);
-    const std::string before = root().ReadFile(kTokenFile);
-    const size_t sent_before = sim().RequestsTo("/oauth2/token").size();
-    sim().Queue("/oauth2/token", {200, "", 1500});  // a slow identity host
+    const std::string before = root().ReadFile(kHosToken);
+    const size_t sent_before = Sent("/oauth2/token");
+    sim().Queue("/oauth2/token", {200, "", 1500, {}});  // a slow identity host
     quilkova::test::ChildProcess renewal([this] {
         client_->GetAccessToken();
         return 0;
     });
-    for (int i = 0; i < 200 && sim().RequestsTo("/oauth2/token").size() == sent_before; ++i) {
+    for (int i = 0; i < 200 && Sent("/oauth2/token") == sent_before; ++i) {
         std::this_thread::sleep_for(10ms);
     }
     renewal.Kill();
-    EXPECT_EQ(root().ReadFile(kTokenFile), before);
+    EXPECT_EQ(root().ReadFile(kHosToken), before);
     EXPECT_NE(client_->GetAccessToken(), "") << "the killed renewal left no lock behind";
 }
 

@@ -1,5 +1,8 @@
+#include <dirent.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -66,16 +69,10 @@ TEST(KeyValueFile, ReadsTheLineSyntaxesItDocuments) {
         EXPECT_STREQ(QLIBCSzListGet(keys, i), expected[i]);
     }
     QLIBCSzListFree(keys);
-}
 
-TEST(KeyValueFile, ALongValueIsCutToTheBufferNeverOverflowing) {
-    TempRoot root;
-    const std::string value(3000, 'v');
-    ASSERT_EQ(QLIBCFileSetKeyValue(kConf, "full_name", value.c_str(), kLine), 0);
-    std::vector<char> buffer(2048 + 16, '#');
-    EXPECT_EQ(QLIBCFileGetKeyValue(kConf, "full_name", buffer.data(), 2048, 0), 2047);
-    EXPECT_EQ(std::string(buffer.data()), std::string(2047, 'v'));
-    EXPECT_EQ(buffer[2048], '#');
+    EXPECT_EQ(QLIBCFileCheckDir("/etc"), 1);
+    EXPECT_EQ(QLIBCFileCheckDir("/usr/quil/missing"), 0);
+    EXPECT_LT(QLIBCFileCheckDir("/etc/quilinfo.conf"), 0);
 }
 
 TEST(KeyValueFile, SetWritesTheLineReplacesInPlaceAndKeepsTheRest) {
@@ -97,6 +94,13 @@ TEST(KeyValueFile, SetWritesTheLineReplacesInPlaceAndKeepsTheRest) {
     EXPECT_EQ(Get(kConf, "full_name"), "The \"Quoted\" Name");
     ASSERT_EQ(QLIBCFileSetKeyValue(kConf, "country", "", kLine), 0);
     EXPECT_EQ(Get(kConf, "country"), "");
+
+    // A value longer than the reader's buffer is cut to it, never overflowing.
+    ASSERT_EQ(QLIBCFileSetKeyValue(kConf, "full_name", std::string(3000, 'v').c_str(), kLine), 0);
+    std::vector<char> buffer(2048 + 16, '#');
+    EXPECT_EQ(QLIBCFileGetKeyValue(kConf, "full_name", buffer.data(), 2048, 0), 2047);
+    EXPECT_EQ(std::string(buffer.data()), std::string(2047, 'v'));
+    EXPECT_EQ(buffer[2048], '#');
 }
 
 TEST(KeyValueFile, RefusesWhatWouldCorruptTheFile) {
@@ -141,14 +145,6 @@ TEST(KeyValueFile, ALinkAtThePathIsNeitherReadNorWrittenThrough) {
     EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_FILE_READ);
     EXPECT_LT(QLIBCFileSetKeyValue(kConf, "kovaID", "attacker", kLine), 0);
     EXPECT_EQ(root.ReadFile("/victim"), "kovaID=\"victim\"\n");
-}
-
-TEST(KeyValueFile, CheckDirTellsDirectoriesFromTheRest) {
-    TempRoot root;
-    root.WriteFile("/usr/quil/etc/file", "x");
-    EXPECT_EQ(QLIBCFileCheckDir("/usr/quil/etc"), 1);
-    EXPECT_EQ(QLIBCFileCheckDir("/usr/quil/missing"), 0);
-    EXPECT_LT(QLIBCFileCheckDir("/usr/quil/etc/file"), 0);
 }
 
 TEST(KeyValueFile, ConcurrentWritersOfDifferentKeysLoseNothing) {
@@ -209,6 +205,40 @@ TEST(KeyValueFile, AWriterKilledMidWriteLeavesTheOldFileOrTheNewOne) {
         EXPECT_EQ(line.substr(9, kPayload), std::string(kPayload, line[9])) << "round " << round;
         EXPECT_EQ(line.substr(9 + kPayload), "\"\n");
     }
+    // The next write sweeps what the killed writers left behind.
+    ASSERT_EQ(QLIBCFileSetKeyValue(kConf, "kovaID", "keep@example.com", kLine), 0);
+    PQLIBCSzList left = QLIBCSzListAlloc(4);
+    DIR* dir = ::opendir(root.Path("/usr/quil/etc/quillion-account/private").c_str());
+    while (const dirent* entry = ::readdir(dir)) {
+        QLIBCSzListAdd(left, entry->d_name);
+    }
+    ::closedir(dir);
+    EXPECT_EQ(QLIBCSzListCount(left), 3) << "., .. and user.conf";
+    QLIBCSzListFree(left);
+}
+
+// Writers serialise on the file's directory; one that somebody holds forever
+// fails the write after 30 seconds instead of hanging it.
+TEST(KeyValueFile, AHeldDirectoryLockFailsTheWriteAfterThirtySeconds) {
+    TempRoot root;
+    ASSERT_EQ(QLIBCFileSetKeyValue(kConf, "kovaID", "keep", kLine), 0);
+    const std::string directory = root.Path("/usr/quil/etc/quillion-account/private");
+    quilkova::test::ReadySignal locked;
+    ChildProcess holder([&directory, &locked] {
+        const int fd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY);
+        if (::flock(fd, LOCK_EX) != 0) {
+            return 1;
+        }
+        locked.Notify();
+        ::pause();
+        return 0;
+    });
+    ASSERT_TRUE(locked.Wait(10s));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_LT(QLIBCFileSetKeyValue(kConf, "kovaID", "blocked", kLine), 0);
+    EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_FILE_LOCK);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 30s);
+    EXPECT_EQ(Get(kConf, "kovaID"), "keep");
 }
 
 }  // namespace

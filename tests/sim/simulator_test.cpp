@@ -1,92 +1,87 @@
-// The simulator answers as the account service would and obeys its control surface.
+// The simulator's control surface, as another process (the demo) drives it.
 #include <gtest/gtest.h>
 #include <httplib.h>
 
 #include <string>
 
-#include "device_files.hpp"
-#include "https_request.hpp"
 #include "internal/json_utils.hpp"
 #include "sim/simulator.hpp"
-#include "seed.hpp"
 
 namespace {
 
 using quilkova::sim::Simulator;
-using quilkova::test::HttpsRequest;
 
 Json::Value Seed() {
-    Json::Value seed = quilkova::test::OwnerSeed("s3cret");
-    seed["accounts"][0]["full_name"] = "Ann Owner";
-    seed["accounts"][0]["enews"] = true;
+    Json::Value seed;
+    seed["accounts"][0]["email"] = "owner@example.com";
+    seed["accounts"][0]["password"] = "s3cret";
+    seed["accounts"][0]["id"] = "u-1";
+    seed["accounts"][0]["auth_key"] = "key-1";
     return seed;
 }
 
-Json::Value Post(Simulator& sim, const std::string& path, const std::vector<std::pair<std::string, std::string>>& form) {
-    HttpsRequest request(sim.BaseUrl(), path, form);
-    Json::Value answer;
-    if (request.Send() != 0 || !quilkova::internal::TryParseJson(request.Body(), answer)) {
-        return Json::Value("transport failure");
-    }
-    return answer;
+Json::Value Body(const httplib::Result& result) {
+    Json::Value value;
+    return result && quilkova::internal::TryParseJson(result->body, value) ? value : Json::Value("no answer");
 }
 
-TEST(Simulator, RegistersAndUpdatesAccounts) {
-    quilkova::test::TempRoot root;
-    quilkova::test::WriteDevice(root);
-    Simulator sim(Seed());
-    ASSERT_GT(sim.Start(), 0);
-
-    EXPECT_EQ(Post(sim, "device/api/password_login", {{"email", "who@example.com"}, {"passwd", "x"}})["code"],
-              "account_not_found");
-    EXPECT_EQ(Post(sim, "good/user/launch", {{"access_token", "at-1"}})["email"], "owner@example.com");
-    EXPECT_EQ(Post(sim, "device/api/user/register", {{"email", "new@example.com"}, {"passwd", "pw"}})["code"], "good");
-    EXPECT_EQ(Post(sim, "device/api/user/register", {{"email", "new@example.com"}, {"passwd", "pw"}})["code"],
-              "account_inused");
-    EXPECT_EQ(Post(sim, "device/api/user/update", {{"id", "u-1"}, {"auth_key", "key-1"}, {"full_name", "Ann B"}})["code"],
-              "good");
-    EXPECT_EQ(Post(sim, "device/api/user/query", {{"auth_key", "key-1"}})["full_name"], "Ann B");
-}
-
-TEST(Simulator, TheControlSurfaceQueuesAnswersListsRequestsAndResets) {
-    quilkova::test::TempRoot root;
-    quilkova::test::WriteDevice(root);
+TEST(Simulator, TheControlSurfaceDrivesTheServiceFromOutside) {
     Simulator sim(Seed());
     const int port = sim.Start();
     ASSERT_GT(port, 0);
-    httplib::Client control("127.0.0.1", port);
+    httplib::Client client("127.0.0.1", port);
+    const auto control = [&client](const std::string& name, const std::string& body) {
+        return Body(client.Post("/_sim/" + name, body, "application/json"));
+    };
+    const auto login = [&client](const char* password) {
+        return Body(client.Post("/device/api/password_login", std::string("email=owner%40example.com&passwd=") + password,
+                                "application/x-www-form-urlencoded"));
+    };
 
-    auto queued = control.Post("/_sim/queue", R"({"path": "/device/api/user/query", "status": 200,
-                                                  "body": "{\"code\": \"apikey_not_found\"}"})",
-                               "application/json");
-    ASSERT_TRUE(queued);
-    EXPECT_EQ(queued->status, 200);
-    EXPECT_EQ(Post(sim, "device/api/user/query", {{"auth_key", "key-1"}})["code"], "apikey_not_found");
-    EXPECT_EQ(Post(sim, "device/api/user/query", {{"auth_key", "key-1"}})["code"], "good") << "once only";
-    EXPECT_EQ(control.Post("/_sim/queue", "not json", "application/json")->status, 400);
+    EXPECT_EQ(control("queue", R"({"path": "/device/api/password_login", "status": 302, "body": "{}",
+                                   "headers": {"Location": "/elsewhere"}})")["code"], "good");
+    const auto redirected = client.Post("/device/api/password_login", "", "application/x-www-form-urlencoded");
+    ASSERT_TRUE(redirected);
+    EXPECT_EQ(redirected->status, 302);
+    EXPECT_EQ(redirected->get_header_value("Location"), "/elsewhere");
+    EXPECT_EQ(login("s3cret")["auth_key"], "key-1") << "a canned answer is used once";
+    EXPECT_EQ(client.Post("/_sim/queue", "not json", "application/json")->status, 400);
 
-    auto listed = control.Get("/_sim/requests");
-    ASSERT_TRUE(listed);
-    Json::Value requests;
-    ASSERT_TRUE(quilkova::internal::TryParseJson(listed->body, requests));
+    const Json::Value requests = Body(client.Get("/_sim/requests"));
     ASSERT_EQ(requests.size(), 2u);
-    EXPECT_EQ(requests[0]["path"], "/device/api/user/query");
-    EXPECT_EQ(requests[0]["fields"][0][0], "hs_sn");
-    EXPECT_EQ(requests[0]["fields"][2][0], "auth_key");
-    EXPECT_EQ(requests[0]["fields"][2][1], "key-1");
+    EXPECT_EQ(requests[1]["path"], "/device/api/password_login");
+    EXPECT_EQ(requests[1]["fields"][0][0], "email");
+    EXPECT_EQ(requests[1]["fields"][0][1], "owner@example.com");
+    EXPECT_EQ(requests[1]["fields"][1][1], "s3cret");
 
-    auto authorized = control.Post("/_sim/authorize",
-                                   R"({"client_id": "hos", "code_challenge": "c", "redirect_uri": "https://r"})",
-                                   "application/json");
-    ASSERT_TRUE(authorized);
-    Json::Value grant;
-    ASSERT_TRUE(quilkova::internal::TryParseJson(authorized->body, grant));
-    EXPECT_EQ(grant["authorization_code"].asString().rfind("code-", 0), 0u);
+    // A browser login's code, once, for the S256 challenge it was issued with.
+    const std::string verifier = "verifier-of-forty-three-characters-.......";
+    const Json::Value code = control("authorize", R"({"client_id": "hos", "redirect_uri": "https://r",
+                                                       "code_challenge": ")" + quilkova::sim::S256(verifier) + "\"}");
+    const std::string exchange = "grant_type=authorization_code&client_id=hos&redirect_uri=https%3A%2F%2Fr&code=" +
+                                 code["authorization_code"].asString() + "&code_verifier=";
+    EXPECT_EQ(client.Post("/oauth2/token", exchange + "wrong", "application/x-www-form-urlencoded")->status, 400);
+    control("token_lifetime", R"({"seconds": 60})");
+    const Json::Value tokens = Body(client.Post("/oauth2/token", exchange + verifier, "application/x-www-form-urlencoded"));
+    EXPECT_EQ(tokens["error"], "invalid_grant") << "the code was spent by the failed attempt";
+    const Json::Value fresh = control("authorize", R"({"client_id": "hos", "redirect_uri": "https://r"})");
+    const Json::Value issued = Body(client.Post(
+        "/oauth2/token", "grant_type=authorization_code&client_id=hos&redirect_uri=https%3A%2F%2Fr&code=" +
+                             fresh["authorization_code"].asString(),
+        "application/x-www-form-urlencoded"));
+    EXPECT_EQ(issued["expires_in"], 60);
+    control("revoke", "");
+    EXPECT_EQ(client.Post("/oauth2/token", "grant_type=refresh_token&client_id=hos&refresh_token=" +
+                                               issued["refresh_token"].asString(),
+                          "application/x-www-form-urlencoded")->status,
+              400);
 
-    ASSERT_TRUE(control.Post("/_sim/reset", "", "application/json"));
+    control("revoke_auth_key", R"({"email": "owner@example.com"})");
+    EXPECT_NE(login("s3cret")["auth_key"], "key-1") << "a new key at the next login";
+    control("reset", "");
     EXPECT_TRUE(sim.Requests().empty());
-    EXPECT_EQ(Post(sim, "unknown/path", {{"a", "b"}}), Json::Value("transport failure")) << "404";
-    EXPECT_EQ(sim.RequestsTo("/unknown/path").size(), 1u);
+    EXPECT_EQ(login("s3cret")["auth_key"], "key-1") << "the seed restored";
+    EXPECT_EQ(client.Post("/unknown/path", "", "text/plain")->status, 404);
 }
 
 }  // namespace

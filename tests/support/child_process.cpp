@@ -9,6 +9,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "quilkova/file_lock.hpp"
+
 // Present only in a build instrumented for coverage: a child that ends with
 // _exit would otherwise lose its counters.
 extern "C" void __gcov_dump(void) __attribute__((weak));
@@ -97,6 +99,28 @@ void ChildProcess::Kill() {
     while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
     }
     reaped_ = true;
+}
+
+LockHolder::LockHolder(const std::string& lock_path) {
+    child_ = std::make_unique<ChildProcess>([this, lock_path] {
+        FileLock lock(lock_path);
+        if (!lock.Lock(5)) {
+            return 1;
+        }
+        locked_.Notify();
+        release_.Wait(std::chrono::seconds(60));
+        return 0;
+    });
+    holding_ = locked_.Wait(std::chrono::seconds(10));
+}
+
+LockHolder::~LockHolder() {
+    Release();
+}
+
+bool LockHolder::Release() {
+    release_.Notify();
+    return child_->Wait(std::chrono::seconds(10)) == 0;
 }
 
 }  // namespace quilkova::test

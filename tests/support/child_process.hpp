@@ -5,6 +5,8 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
+#include <string>
 
 namespace quilkova::test {
 
@@ -40,6 +42,27 @@ public:
 private:
     pid_t pid_;
     bool reaped_ = false;
+};
+
+// Another process that takes a FileLock and holds it until Release() or the
+// end of this object.
+class LockHolder {
+public:
+    explicit LockHolder(const std::string& lock_path);
+    ~LockHolder();
+    LockHolder(const LockHolder&) = delete;
+    LockHolder& operator=(const LockHolder&) = delete;
+
+    // True once the other process holds the lock.
+    bool holding() const { return holding_; }
+    // Lets the lock go; true when the holder ended cleanly.
+    bool Release();
+
+private:
+    ReadySignal locked_;
+    ReadySignal release_;
+    std::unique_ptr<ChildProcess> child_;
+    bool holding_ = false;
 };
 
 }  // namespace quilkova::test

@@ -80,14 +80,3 @@ mode_t TempRoot::Mode(const std::string& appliance_path) const {
 }
 
 }  // namespace quilkova::test
-
-#include "device_files.hpp"
-
-namespace quilkova::test {
-
-void WriteScript(const TempRoot& root, const std::string& appliance_path, const std::string& body) {
-    root.WriteFile(appliance_path, "#!/bin/sh\n" + body + "\n");
-    ::chmod(root.Path(appliance_path).c_str(), 0755);
-}
-
-}  // namespace quilkova::test

@@ -1,19 +1,25 @@
+// The classes' HTTP layer, and what both HTTP layers allow an answer.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 
+#include "fixtures.hpp"
+#include "https_request.hpp"
 #include "internal/http.hpp"
-#include "sim/simulator.hpp"
+#include "quilkova/kova_exception.hpp"
 #include "tls_server.hpp"
 
 namespace {
 
 namespace http = quilkova::http;
+using quilkova::sim::CannedAnswer;
+using quilkova::sim::Simulator;
 
 TEST(HttpSession, SendsTheOptionsAsGivenWithALaterHeaderReplacingAnEarlierOne) {
-    quilkova::sim::Simulator sim;
+    Simulator sim;
     ASSERT_GT(sim.Start(), 0);
-    sim.Queue("/echo", {201, "created", 0});
+    sim.Queue("/echo", {201, "created", 0, {}});
     http::Payload payload{{"grant_type", "authorization_code"}, {"scopes[]", "openid"}};
     payload.Add("scopes[]", "device id");
     const http::Response response =
@@ -23,26 +29,30 @@ TEST(HttpSession, SendsTheOptionsAsGivenWithALaterHeaderReplacingAnEarlierOne) {
     EXPECT_EQ(response.error.code, http::ErrorCode::OK);
     EXPECT_EQ(response.status_code, 201);
     EXPECT_EQ(response.text, "created");
-
     const auto sent = sim.RequestsTo("/echo").at(0);
     EXPECT_EQ(sent.method, "POST");
     EXPECT_EQ(sent.query, "a=1&b=x%20y");
     EXPECT_EQ(sent.body, "grant_type=authorization_code&scopes%5B%5D=openid&scopes%5B%5D=device%20id");
-    EXPECT_EQ(sent.headers.at("Authorization"), "Bearer at-1");
-    EXPECT_EQ(sent.headers.count("X-Client-ID"), 0u) << "replaced by the later header set";
-    EXPECT_EQ(sent.headers.at("User-Agent"), "kova/7.2.1 (QN-420)");
+    EXPECT_EQ(sent.Header("Authorization"), "Bearer at-1");
+    EXPECT_FALSE(sent.HasHeader("X-Client-ID")) << "replaced by the later header set";
+    EXPECT_EQ(sent.Header("User-Agent"), "kova/7.2.1 (QN-420)");
 
-    const http::Response got = http::Get(http::Url{sim.BaseUrl() + "/missing"}, http::Parameters{{"q", "1"}});
-    EXPECT_EQ(got.status_code, 404);
+    EXPECT_EQ(http::Get(http::Url{sim.BaseUrl() + "/missing"}).status_code, 404);
     EXPECT_EQ(sim.RequestsTo("/missing").at(0).method, "GET");
+    // A header value with a line break would add a header of its own: refused, nothing sent.
+    for (const std::string& bad : {std::string("hos\r\nX-Evil: 1"), std::string("hos\n"), std::string("h\0s", 3)}) {
+        EXPECT_EQ(quilkova::test::CodeOf([&] { http::Post(http::Url{sim.BaseUrl() + "/echo"}, http::Header{{"X-Client-ID", bad}}); }),
+                  KOVA_ERR_BAD_JSON);
+    }
+    EXPECT_EQ(sim.RequestsTo("/echo").size(), 1u);
 }
 
-TEST(HttpSession, TransportFailuresCarryTheirCodeAndText) {
+TEST(HttpSession, TransportFailuresCarryTheirCodeAndLibcurlsText) {
     const http::Response refused =
         http::Post(http::Url{"http://127.0.0.1:" + std::to_string(quilkova::test::UnusedLoopbackPort()) + "/x"},
                    http::Timeout{5000});
     EXPECT_EQ(refused.error.code, http::ErrorCode::CONNECTION_FAILURE);
-    EXPECT_FALSE(refused.error.message.empty());
+    EXPECT_NE(refused.error.message.find("Couldn't connect to server"), std::string::npos) << refused.error.message;
     EXPECT_EQ(refused.status_code, 0);
 
     quilkova::test::TempRoot root;
@@ -50,6 +60,55 @@ TEST(HttpSession, TransportFailuresCarryTheirCodeAndText) {
     ASSERT_TRUE(server.ready());
     const http::Response untrusted = http::Get(http::Url{server.BaseUrl() + "/"}, http::Timeout{5000});
     EXPECT_EQ(untrusted.error.code, http::ErrorCode::SSL_REMOTE_CERTIFICATE_ERROR) << untrusted.error.message;
+}
+
+// Both layers: at most 3 redirects, never away from the host (not even with
+// a 307 that would carry the body along), and answers up to 1 MiB.
+TEST(HttpLayers, FollowFewRedirectsOnTheSameHostAndStopOversizedAnswers) {
+    quilkova::test::TempRoot root;
+    quilkova::test::WriteDevice(root);
+    Simulator sim;
+    const int port = sim.Start();
+    ASSERT_GT(port, 0);
+    const std::string base = sim.BaseUrl();
+    const std::function<bool(const std::string&)> layers[] = {
+        [&base](const std::string& path) {
+            quilkova::test::HttpsRequest request(base, path.substr(1), {{"passwd", "secret"}});
+            return request.Send() == 0 && request.Body() == "done";
+        },
+        [&base](const std::string& path) {
+            const http::Response response =
+                http::Post(http::Url{base + path}, http::Payload{{"passwd", "secret"}}, http::Timeout{5000});
+            return response.error.code == http::ErrorCode::OK && response.text == "done";
+        },
+    };
+    const auto redirect = [](const std::string& to) { return CannedAnswer{307, "", 0, {{"Location", to}}}; };
+    for (const auto& send : layers) {
+        sim.Reset();
+        for (int hop = 1; hop <= 3; ++hop) {
+            sim.Queue("/r" + std::to_string(hop), redirect("/r" + std::to_string(hop + 1)));
+        }
+        sim.Queue("/r4", {200, "done", 0, {}});
+        EXPECT_TRUE(send("/r1")) << "three redirects";
+        EXPECT_EQ(sim.RequestsTo("/r4").at(0).Field("passwd"), "secret") << "a 307 carries the body along";
+
+        sim.Reset();
+        for (int hop = 1; hop <= 4; ++hop) {
+            sim.Queue("/r" + std::to_string(hop), redirect("/r" + std::to_string(hop + 1)));
+        }
+        sim.Queue("/r5", {200, "done", 0, {}});
+        EXPECT_FALSE(send("/r1")) << "four redirects";
+        EXPECT_TRUE(sim.RequestsTo("/r5").empty());
+
+        sim.Reset();
+        sim.Queue("/away", redirect("http://localhost:" + std::to_string(port) + "/elsewhere"));
+        sim.Queue("/elsewhere", {200, "done", 0, {}});
+        EXPECT_FALSE(send("/away")) << "another host";
+        EXPECT_TRUE(sim.RequestsTo("/elsewhere").empty()) << "nothing reached it";
+
+        sim.Queue("/big", {200, std::string(1024 * 1024 + 1, 'x'), 0, {}});
+        EXPECT_FALSE(send("/big"));
+    }
 }
 
 }  // namespace

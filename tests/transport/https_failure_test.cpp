@@ -11,7 +11,7 @@
 #include <string>
 
 #include "child_process.hpp"
-#include "device_files.hpp"
+#include "fixtures.hpp"
 #include "https_request.hpp"
 #include "log_capture.hpp"
 #include "tls_server.hpp"

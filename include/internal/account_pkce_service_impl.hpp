@@ -1,0 +1,53 @@
+#ifndef QUILKOVA_INTERNAL_ACCOUNT_PKCE_SERVICE_IMPL_HPP
+#define QUILKOVA_INTERNAL_ACCOUNT_PKCE_SERVICE_IMPL_HPP
+
+#include <json/json.h>
+
+#include <string>
+
+#include "quilkova/account_pkce_service.hpp"
+#include "quilkova/account_service.hpp"
+#include "quilkova/pkce_client.hpp"
+
+namespace quilkova {
+
+namespace internal {
+// The local logout: the record, the report schedule and every client's token
+// file go, the plug-ins and the system log are told. Needs no configuration;
+// never fails from the caller's view.
+void LogoutLocally();
+}  // namespace internal
+
+class AccountPkceServiceImpl : public AccountService {
+public:
+    static constexpr const char* kClientName = "hos";
+    static constexpr const char* kRegisterConfig = "/usr/quil/etc.defaults/quillion-account/config/pkce_register.conf";
+    static constexpr const char* kLoginConfig = "/usr/quil/etc.defaults/quillion-account/config/pkce_login.conf";
+
+    AccountPkceServiceImpl(const std::string& account_host, const std::string& identity_host);
+
+    Json::Value GetPkceConfig(const std::string& path) const;
+    Json::Value GetRegisterPkceConfig() const { return GetPkceConfig(kRegisterConfig); }
+    Json::Value GetLoginPkceConfig() const { return GetPkceConfig(kLoginConfig); }
+    std::string GetClientId() const;
+    Json::Value ExchangeAuthKey(const std::string& access_token) const;
+    Json::Value Login(const ParamPkceLogin& param) const;
+    void Logout(bool send_access_token) const;
+    void LogoutLocal() const;
+    bool HasToken() const;
+    bool HasAuthKey() const;
+    std::string GetAccessToken() const;
+    std::string GetIdToken() const;
+    void GrantByAuthKey() const;
+
+private:
+    using TokenGetter = std::string (PkceClient::*)() const;
+    // The rescue ladder shared by the two token getters.
+    std::string GetToken(TokenGetter getter) const;
+
+    PkceClient client_;
+};
+
+}  // namespace quilkova
+
+#endif

@@ -1,0 +1,45 @@
+#ifndef QUILKOVA_INTERNAL_PACKAGE_PKCE_CLIENT_IMPL_HPP
+#define QUILKOVA_INTERNAL_PACKAGE_PKCE_CLIENT_IMPL_HPP
+
+#include <json/json.h>
+
+#include <memory>
+#include <string>
+
+#include "quilkova/pkce_client.hpp"
+
+namespace quilkova {
+
+class PackagePkceClientImpl {
+public:
+    static constexpr long long kConfigLifetime = 108000;  // 30 hours
+
+    explicit PackagePkceClientImpl(const std::string& package);
+    // The client's configuration, from the cache or the account host.
+    void SetConfig() { client_.SetPkceConfig(GetPkceConfig()); }
+
+    std::string GetConfigFilePath() const;
+    void SavePkceConfig(const Json::Value& config) const;
+    void RetrievePkceConfig() const;
+    Json::Value GetPkceConfig() const;
+    void GrantByAccountService() const;
+    std::string GetAccessToken() const;
+    std::string GetIdToken() const;
+
+    // Letters, digits, ".", "_", "-"; not "..", not the appliance's own client.
+    static bool IsValidPackageName(const std::string& package);
+
+private:
+    using TokenGetter = std::string (PkceClient::*)() const;
+    std::string GetToken(TokenGetter getter) const;
+    // The cached configuration when it is ours and readable; created_at 0 otherwise.
+    bool ReadCache(Json::Value& config, long long& created_at) const;
+    bool IsFresh(long long created_at) const;
+
+    std::string package_;
+    PkceClient client_;
+};
+
+}  // namespace quilkova
+
+#endif

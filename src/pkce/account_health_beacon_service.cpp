@@ -1,0 +1,51 @@
+// The monitoring service's grant, vouched for by the "healthbeacon" package.
+#include "quilkova/account_health_beacon_service.hpp"
+
+#include "internal/class_boundary.hpp"
+#include "internal/json_utils.hpp"
+#include "internal/pkce_requests.hpp"
+#include "quilkova/account_service.hpp"
+#include "quilkova/hos_service.hpp"
+#include "quilkova/package_pkce_client.hpp"
+
+namespace quilkova {
+
+class AccountHealthBeaconServiceImpl {
+public:
+    std::string Grant(const std::string& client_id, const std::string& scope, const std::string& redirect_url,
+                      const std::string& state) const {
+        const std::string url =
+            AccountService().GetAccountHost() + "/oauth2/api/v1/device/healthbeacon/authorization_code/grant";
+        const std::string token = PackagePkceClient("healthbeacon").GetAccessToken();
+        // The second header set replaces the first: only "Authorization" is
+        // sent. The scope travels whole, in one pair.
+        const http::Response response =
+            http::Post(http::Url{url}, http::Timeout{internal::kRequestTimeoutMs},
+                       http::UserAgent{HosService().GetUserAgent()}, http::Header{{"X-Client-ID", client_id}},
+                       http::Header{{"Authorization", "Bearer " + token}},
+                       http::Payload{{"client_id", client_id},
+                                     {"redirect_url", redirect_url},
+                                     {"state", state},
+                                     {"scopes[]", scope}});
+        internal::RequireDelivered(response, "Failed to grant healthbeacon", "Failed to grant healthbeacon");
+        const Json::Value answer = internal::RequireObject(response, "Failed to parse healthbeacon grant resp",
+                                                           KOVA_ERR_RESPONSE, "grant_code");
+        // "?" whatever the address holds already, as a browser redirect would look.
+        return redirect_url + "?" +
+               http::Encode(http::Parameters{
+                   {"scope", scope}, {"state", state}, {"code", internal::TextOf(answer["grant_code"])}});
+    }
+};
+
+AccountHealthBeaconService::AccountHealthBeaconService() : impl_(new AccountHealthBeaconServiceImpl) {}
+
+AccountHealthBeaconService::~AccountHealthBeaconService() {
+    delete impl_;
+}
+
+std::string AccountHealthBeaconService::Grant(const std::string& clientId, const std::string& scope,
+                                              const std::string& redirectUrl, const std::string& state) const {
+    return internal::Guarded([&] { return impl_->Grant(clientId, scope, redirectUrl, state); });
+}
+
+}  // namespace quilkova

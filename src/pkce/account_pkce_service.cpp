@@ -1,0 +1,259 @@
+// The appliance's PKCE account: login, the rescue ladder of its tokens, and
+// the remote and local logout.
+#include "quilkova/account_pkce_service.hpp"
+
+#include "internal/account_pkce_service_impl.hpp"
+#include "internal/class_boundary.hpp"
+#include "internal/json_utils.hpp"
+#include "internal/log.hpp"
+#include "internal/pkce_requests.hpp"
+#include "internal/root_prefix.hpp"
+#include "internal/string_utils.hpp"
+#include "quilkova/hos_service.hpp"
+#include "quilkova/kova_exception.hpp"
+#include "quilkova/kova_plugin_manager.hpp"
+#include "quilkova/quilkova.h"
+#include "quilkova/user.hpp"
+#include "quilplatform/notify.h"
+#include "quilplatform/process.h"
+
+namespace quilkova {
+
+namespace {
+constexpr const char* kLoginEvent = "kova/login";
+constexpr unsigned int kLogoutEvent = 0x13a00002;
+constexpr const char* kTokenDirectory = "/usr/quil/etc/quillion-account/private/";
+
+// Rescues of the appliance's token, one at a time across processes: the
+// second of two callers whose renewal was refused finds the token the first
+// one got, instead of spending another grant.
+class RescueLock {
+public:
+    RescueLock() : lock_(internal::LockPath("hos_rescue_token")) { internal::LockOrThrow(lock_); }
+
+private:
+    FileLock lock_;
+};
+
+// The path in single quotes for the shell; a quote inside it closes, escapes and reopens.
+std::string ShellQuoted(const std::string& text) {
+    std::string quoted = "'";
+    for (const char c : text) {
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return quoted + "'";
+}
+}  // namespace
+
+AccountPkceServiceImpl::AccountPkceServiceImpl(const std::string& account_host, const std::string& identity_host)
+    : AccountService(account_host, identity_host), client_(kClientName) {
+    client_.SetPkceConfig(GetLoginPkceConfig());
+}
+
+Json::Value AccountPkceServiceImpl::GetPkceConfig(const std::string& path) const {
+    Json::Value raw;
+    if (!internal::LoadJsonFile(path, raw)) {
+        throw KovaException(KOVA_ERR_BAD_JSON);
+    }
+    return client_.FormatPkceConfig(raw);
+}
+
+std::string AccountPkceServiceImpl::GetClientId() const {
+    const Json::Value config = GetLoginPkceConfig();
+    return config.isObject() && config.isMember("client_id") ? internal::TextOf(config["client_id"]) : "";
+}
+
+Json::Value AccountPkceServiceImpl::ExchangeAuthKey(const std::string& access_token) const {
+    // The second header set replaces the first: only "Authorization" is sent.
+    const http::Response response =
+        http::Post(http::Url{GetAccountHost() + "/oauth2/api/v1/device/core/authkey/exchange"},
+                   http::Timeout{internal::kRequestTimeoutMs}, http::UserAgent{HosService().GetUserAgent()},
+                   http::Header{{"X-Client-ID", GetClientId()}}, http::Header{{"Authorization", "Bearer " + access_token}});
+    internal::RequireDelivered(response, "Failed to exchange authkey", "Failed to exchange authkey");
+    Json::Value answer;
+    if (internal::ParseJson(response.text, answer) && answer.isObject() && answer.isMember("user_id") &&
+        answer.isMember("auth_key")) {
+        return answer;
+    }
+    KOVA_LOG(LOG_ERR, "%s:%d Failed to ExchangeAuthKey by [%s], code=%d, resp=%s",
+             internal::RedactedValue("access_token", access_token).c_str(), static_cast<int>(response.status_code),
+             internal::Redacted(response.text).c_str());
+    throw KovaException(KOVA_ERR_TOKEN, internal::StatusMessage("Failed to parse exchange authkey resp", response));
+}
+
+Json::Value AccountPkceServiceImpl::Login(const ParamPkceLogin& param) const {
+    const KovaPluginManager plugins;
+    plugins.Pre(kLoginEvent);
+    client_.ExchangeToken(param.code, param.redirect_uri, param.code_verifier);
+    const Json::Value identity = ExchangeAuthKey(GetAccessToken());
+    const User user;
+    user.SetAccountHost(GetAccountHost());
+    user.SetIdentityHost(GetIdentityHost());
+    user.SetUserId(internal::TextOf(identity["user_id"]));
+    user.SetAuthKey(internal::TextOf(identity["auth_key"]));
+    const Json::Value account = GetAndSyncRemoteJsonAccount();
+    KOVA_LOG(LOG_ERR, "%s:%d Logged in Quillion Account as [%s]", internal::TextOf(account["email"]).c_str());
+    SetReportCrontab();
+    plugins.Post(kLoginEvent);
+    return account;
+}
+
+std::string AccountPkceServiceImpl::GetToken(TokenGetter getter) const {
+    if (!client_.HasTokenFile() && HasAuthKey()) {
+        const RescueLock serialised;
+        if (!client_.HasTokenFile()) {  // another process may have made it meanwhile
+            GrantByAuthKey();
+        }
+    }
+    try {
+        return (client_.*getter)();
+    } catch (const KovaException& error) {
+        if (error.GetCode() != KOVA_ERR_AUTH) {
+            throw;
+        }
+    }
+    // The refresh token was refused: a new token from the auth key, or out.
+    KOVA_LOG(LOG_ERR, "%s:%d Rescue hos renew pkce token by authkey");
+    {
+        const RescueLock serialised;  // a lock not taken fails the call, never logs the appliance out
+        if (client_.IsTokenExpired()) {
+            try {
+                GrantByAuthKey();
+            } catch (const KovaException&) {
+                KOVA_LOG(LOG_ERR, "%s:%d Failed to rescue by authkey, force logout");
+                Logout(false);
+            }
+        }
+    }
+    return (client_.*getter)();
+}
+
+std::string AccountPkceServiceImpl::GetAccessToken() const {
+    return GetToken(&PkceClient::GetAccessToken);
+}
+
+std::string AccountPkceServiceImpl::GetIdToken() const {
+    return GetToken(&PkceClient::GetIdToken);
+}
+
+bool AccountPkceServiceImpl::HasToken() const {
+    try {
+        GetAccessToken();
+        return true;
+    } catch (const KovaException& error) {
+        if (error.GetCode() == KOVA_ERR_TOKEN) {
+            return false;
+        }
+        throw;
+    }
+}
+
+bool AccountPkceServiceImpl::HasAuthKey() const {
+    try {
+        return !User().GetAuthKey().empty();
+    } catch (const KovaException&) {
+        return false;
+    }
+}
+
+void AccountPkceServiceImpl::Logout(bool send_access_token) const {
+    const User user;
+    if (!user.Exists()) {
+        LogoutLocal();
+        return;
+    }
+    http::Payload form{{"serial_no", HosService().GetSerialNo()}, {"id", user.GetUserId()},
+                       {"auth_key", user.GetAuthKey()}};
+    // Without the token when the token's own rescue ends here: that breaks the recursion.
+    if (send_access_token) {
+        form.Add("access_token", GetAccessToken());
+    }
+    const http::Response response =
+        http::Post(http::Url{GetAccountHost() + "/device/api/logout"}, form,
+                   http::UserAgent{HosService().GetUserAgent()}, http::Header{{"X-Client-ID", GetClientId()}},
+                   http::Timeout{internal::kRequestTimeoutMs});
+    internal::RequireDelivered(response, "Failed to logout", "Failed to logout");
+    const Json::Value answer = internal::RequireObject(response, "Failed to parse logout resp", KOVA_ERR_BAD_JSON);
+    if (answer.isMember("code")) {
+        const int code = GetErrorCodeFromAccountError(internal::TextOf(answer["code"]).c_str());
+        if (code != KOVA_ERR_SUCCESS) {
+            throw KovaException(static_cast<KOVA_ERRCODE>(code), "Failed to logout with success code");
+        }
+    }
+    LogoutLocal();
+}
+
+void AccountPkceServiceImpl::LogoutLocal() const {
+    internal::LogoutLocally();
+}
+
+void internal::LogoutLocally() {
+    std::string email;
+    bool exists = false;
+    try {
+        const User user;
+        exists = user.Exists();
+        email = exists ? user.GetEmail() : "";
+    } catch (const KovaException&) {
+        // An unreadable record counts as none: the local logout goes on.
+    }
+    if (exists) {
+        KOVA_LOG(LOG_ERR, "%s:%d Logged out Quillion Account: %s", email.c_str());
+    } else {
+        KOVA_LOG(LOG_ERR, "%s:%d Logged out Quillion Account");
+    }
+    QUILKOVAAccountRemove();
+    QUILKOVAAccountUnregisterCrond();
+    QUILLogSet1(2, 1, kLogoutEvent, "", "", "", "");
+    // A shell on purpose, for the wildcard: every client's token file goes,
+    // the appliance's and each package's. The directory is quoted, the
+    // wildcard is not, so a root prefix can never widen the removal.
+    const std::string command =
+        "/bin/rm -f " + ShellQuoted(internal::RootedPath(kTokenDirectory)) + "*_token.json";
+    if (QLIBCExecl("/bin/sh", "-c", command.c_str(), static_cast<char*>(nullptr)) < 0) {
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to clear token files");
+    }
+}
+
+AccountPkceService::AccountPkceService() : AccountPkceService("", "") {}
+
+AccountPkceService::AccountPkceService(const std::string& account_host, const std::string& identity_host)
+    : impl_(internal::Guarded([&] { return new AccountPkceServiceImpl(account_host, identity_host); })) {}
+
+AccountPkceService::~AccountPkceService() {
+    delete impl_;
+}
+
+Json::Value AccountPkceService::GetRegisterPkceConfig() const {
+    return internal::Guarded([this] { return impl_->GetRegisterPkceConfig(); });
+}
+
+Json::Value AccountPkceService::GetLoginPkceConfig() const {
+    return internal::Guarded([this] { return impl_->GetLoginPkceConfig(); });
+}
+
+Json::Value AccountPkceService::Login(const ParamPkceLogin& param) const {
+    return internal::Guarded([&] { return impl_->Login(param); });
+}
+
+void AccountPkceService::LogoutLocal() const {
+    internal::Guarded([this] { impl_->LogoutLocal(); });
+}
+
+void AccountPkceService::Logout() const {
+    internal::Guarded([this] { impl_->Logout(true); });
+}
+
+bool AccountPkceService::HasToken() const {
+    return internal::Guarded([this] { return impl_->HasToken(); });
+}
+
+std::string AccountPkceService::GetAccessToken() const {
+    return internal::Guarded([this] { return impl_->GetAccessToken(); });
+}
+
+std::string AccountPkceService::GetIdToken() const {
+    return internal::Guarded([this] { return impl_->GetIdToken(); });
+}
+
+}  // namespace quilkova

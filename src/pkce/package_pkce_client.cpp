@@ -1,0 +1,187 @@
+// A package's PKCE client: its configuration fetched and cached, its tokens
+// granted on the strength of the appliance's account.
+#include "quilkova/package_pkce_client.hpp"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <ctime>
+#include <memory>
+
+#include "internal/atomic_file.hpp"
+#include "internal/class_boundary.hpp"
+#include "internal/json_utils.hpp"
+#include "internal/log.hpp"
+#include "internal/package_pkce_client_impl.hpp"
+#include "internal/pkce_requests.hpp"
+#include "internal/root_prefix.hpp"
+#include "internal/string_utils.hpp"
+#include "quilkova/account_pkce_service.hpp"
+#include "quilkova/hos_service.hpp"
+#include "quilkova/kova_exception.hpp"
+#include "quilkova/server_info.hpp"
+
+namespace quilkova {
+
+namespace {
+using internal::LockOrThrow;
+using internal::LockPath;
+
+std::string ApplianceBearer() {
+    return "Bearer " + AccountPkceService().GetAccessToken();
+}
+}  // namespace
+
+PackagePkceClientImpl::PackagePkceClientImpl(const std::string& package) : package_(package), client_(package) {}
+
+bool PackagePkceClientImpl::IsValidPackageName(const std::string& package) {
+    if (package.empty() || package == "hos" || package.find("..") != std::string::npos) {
+        return false;
+    }
+    for (const char c : package) {
+        const bool allowed = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
+                             c == '_' || c == '-';
+        if (!allowed) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::string PackagePkceClientImpl::GetConfigFilePath() const {
+    return "/tmp/account_" + package_ + "_pkce_client.conf";
+}
+
+bool PackagePkceClientImpl::IsFresh(long long created_at) const {
+    return created_at >= static_cast<long long>(std::time(nullptr)) - kConfigLifetime;
+}
+
+// /tmp is open to every local user: the cache counts only when it is a file
+// of our own that nobody else may write, read without following a link.
+bool PackagePkceClientImpl::ReadCache(Json::Value& config, long long& created_at) const {
+    created_at = 0;
+    std::string text;
+    struct stat info {};
+    if (internal::ReadFileNoFollow(internal::RootedPath(GetConfigFilePath()), text, &info) != 0 ||
+        info.st_uid != ::geteuid() || (info.st_mode & 022) != 0 || !internal::TryParseJson(text, config) ||
+        !config.isObject()) {
+        return false;
+    }
+    if (config["created_at"].isIntegral()) {
+        created_at = config["created_at"].asLargestInt();
+    }
+    return true;
+}
+
+void PackagePkceClientImpl::SavePkceConfig(const Json::Value& config) const {
+    Json::Value stamped = config;
+    stamped["created_at"] = static_cast<Json::Int64>(std::time(nullptr));
+    internal::SaveJsonFile(GetConfigFilePath(), stamped);
+}
+
+void PackagePkceClientImpl::RetrievePkceConfig() const {
+    FileLock lock(LockPath(package_ + "_package_retrieve_config"));
+    LockOrThrow(lock);
+    // Another process of the package may have fetched it while this one waited.
+    Json::Value cached;
+    long long created_at = 0;
+    if (ReadCache(cached, created_at) && IsFresh(created_at)) {
+        return;
+    }
+    const http::Response response =
+        http::Get(http::Url{ServerInfo().GetAccountHost() + "/oauth2/api/v1/device/package/config/pkce/client"},
+                  http::Parameters{{"package_name", package_}}, http::Header{{"Authorization", ApplianceBearer()}},
+                  http::UserAgent{HosService().GetUserAgent()}, http::Timeout{internal::kRequestTimeoutMs});
+    const std::string named = format("pacakge[%s]", package_.c_str());
+    internal::RequireDelivered(response, "Failed to retrieve " + named, "Failed to retrieve " + named + " pkce config");
+    SavePkceConfig(internal::RequireObject(response, "Failed to parse retrieve " + named + " pkce config resp",
+                                           KOVA_ERR_RESPONSE));
+}
+
+Json::Value PackagePkceClientImpl::GetPkceConfig() const {
+    Json::Value config(Json::objectValue);
+    long long created_at = 0;
+    ReadCache(config, created_at);
+    if (!IsFresh(created_at)) {
+        RetrievePkceConfig();
+        if (!ReadCache(config, created_at)) {
+            throw KovaException(KOVA_ERR_BAD_JSON);
+        }
+    }
+    return client_.FormatPkceConfig(config);
+}
+
+void PackagePkceClientImpl::GrantByAccountService() const {
+    FileLock lock(LockPath(package_ + "_package_grant_by_hos"));
+    LockOrThrow(lock);
+    const Json::Value config = GetPkceConfig();
+    const std::string redirect = internal::TextOf(config["login_redirect_uri"]);
+    const std::string client_id = internal::TextOf(config["client_id"]);
+    const internal::ChallengePair pair = internal::NewChallengePair();
+    const http::Payload form =
+        internal::GrantForm(client_id, redirect, pair.challenge, {}, internal::TextOf(config["scope"]));
+    // The second header set replaces the first: only "Authorization" is sent.
+    const http::Response response =
+        http::Post(http::Url{ServerInfo().GetAccountHost() + "/oauth2/api/v1/device/package/authorization_code/grant"},
+                   http::Timeout{internal::kRequestTimeoutMs}, http::UserAgent{HosService().GetUserAgent()},
+                   http::Header{{"X-Client-ID", client_id}}, http::Header{{"Authorization", ApplianceBearer()}}, form);
+    const std::string named = format("pacakge[%s]", package_.c_str());
+    internal::RequireDelivered(response, "Failed to grant " + named, "Failed to grant " + named);
+    const Json::Value answer =
+        internal::RequireObject(response, "Failed to parse grant " + named + " resp", KOVA_ERR_RESPONSE, "grant_code");
+    client_.ExchangeToken(internal::TextOf(answer["grant_code"]), redirect, pair.verifier);
+}
+
+std::string PackagePkceClientImpl::GetToken(TokenGetter getter) const {
+    FileLock lock(LockPath(package_ + "_package_get_token"));
+    LockOrThrow(lock);
+    if (!client_.HasTokenFile()) {
+        GrantByAccountService();
+    }
+    try {
+        return (client_.*getter)();
+    } catch (const KovaException& error) {
+        if (error.GetCode() != KOVA_ERR_AUTH) {
+            throw;
+        }
+    }
+    KOVA_LOG(LOG_ERR, "%s:%d Rescue package[%s] renew pkce token by hos token", package_.c_str());
+    GrantByAccountService();
+    return (client_.*getter)();
+}
+
+std::string PackagePkceClientImpl::GetAccessToken() const {
+    return GetToken(&PkceClient::GetAccessToken);
+}
+
+std::string PackagePkceClientImpl::GetIdToken() const {
+    return GetToken(&PkceClient::GetIdToken);
+}
+
+PackagePkceClient::PackagePkceClient(const std::string& package)
+    : impl_(internal::Guarded([&package] {
+          if (!PackagePkceClientImpl::IsValidPackageName(package)) {
+              throw KovaException(KOVA_ERR_BAD_PARAM, "Refused package name");
+          }
+          auto impl = std::make_unique<PackagePkceClientImpl>(package);
+          impl->SetConfig();
+          return impl.release();
+      })) {}
+
+PackagePkceClient::~PackagePkceClient() {
+    delete impl_;
+}
+
+std::string PackagePkceClient::GetAccessToken() const {
+    return internal::Guarded([this] { return impl_->GetAccessToken(); });
+}
+
+std::string PackagePkceClient::GetIdToken() const {
+    return internal::Guarded([this] { return impl_->GetIdToken(); });
+}
+
+void PackagePkceClient::ForceRenewToken() const {
+    internal::Guarded([this] { impl_->GrantByAccountService(); });
+}
+
+}  // namespace quilkova

@@ -1,0 +1,212 @@
+// JSON files, crash-safe replacement and inter-process file locks.
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <chrono>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "child_process.hpp"
+#include "internal/atomic_file.hpp"
+#include "internal/json_utils.hpp"
+#include "log_capture.hpp"
+#include "quilkova/file_lock.hpp"
+#include "temp_root.hpp"
+
+namespace {
+
+using quilkova::FileLock;
+using quilkova::internal::LoadJsonFile;
+using quilkova::internal::SaveJsonFile;
+using quilkova::test::ChildProcess;
+using quilkova::test::LogCapture;
+using quilkova::test::TempRoot;
+
+constexpr const char* kTokenFile = "/usr/quil/etc/quillion-account/private/hos_token.json";
+constexpr const char* kLockPath = "/tmp/account_query_info.lock";
+
+Json::Value SampleToken() {
+    Json::Value token;
+    token["access_token"] = "a.b.c";
+    token["expires_in"] = 3600;
+    return token;
+}
+
+std::vector<std::string> Entries(const std::string& directory) {
+    std::vector<std::string> names;
+    if (DIR* dir = ::opendir(directory.c_str())) {
+        while (const dirent* entry = ::readdir(dir)) {
+            if (entry->d_name[0] != '.' || std::string(entry->d_name).size() > 2) {
+                names.push_back(entry->d_name);
+            }
+        }
+        ::closedir(dir);
+    }
+    return names;
+}
+
+size_t OpenDescriptors() {
+    return Entries("/proc/self/fd").size();
+}
+
+TEST(JsonFiles, SaveThenLoadWithTheModeOfTheLocationNeverThroughALink) {
+    TempRoot root;
+    const std::vector<std::pair<const char*, mode_t>> cases = {
+        {kTokenFile, 0600}, {"/tmp/account_pkg_pkce_client.conf", 0600}, {"/usr/quil/etc/crond/kova.json", 0644}};
+    for (const auto& [path, mode] : cases) {
+        SaveJsonFile(path, SampleToken());
+        EXPECT_EQ(root.Mode(path), mode) << path;
+        Json::Value loaded;
+        ASSERT_TRUE(LoadJsonFile(path, loaded)) << path;
+        EXPECT_EQ(loaded, SampleToken());
+    }
+    EXPECT_EQ(root.Mode("/usr/quil/etc/quillion-account/private"), 0700);
+
+    root.WriteFile("/victim", "precious\n");
+    ASSERT_EQ(::unlink(root.Path(kTokenFile).c_str()), 0);
+    ASSERT_EQ(::symlink(root.Path("/victim").c_str(), root.Path(kTokenFile).c_str()), 0);
+    Json::Value loaded;
+    EXPECT_FALSE(LoadJsonFile(kTokenFile, loaded)) << "not read through the link";
+    SaveJsonFile(kTokenFile, SampleToken());
+    EXPECT_EQ(root.ReadFile("/victim"), "precious\n");
+    EXPECT_EQ(root.Mode(kTokenFile), 0600);
+}
+
+TEST(JsonFiles, FailuresLogWithoutSecretsAndASaveThrowsCodeTwo) {
+    TempRoot root;
+    root.WriteFile(kTokenFile, "{\"access_token\": \"secret-value\", ");
+    LogCapture log;
+    Json::Value loaded;
+    EXPECT_FALSE(LoadJsonFile(kTokenFile, loaded));
+    EXPECT_TRUE(log.Contains("Failed to parse json: {\"access_token\": \"***\", ")) << log.Dump();
+    EXPECT_FALSE(log.Contains("secret-value")) << log.Dump();
+    EXPECT_FALSE(LoadJsonFile("/missing.json", loaded));
+
+    root.WriteFile("/blocked", "a file where a directory belongs");
+    try {
+        SaveJsonFile("/blocked/token.json", SampleToken());
+        FAIL() << "no exception";
+    } catch (const quilkova::KovaException& error) {
+        EXPECT_EQ(error.GetCode(), KOVA_ERR_BAD_JSON);
+    }
+    EXPECT_TRUE(log.Contains(std::string("json_utils.hpp:")));
+    EXPECT_TRUE(log.Contains(" Failed to save json: /blocked/token.json")) << log.Dump();
+}
+
+TEST(AtomicFile, AShortWriteIsReportedAndNeverRenamedIntoPlace) {
+    TempRoot root;
+    root.WriteFile("/data/file", "old content");
+    const std::string path = root.Path("/data/file");
+    ChildProcess writer([&path] {
+        // The file size limit makes write() stop short with EFBIG, as a full disk would.
+        ::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit = {4096, 4096};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        return quilkova::internal::ReplaceFileAtomically(path, std::string(100000, 'n'), 0644) == EFBIG ? 0 : 1;
+    });
+    EXPECT_EQ(writer.Wait(), 0);
+    EXPECT_EQ(root.ReadFile("/data/file"), "old content");
+    EXPECT_EQ(Entries(root.Path("/data")), std::vector<std::string>{"file"}) << "the temporary file is gone";
+}
+
+TEST(AtomicFile, TemporariesOfDeadWritersAreSweptAndPrivateDirectoriesClosedAgain) {
+    TempRoot root;
+    SaveJsonFile(kTokenFile, SampleToken());
+    const std::string directory = root.Path("/usr/quil/etc/quillion-account/private");
+    for (const char* stale : {"/.hos_token.json.AAAAAA", "/.hos_token.json.BBBBBB"}) {
+        std::ofstream(directory + stale) << "torn";
+    }
+    std::ofstream(directory + "/.other.json.CCCCCC") << "not ours";
+    // A live writer holds a lock on its temporary file: that one stays.
+    const int live = ::open((directory + "/.hos_token.json.LIVE00").c_str(), O_CREAT | O_RDWR, 0600);
+    ASSERT_EQ(::flock(live, LOCK_EX), 0);
+    ChildProcess holder([] {
+        ::pause();
+        return 0;
+    });
+    ::close(live);  // the child inherited the locked descriptor
+    ASSERT_EQ(::chmod(directory.c_str(), 0777), 0);
+
+    SaveJsonFile(kTokenFile, SampleToken());
+    std::vector<std::string> names = Entries(directory);
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<std::string>{".hos_token.json.LIVE00", ".other.json.CCCCCC", "hos_token.json"}));
+    EXPECT_EQ(root.Mode("/usr/quil/etc/quillion-account/private"), 0700);
+}
+
+TEST(FileLock, ExcludesOtherHoldersAndLockingTwiceReleasesTheFirst) {
+    TempRoot root;
+    const size_t descriptors = OpenDescriptors();
+    FileLock first(kLockPath);
+    EXPECT_EQ(first.GetPath(), kLockPath);
+    first.Unlock();  // never locked: nothing happens
+    const mode_t saved = ::umask(0077);
+    ASSERT_TRUE(first.Lock(1));
+    ::umask(saved);
+    EXPECT_EQ(root.Mode(kLockPath), 0666) << "any user can open it, whatever the umask";
+    ASSERT_TRUE(first.Lock(1)) << "locking again";
+    EXPECT_EQ(OpenDescriptors(), descriptors + 1) << "the first descriptor was released";
+
+    FileLock second(kLockPath);
+    EXPECT_FALSE(second.Lock(1));
+    first.Unlock();
+    first.Unlock();
+    EXPECT_TRUE(second.Lock(1)) << "nothing of the first lock is left";
+    second.Unlock();
+    EXPECT_EQ(OpenDescriptors(), descriptors);
+}
+
+TEST(FileLock, APlantedLinkIsNotFollowed) {
+    TempRoot root;
+    root.WriteFile("/etc/shadow-like", "secret\n");
+    ::chmod(root.Path("/etc/shadow-like").c_str(), 0600);
+    root.WriteFile("/tmp/placeholder", "");
+    ASSERT_EQ(::symlink(root.Path("/etc/shadow-like").c_str(), root.Path(kLockPath).c_str()), 0);
+    LogCapture log;
+    FileLock lock(kLockPath);
+    EXPECT_FALSE(lock.Lock(1));
+    EXPECT_TRUE(log.Contains(std::string("file_lock.cpp:")));
+    EXPECT_TRUE(log.Contains(std::string(" Failed to open file: ") + kLockPath)) << log.Dump();
+    EXPECT_EQ(root.Mode("/etc/shadow-like"), 0600);
+}
+
+TEST(FileLock, ProcessesIncrementingASharedCounterNeverOverlap) {
+    TempRoot root;
+    const std::string counter = root.Path("/counter");
+    root.WriteFile("/counter", "0");
+    constexpr int kProcesses = 4;
+    constexpr int kRounds = 20;
+    std::vector<std::unique_ptr<ChildProcess>> children;
+    for (int p = 0; p < kProcesses; ++p) {
+        children.push_back(std::make_unique<ChildProcess>([&counter] {
+            for (int i = 0; i < kRounds; ++i) {
+                FileLock lock(kLockPath);
+                if (!lock.Lock(30)) {
+                    return 1;
+                }
+                int value = 0;
+                std::ifstream(counter) >> value;
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));  // widen the window a missing lock would open
+                std::ofstream(counter, std::ios::trunc) << value + 1;
+            }
+            return 0;
+        }));
+    }
+    for (auto& child : children) {
+        EXPECT_EQ(child->Wait(), 0);
+    }
+    EXPECT_EQ(root.ReadFile("/counter"), std::to_string(kProcesses * kRounds));
+}
+
+}  // namespace

@@ -1,0 +1,234 @@
+// Errors, exceptions and their stacks, and the small shared helpers.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "internal/cron_schedule.hpp"
+#include "internal/redact.hpp"
+#include "internal/root_prefix.hpp"
+#include "internal/string_utils.hpp"
+#include "log_capture.hpp"
+#include "quilkova/backtrace.hpp"
+#include "quilkova/kova_exception.hpp"
+#include "temp_root.hpp"
+
+// Exported from the test program (linked with -rdynamic), so its frame has a
+// symbol name to demangle.
+namespace quilkova_test {
+__attribute__((noinline, visibility("default"))) std::vector<std::string> CaptureInNamedFrame(int depth) {
+    quilkova::Backtrace backtrace;
+    backtrace.Capture(depth);
+    std::vector<std::string> lines;
+    backtrace.EachLine([&lines](const std::string& line) { lines.push_back(line); });
+    asm volatile("" ::: "memory");  // keeps this frame from becoming a tail call
+    return lines;
+}
+}  // namespace quilkova_test
+
+namespace {
+
+using quilkova::KovaException;
+
+std::vector<std::string> Lines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+// An exception thrown `depth` frames down.
+__attribute__((noinline)) std::string ThrownAtDepth(int depth) {
+    if (depth > 0) {
+        std::string text = ThrownAtDepth(depth - 1);
+        asm volatile("" ::: "memory");
+        return text;
+    }
+    return KovaException(KOVA_ERR_SEND).what();
+}
+
+TEST(Errors, KeywordsMapByPrefixInTableOrderAndEveryCodeHasItsText) {
+    const std::vector<std::pair<const char*, int>> table = {
+        {"good", 0},           {"badparam", 1},        {"badauth", 14},         {"badsys", 6},
+        {"badnetwork", 15},    {"account_inused", 16}, {"serial_exceed_max_account_register", 17},
+        {"account_unverified", 18}, {"account_userid", 0}, {"account_not_found", 25},
+        {"apikey_not_found", 26},   {"apikey_expired", 27}};
+    size_t row = 0;
+    for (; gErrorCodeMap[row].keyword != nullptr; ++row) {
+        ASSERT_LT(row, table.size());
+        EXPECT_STREQ(gErrorCodeMap[row].keyword, table[row].first);
+        EXPECT_EQ(gErrorCodeMap[row].code, table[row].second);
+    }
+    EXPECT_EQ(row, table.size());
+    const std::vector<std::pair<const char*, int>> keywords = {
+        {"badauth_expired_session", 14}, {"badnetwork timeout", 15}, {"goodbye", 0}, {"apikey_expired", 27},
+        {"", 24}, {"bad", 24}, {"GOOD", 24}, {"account_", 24}};
+    for (const auto& [keyword, code] : keywords) {
+        EXPECT_EQ(GetErrorCodeFromAccountError(keyword), code) << '"' << keyword << '"';
+    }
+    EXPECT_EQ(GetErrorCodeFromAccountError(nullptr), 24);
+
+    // The pure mapping leaves the slot alone; the Map... variant stores.
+    EXPECT_EQ(QUILKOVAErrSet(17), 17);
+    EXPECT_EQ(GetErrorCodeFromAccountError("badauth"), 14);
+    EXPECT_EQ(QUILKOVAErrGet(), 17);
+    EXPECT_EQ(MapLibKovaCenterErrorCode("apikey_expired"), 27);
+    EXPECT_EQ(QUILKOVAErrGet(), 27);
+
+    const std::vector<std::pair<int, const char*>> texts = {
+        {0, "Success"}, {1, "Wrong parameters"}, {2, "Wrong JSON format"}, {3, "Failed to get kova account"},
+        {4, "Failed to send the request"}, {5, "Failed to get the response"},
+        {7, "Failed to get the payment config (url)"}, {14, "Failed to auth"}};
+    for (int code = -2; code <= 40; ++code) {
+        std::string expected = "System error";
+        for (const auto& [known, text] : texts) {
+            expected = known == code ? text : expected;
+        }
+        EXPECT_EQ(GetKovaErrorMsg(code), expected) << code;
+    }
+    testing::internal::CaptureStderr();
+    printErrCode(0);
+    printErrCode(3);
+    printErrCode(6);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Failed to get kova account\nSystem error\n");
+}
+
+TEST(KovaException, WhatIsTheShortMessageThenAStackCutToFifteenLines) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {KovaException(KOVA_ERR_SEND).what(), "Failed to send the request [code=4]"},
+        {KovaException("Something broke").what(), "Something broke [code=24]"},
+        {KovaException(KOVA_ERR_TOKEN, "Failed to lock file: /tmp/x").what(), "Failed to lock file: /tmp/x [code=22]"},
+        {KovaException(KOVA_ERR_SYSTEM).what(), "System error [code=6]"}};
+    for (const auto& [text, first_line] : cases) {
+        const auto lines = Lines(text);
+        ASSERT_GE(lines.size(), 3u);
+        EXPECT_EQ(lines[0], first_line);
+        EXPECT_EQ(text.substr(text.size() - 2), "\n\n") << "the stack is followed by one more end of line";
+        for (size_t i = 1; i + 1 < lines.size(); ++i) {
+            EXPECT_EQ(lines[i].rfind("- ", 0), 0u) << lines[i];
+        }
+    }
+    EXPECT_EQ(KovaException("x").GetCode(), KOVA_ERR_UNKNOWN);
+    // 16 frames, less the capturing one: a deep stack gives exactly 15 lines.
+    EXPECT_EQ(Lines(ThrownAtDepth(40)).size(), 1u + 15u + 1u);
+}
+
+TEST(KovaException, CopyingNestsTheSourceTextInsteadOfSharingIt) {
+    const KovaException original(KOVA_ERR_BAD_JSON, "bad");
+    const std::string original_text = original.what();
+    const KovaException copy(original);
+    EXPECT_EQ(copy.GetCode(), KOVA_ERR_BAD_JSON);
+    const std::string copy_text = copy.what();
+    ASSERT_EQ(copy_text.rfind(original_text + " [code=2]\n- ", 0), 0u) << copy_text;
+    EXPECT_EQ(original.what(), original_text);
+    KovaException assigned(KOVA_ERR_AUTH);
+    assigned = original;
+    EXPECT_EQ(assigned.GetCode(), KOVA_ERR_BAD_JSON);
+    EXPECT_EQ(std::string(assigned.what()).rfind(original_text + " [code=2]\n", 0), 0u);
+}
+
+TEST(Backtrace, LinesAreDemangledWithinTheDepthOrTheSingleEmptyLine) {
+    const auto lines = quilkova_test::CaptureInNamedFrame(16);
+    ASSERT_GE(lines.size(), 2u);
+    EXPECT_LE(lines.size(), 15u);
+    // Under the address sanitizer its interceptor of backtrace() adds one frame first.
+    const std::string& caller = lines[0].find("CaptureInNamedFrame") != std::string::npos ? lines[0] : lines[1];
+    EXPECT_NE(caller.find(": quilkova_test::CaptureInNamedFrame"), std::string::npos) << caller;
+    EXPECT_NE(caller.find("(int) +0x"), std::string::npos) << caller;
+    EXPECT_LE(quilkova_test::CaptureInNamedFrame(4).size(), 3u);
+    for (int depth : {0, 1, -5}) {
+        quilkova::Backtrace backtrace;
+        backtrace.Capture(depth);
+        std::ostringstream out;
+        out << backtrace;
+        EXPECT_EQ(out.str(), "- empty\n") << depth;
+        EXPECT_THROW(backtrace.EachLine(nullptr), std::bad_function_call);
+    }
+    const quilkova::Backtrace backtrace;
+    EXPECT_EQ(backtrace.FormatFunctionName("_ZN8quilkova9Backtrace7CaptureEi"), "quilkova::Backtrace::Capture(int)");
+    EXPECT_EQ(backtrace.FormatFunctionName("_Z not mangled"), "_Z not mangled");
+}
+
+TEST(Md5String, GivesLowercaseHexAndRefusesShortBuffersUntouched) {
+    const std::vector<std::pair<const char*, const char*>> vectors = {
+        {"", "d41d8cd98f00b204e9800998ecf8427e"}, {"abc", "900150983cd24fb0d6963f7d28e17f72"}};
+    for (const auto& [text, hex] : vectors) {
+        char out[40];
+        std::memset(out, 'Z', sizeof(out));
+        ASSERT_EQ(KoVAGetMd5String(text, out, 32), 0) << "32 is let through";
+        EXPECT_STREQ(out, hex);
+        EXPECT_EQ(out[33], 'Z') << "bytes past the terminator stay";
+    }
+    char out[40];
+    std::memset(out, 'Z', sizeof(out));
+    EXPECT_EQ(KoVAGetMd5String("", out, 31), -1);
+    EXPECT_EQ(KoVAGetMd5String(nullptr, out, sizeof(out)), -1);
+    EXPECT_EQ(std::string(out, sizeof(out)), std::string(sizeof(out), 'Z'));
+}
+
+TEST(Format, FormatsLikePrintfAndAFormattingErrorLogsAndGivesEmptyText) {
+    enum class TransportError { kTimedOut = 28 };
+    EXPECT_EQ(quilkova::format("%s", "abc"), "abc");
+    EXPECT_EQ(quilkova::format("reqcode=%d, reqmsg=%s", TransportError::kTimedOut, "timed out"),
+              "reqcode=28, reqmsg=timed out");
+    const std::string long_text(5000, 'x');
+    EXPECT_EQ(quilkova::format("[%s]", long_text.c_str()), "[" + long_text + "]");
+    quilkova::test::LogCapture log;
+    // An unpaired surrogate cannot be converted to a multibyte string: snprintf fails.
+    const wchar_t invalid[] = {static_cast<wchar_t>(0xD800), 0};
+    EXPECT_EQ(quilkova::format("%ls", invalid), "");
+    ASSERT_EQ(log.lines().size(), 1u) << log.Dump();
+    EXPECT_EQ(log.lines()[0].text.rfind("string_utils.hpp:", 0), 0u) << log.Dump();
+    EXPECT_NE(log.lines()[0].text.find(" Failed to format: %ls"), std::string::npos);
+}
+
+TEST(RootPrefix, PrefixesOnlyWhenSetAndNotEmpty) {
+    {
+        quilkova::test::TempRoot root;
+        EXPECT_EQ(quilkova::internal::RootedPath("/etc/quilinfo.conf"), root.root() + "/etc/quilinfo.conf");
+    }
+    EXPECT_EQ(quilkova::internal::RootedPath("/etc/quilinfo.conf"), "/etc/quilinfo.conf");
+    ::setenv("QUILKOVA_ROOT", "", 1);
+    EXPECT_EQ(quilkova::internal::RootedPath("/etc/quilinfo.conf"), "/etc/quilinfo.conf");
+    ::unsetenv("QUILKOVA_ROOT");
+}
+
+TEST(Redact, SecretValuesReadStarsAndBodiesAreCut) {
+    using quilkova::internal::Redacted;
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {R"({"access_token": "a.b\"c", "id_token":"i", "refresh_token" : 42, "expires_in": 3600})",
+         R"({"access_token": "***", "id_token":"***", "refresh_token" : "***", "expires_in": 3600})"},
+        {R"({"code":"good","auth_key":"k-1","hs_auth_key":"k-2","email":"a@b"})",
+         R"({"code":"good","auth_key":"***","hs_auth_key":"***","email":"a@b"})"},
+        {"hs_sn=1&hs_token=abc&kovaPW=pw&passwd=p%26w&passwd_new=n&passwd_confirmation=n&code_verifier=v&x=1",
+         "hs_sn=1&hs_token=***&kovaPW=***&passwd=***&passwd_new=***&passwd_confirmation=***&code_verifier=***&x=1"},
+        {R"({"not_a_password": "kept", "password": "p"})", R"({"not_a_password": "kept", "password": "***"})"},
+        {"<html>502</html>", "<html>502</html>"}};
+    for (const auto& [body, redacted] : cases) {
+        EXPECT_EQ(Redacted(body), redacted);
+    }
+    EXPECT_EQ(Redacted(std::string(5000, 'b')), std::string(1024, 'b'));
+    EXPECT_EQ(quilkova::internal::RedactedValue("hs_auth_key", "k"), "***");
+    EXPECT_EQ(quilkova::internal::RedactedValue("full_name", "Ann"), "Ann");
+}
+
+TEST(CronSchedule, EveryFieldKeepsItsRange) {
+    const std::vector<std::pair<const char*, bool>> schedules = {
+        {"~ 9~16 * * 1~5", true},      {"0 0 1 1 0", true},          {"59 23 31 12 7", true},
+        {"*/15 0-23 1,15 * 1-5", true}, {"0~59 0~23 1~31 1~12 0~7", true},
+        {"60 * * * *", false},          {"* 24 * * *", false},        {"* * 0 * *", false},
+        {"* * 32 * *", false},          {"* * * 0 *", false},         {"* * * 13 *", false},
+        {"* * * * 8", false},           {"0~60 * * * *", false},      {"* * 0~31 * *", false},
+        {"* * 1~32 * *", false},        {"* * * * 0~8", false},       {"99 99 99 99 99", false},
+        {"*/0 * * * *", false},         {"~ 16~9 * * *", false},      {"~ 9~16 * *", false},
+        {"x * * * *", false},           {"1,,2 * * * *", false},      {"", false}};
+    for (const auto& [schedule, valid] : schedules) {
+        EXPECT_EQ(quilkova::internal::IsValidSchedule(schedule), valid) << '"' << schedule << '"';
+    }
+}
+
+}  // namespace

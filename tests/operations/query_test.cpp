@@ -1,0 +1,249 @@
+// The account query and its synchronisation through AccountService.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <ctime>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "child_process.hpp"
+#include "fixtures.hpp"
+#include "log_capture.hpp"
+#include "quilkova/account_service.hpp"
+#include "quilkova/quilkova.h"
+#include "quilkova/user.hpp"
+#include "tls_server.hpp"
+
+namespace {
+
+using quilkova::AccountService;
+using quilkova::User;
+using quilkova::test::CodeOf;
+using quilkova::test::kUserConf;
+using quilkova::test::LogCapture;
+
+constexpr const char* kQuery = "/device/api/user/query";
+
+// Every required member with a value that differs from what is on record, as the service sends it.
+std::string QueryAnswer(const std::string& overrides = "") {
+    return R"({"code": "good", "email": "remote@example.com", "full_name": "Remote Name", "country": "DE",
+               "timezone": "Europe/Berlin", "notify_language": "deu", "activated": true, "disabled": true,
+               "enews": true, "critical_release": true, "enews_local_promotion": true,
+               "critical_version_list": "7.1,7.2")" +
+           overrides + "}";
+}
+
+class QueryTest : public quilkova::test::OperationsTest {
+protected:
+    void SetUp() override {
+        OperationsTest::SetUp();
+        if (IsSkipped()) {
+            return;
+        }
+        const User user;
+        user.SetUserId("u-1");
+        user.SetAuthKey("key-1");
+        user.SetName("Local Name");
+    }
+    // A record whose last query was `age` seconds ago (negative: in the future).
+    void LastQueried(long long age) { User().SetLastQueryTime(static_cast<long long>(std::time(nullptr)) - age); }
+    int Query(bool query_allowed = false) {
+        result_ = Json::Value();
+        return QUILKOVAAccountQueryInfo(result_, query_allowed, true);
+    }
+    Json::Value result_;
+};
+
+TEST_F(QueryTest, TheAgeOfTheLastQueryDecidesWhetherToAsk) {
+    const struct {
+        long long age;
+        bool query_allowed;
+        size_t sent;
+    } rows[] = {{0, true, 0},       {299, true, 0},        {7200, false, 0},       {7200, true, 1},
+                {86400, false, 1},  {3 * 86400, false, 1}, {-2 * 86400, false, 1}, {-600, false, 0}};
+    for (const auto& row : rows) {
+        sim().Reset();
+        LastQueried(row.age);
+        ASSERT_EQ(Query(row.query_allowed), 0) << row.age;
+        EXPECT_EQ(Sent(kQuery), row.sent) << "age " << row.age << ", allowed " << row.query_allowed;
+    }
+    // A query sets the time: the next call within 300 s does not ask again, whatever the flag.
+    sim().Reset();
+    LastQueried(86400);
+    ASSERT_EQ(Query(false), 0);
+    ASSERT_EQ(Query(true), 0);
+    EXPECT_EQ(Sent(kQuery), 1u);
+    EXPECT_EQ(result_["full_name"], "Ann Owner");
+    EXPECT_EQ(result_["auth_key"], "key-1");
+    EXPECT_EQ(result_.size(), 11u);
+    const auto sent = sim().RequestsTo(kQuery).at(0);
+    EXPECT_EQ(sent.Field("auth_key"), "key-1");
+    EXPECT_EQ(sent.Field("serial_no"), "2150ABCD1234");
+}
+
+TEST_F(QueryTest, EveryMemberIsStoredThroughItsSetter) {
+    LastQueried(86400);
+    Answer(kQuery, QueryAnswer(R"(, "realname_validation_pass": "yes", "report_cron_timestring": "0 3 * * *",
+                              "critical_version_list": [{"version": "7.2", "domain": "updates.example"}, "7.3"])"));
+    ASSERT_EQ(Query(), 0);
+    const User user;
+    EXPECT_EQ(std::vector<std::string>({user.GetEmail(), user.GetName(), user.GetCountry(), user.GetTimezone(),
+                                        user.GetNotifyLanguage(), user.GetCriticalVersionList(),
+                                        user.GetCriticalVersionDomain(), user.GetReportCronTimestring()}),
+              std::vector<std::string>({"remote@example.com", "Remote Name", "DE", "Europe/Berlin", "deu", "7.2,7.3",
+                                        "updates.example", "0 3 * * *"}));
+    EXPECT_EQ(std::vector<bool>({user.GetIsActivated(), user.GetIsDisabled(), user.GetIsEnews(),
+                                 user.GetIsCriticalRelease(), user.GetIsEnewsLocalPromotion(),
+                                 user.GetIsRealnameValidationPass()}),
+              std::vector<bool>(6, true));
+    EXPECT_LE(std::llabs(user.GetLastQueryTime() - std::time(nullptr)), 5);
+
+    // A schedule the scheduler could not install keeps the one on record.
+    for (const char* refused : {"99 99 99 99 99", "*/0 * * * *", "tomorrow"}) {
+        LastQueried(86400);
+        Answer(kQuery, QueryAnswer(std::string(R"(, "report_cron_timestring": ")") + refused + "\""));
+        ASSERT_EQ(Query(), 0) << refused;
+        EXPECT_EQ(user.GetReportCronTimestring(), "0 3 * * *") << refused;
+    }
+}
+
+// A service that changes a member's type must never cost the appliance its account.
+TEST_F(QueryTest, PresentMembersOfAnyTypeAreStoredAsTheirText) {
+    const std::vector<std::tuple<const char*, const char*, const char*>> values = {
+        // value, as a text member, as a flag
+        {"null", "", "no"}, {"49", "49", "yes"}, {"0", "0", "no"}, {"true", "true", "yes"},
+        {"false", "false", "no"}, {"{\"a\": 1}", "", "no"}, {"[1, 2]", "", "no"}, {"1.5", "1.5", "no"}};
+    LogCapture log;
+    for (const auto& [value, text, flag] : values) {
+        LastQueried(86400);
+        const std::string v = value;
+        Answer(kQuery, QueryAnswer(", \"country\": " + v + ", \"timezone\": " + v + ", \"enews\": " + v +
+                                   ", \"activated\": " + v + ", \"realname_validation_pass\": " + v));
+        ASSERT_EQ(Query(), 0) << value;
+        const std::string conf = UserConf();
+        EXPECT_NE(conf.find(std::string("country=\"") + text + "\""), std::string::npos) << value << "\n" << conf;
+        EXPECT_NE(conf.find(std::string("timezone=\"") + text + "\""), std::string::npos) << value;
+        EXPECT_NE(conf.find(std::string("enews=\"") + flag + "\""), std::string::npos) << value;
+        EXPECT_NE(conf.find(std::string("activated=\"") + flag + "\""), std::string::npos) << value;
+        EXPECT_EQ(User().GetUserId(), "u-1") << value;
+    }
+    EXPECT_TRUE(log.Contains(" Unexpected structure in country of the answer, stored as empty")) << log.Dump();
+}
+
+TEST_F(QueryTest, MissingMembersRefusalsAndUnwritableAnswersStoreNothing) {
+    const std::vector<std::pair<std::string, int>> answers = {
+        {R"({"code": "good", "email": "owner@example.com"})", KOVA_ERR_RESPONSE},
+        {R"({"code": "good", "email": "a", "full_name": "b", "country": "c", "timezone": "d", "notify_language": "e",
+             "activated": true, "disabled": false, "enews": true, "critical_release": false,
+             "critical_version_list": ""})", KOVA_ERR_RESPONSE},
+        {"[1, 2, 3]", KOVA_ERR_RESPONSE},
+        {"not json", KOVA_ERR_BAD_JSON},
+        {QueryAnswer(R"(, "code": "account_not_found")"), KOVA_ERR_ACCOUNT_NOT_FOUND},
+        {QueryAnswer(R"(, "code": 5)"), KOVA_ERR_UNKNOWN},
+    };
+    LogCapture log;
+    for (const auto& [body, code] : answers) {
+        LastQueried(86400);
+        Answer(kQuery, body);
+        EXPECT_EQ(Query(), -1) << body;
+        EXPECT_EQ(QUILKOVAErrGet(), code) << body;
+        EXPECT_EQ(User().GetName(), "Local Name") << body;
+    }
+    EXPECT_TRUE(log.Contains(" Server returned insufficient data. resp={\"code\": \"good\"")) << log.Dump();
+    EXPECT_TRUE(log.Contains(" Failed to query ")) << log.Dump();
+    // An answer the record cannot hold (a line break) fails with the record's code.
+    LastQueried(86400);
+    Answer(kQuery, QueryAnswer(R"(, "country": "two\nlines")"));
+    EXPECT_EQ(Query(), -1);
+    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_CONFIG_WRITE);
+    EXPECT_TRUE(log.Contains(" Failed to set user: ")) << log.Dump();
+}
+
+TEST_F(QueryTest, BadauthRemovesTheAccountAndConcurrentCallersSendOneRequest) {
+    LastQueried(2 * 86400);
+    std::vector<std::unique_ptr<quilkova::test::ChildProcess>> callers;
+    for (int i = 0; i < 6; ++i) {
+        callers.push_back(std::make_unique<quilkova::test::ChildProcess>([] {
+            Json::Value result;
+            return QUILKOVAAccountQueryInfo(result, false, true) == 0 && result["full_name"] == "Ann Owner" ? 0 : 1;
+        }));
+    }
+    for (auto& caller : callers) {
+        EXPECT_EQ(caller->Wait(), 0);
+    }
+    EXPECT_EQ(Sent(kQuery), 1u);
+
+    LastQueried(86400);
+    Answer(kQuery, R"({"code": "badauth"})");
+    LogCapture log;
+    EXPECT_EQ(Query(), -1);
+    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_NO_ACCOUNT);
+    EXPECT_FALSE(root().Exists(kUserConf));
+    EXPECT_EQ(PluginCalls(), "logout 4 []\n");
+    EXPECT_TRUE(log.Contains(" Logged out KoVA due to authentication failure.")) << log.Dump();
+    EXPECT_EQ(Query(true), -1) << "no account any more";
+    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_NO_ACCOUNT);
+}
+
+TEST_F(QueryTest, TheServiceLogsInAndSyncsAndOnlyTheHostsRefusalUnbindsTheAccount) {
+    const AccountService service;
+    EXPECT_EQ(service.GetAccountHost(), sim().BaseUrl());
+    EXPECT_EQ(AccountService("https://a.example", "").GetAccountHost(), "https://a.example");
+    EXPECT_EQ(CodeOf([&] { service.Login("owner@example.com", "wrong"); }), KOVA_ERR_AUTH);
+    EXPECT_EQ(service.Login("owner@example.com", "s3cret")["auth_key"], "key-1");
+    EXPECT_EQ(service.GetLocalJsonAccount()["full_name"], "Ann Owner");
+
+    // Local and transport failures: a planted lock link, an unreachable host. The record stays.
+    root().WriteFile("/tmp/elsewhere", "");
+    ::unlink(root().Path("/tmp/account_query_info.lock").c_str());
+    ASSERT_EQ(::symlink(root().Path("/tmp/elsewhere").c_str(), root().Path("/tmp/account_query_info.lock").c_str()), 0);
+    LastQueried(86400);
+    EXPECT_NE(CodeOf([&] { service.GetAndSyncRemoteJsonAccount(); }), KOVA_ERR_SUCCESS);
+    ASSERT_EQ(::unlink(root().Path("/tmp/account_query_info.lock").c_str()), 0);
+    User().SetAccountHost("http://127.0.0.1:" + std::to_string(quilkova::test::UnusedLoopbackPort()));
+    EXPECT_EQ(CodeOf([] { AccountService().GetAndSyncRemoteJsonAccount(); }), KOVA_ERR_SEND);
+    EXPECT_TRUE(User().Exists());
+
+    // The host's own refusals: the record goes.
+    User().SetAccountHost(sim().BaseUrl());
+    const AccountService refused_by;
+    for (const auto& [body, code] : {std::pair<std::string, int>{QueryAnswer(R"(, "code": "account_not_found")"), 25},
+                                     {R"({"code": "badauth"})", KOVA_ERR_NO_ACCOUNT}}) {
+        User().SetUserId("u-1");
+        User().SetAuthKey("key-1");
+        LastQueried(86400);
+        Answer(kQuery, body);
+        EXPECT_EQ(CodeOf([&] { refused_by.GetAndSyncRemoteJsonAccount(); }), code) << body;
+        EXPECT_FALSE(root().Exists(kUserConf)) << body;
+        User().SetAccountHost(sim().BaseUrl());  // gone with the record
+    }
+    EXPECT_EQ(CodeOf([&] { service.GetLocalJsonAccount(); }), KOVA_ERR_NO_ACCOUNT);
+}
+
+TEST_F(QueryTest, TheReportScheduleIsReplacedRegisteredAndRemoved) {
+    root().WriteFile("/etc/crontab", "0 3 * * * root /usr/quil/bin/quilkova --report_info\n");
+    User().SetReportCronTimestring("30 4 * * 0");
+    AccountService().SetReportCrontab();
+    EXPECT_EQ(root().ReadFile("/etc/crontab"), "");
+    EXPECT_NE(root().ReadFile("/etc/cron.d/quil-kova").find("30 4 * * 0 root /usr/quil/bin/quilkova --report_info"),
+              std::string::npos);
+    EXPECT_EQ(QUILKOVAAccountUnregisterCrond(), 1u);
+    EXPECT_EQ(QUILKOVAAccountUnregisterCrond(), 0u) << "nothing left";
+    root().WriteFile("/etc/cron.d/quil-kova", "");
+    ASSERT_EQ(::unlink(root().Path("/etc/cron.d/quil-kova").c_str()), 0);
+    ASSERT_EQ(::rmdir(root().Path("/etc/cron.d").c_str()), 0);
+    root().WriteFile("/etc/cron.d", "a file where a directory belongs");
+    EXPECT_EQ(QUILKOVAAccountRegisterCrond(), 0) << "a save that fails is no success";
+    root().WriteFile("/etc/quilinfo.conf", "kova_disable_report=\"yes\"\n");
+    LogCapture log;
+    AccountService().SetReportCrontab();
+    EXPECT_FALSE(log.Contains("Failed to add crontab for kova")) << "disabled: not even tried";
+
+    EXPECT_EQ(QUILKOVAAccountRemove(), 0);
+    EXPECT_FALSE(root().Exists(kUserConf));
+    EXPECT_EQ(QUILKOVAAccountRemove(), 0) << "already gone";
+    EXPECT_EQ(PluginCalls(), "logout 4 []\nlogout 4 []\n");
+}
+
+}  // namespace

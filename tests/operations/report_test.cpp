@@ -1,0 +1,85 @@
+// The scheduled report run against the simulator.
+#include <gtest/gtest.h>
+
+#include <ctime>
+#include <string>
+
+#include "fixtures.hpp"
+#include "internal/json_utils.hpp"
+#include "quilkova/account_pkce_service.hpp"
+#include "quilkova/quilkova.h"
+#include "quilkova/user.hpp"
+#include "tls_server.hpp"
+
+namespace {
+
+using quilkova::User;
+using quilkova::test::kHosToken;
+using quilkova::test::kUserConf;
+
+constexpr const char* kReport = "/device/api/report";
+
+class ReportTest : public quilkova::test::OperationsTest {
+protected:
+    void LoginWithBrowser() {
+        const quilkova::test::PkcePair pair;
+        quilkova::AccountPkceService().Login(
+            {"", BrowserCode(pair), pair.verifier, sim().BaseUrl() + quilkova::test::kRedirect});
+        sim().Reset();
+    }
+};
+
+TEST_F(ReportTest, ReportsTheDeviceAndKeepsTheAppliancesTokenFresh) {
+    EXPECT_EQ(QUILKOVAReportInfo(), -1);
+    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_NO_ACCOUNT);
+    EXPECT_EQ(Sent(kReport), 0u) << "no account: nothing sent";
+
+    LoginWithBrowser();
+    Json::Value token;
+    ASSERT_TRUE(quilkova::internal::LoadJsonFile(kHosToken, token));
+    token["created_at"] = static_cast<Json::Int64>(std::time(nullptr) - 7200);
+    quilkova::internal::SaveJsonFile(kHosToken, token);
+    ASSERT_EQ(QUILKOVAReportInfo(), 0);
+    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SUCCESS);
+    const auto sent = sim().RequestsTo(kReport).at(0);
+    std::string fields;
+    for (const auto& [name, value] : sent.fields) {
+        fields += name + "=" + (name == "hs_token" ? "..." : value) + " ";
+    }
+    EXPECT_EQ(fields, "hs_sn=2150ABCD1234 hs_token=... id=u-1 auth_key=key-1 timezone=Pacific/Auckland model=QN-420 "
+                      "firmware=7.2.1 mac=00:11:32:aa:bb:cc orig_serial_no=2150ABCD1234 ");
+    EXPECT_EQ(Sent("/oauth2/token"), 1u) << "the expired token was renewed";
+}
+
+TEST_F(ReportTest, OnlyTheServicesRefusalOfTheAccountLogsTheApplianceOut) {
+    LoginWithBrowser();
+    const std::string record = UserConf();
+    // A network failure, another refusal: nothing changes on disk.
+    Answer(kReport, R"({"code": "badparam"})");
+    EXPECT_EQ(QUILKOVAReportInfo(), -1);
+    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_BAD_PARAM);
+    User().SetAccountHost("http://127.0.0.1:" + std::to_string(quilkova::test::UnusedLoopbackPort()));
+    const std::string unreachable = UserConf();
+    EXPECT_EQ(QUILKOVAReportInfo(), -1);
+    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SEND);
+    EXPECT_EQ(UserConf(), unreachable);
+    EXPECT_TRUE(root().Exists(kHosToken));
+    EXPECT_FALSE(root().Exists("/var/log/quil/notifications.jsonl"));
+
+    User().SetAccountHost(sim().BaseUrl());
+    for (const auto& [code_text, code] : {std::pair<const char*, int>{"account_not_found", 25}, {"badauth", 14}}) {
+        Answer(kReport, std::string("{\"code\": \"") + code_text + "\"}");
+        EXPECT_EQ(QUILKOVAReportInfo(), -1) << code_text;
+        EXPECT_EQ(QUILKOVAErrGet(), code);
+        EXPECT_FALSE(root().Exists(kUserConf));
+        EXPECT_FALSE(root().Exists(kHosToken));
+        EXPECT_FALSE(root().Exists("/etc/cron.d/quil-kova"));
+        EXPECT_EQ(root().ReadFile("/var/log/quil/notifications.jsonl"),
+                  "{\"params\":{\"%KOVA_ACCOUNT%\":\"owner@example.com\"},\"tag\":\"KoVAAccountLoggedOut\"}\n");
+        ::unlink(root().Path("/var/log/quil/notifications.jsonl").c_str());
+        root().WriteFile(kUserConf, record);
+        root().WriteFile(kHosToken, "{}");
+    }
+}
+
+}  // namespace

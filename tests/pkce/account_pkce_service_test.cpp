@@ -1,0 +1,228 @@
+// The appliance's PKCE account against the simulator: login, the rescue
+// ladder of its token, remote and local logout.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <ctime>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "child_process.hpp"
+#include "fixtures.hpp"
+#include "internal/account_pkce_service_impl.hpp"
+#include "internal/json_utils.hpp"
+#include "log_capture.hpp"
+#include "quilkova/account_pkce_service.hpp"
+#include "quilkova/quilkova.h"
+#include "quilkova/user.hpp"
+
+namespace {
+
+using quilkova::AccountPkceService;
+using quilkova::User;
+using quilkova::test::CodeOf;
+using quilkova::test::kHosToken;
+using quilkova::test::kUserConf;
+using quilkova::test::LogCapture;
+using quilkova::test::PkcePair;
+
+constexpr const char* kExchange = "/oauth2/api/v1/device/core/authkey/exchange";
+constexpr const char* kGrant = "/migration/api/v1/device/core/authorization_code/grant";
+constexpr const char* kLogout = "/device/api/logout";
+constexpr const char* kPackageToken = "/usr/quil/etc/quillion-account/private/backup_token.json";
+
+class AccountPkceTest : public quilkova::test::OperationsTest {
+protected:
+    Json::Value Login() {
+        const PkcePair pair;
+        return AccountPkceService().Login({"state-1", BrowserCode(pair), pair.verifier, Redirect()});
+    }
+    std::string Redirect() { return sim().BaseUrl() + quilkova::test::kRedirect; }
+    // The token file as if saved `age` seconds ago.
+    void AgeToken(long long age) {
+        Json::Value token;
+        ASSERT_TRUE(quilkova::internal::LoadJsonFile(kHosToken, token));
+        token["created_at"] = static_cast<Json::Int64>(std::time(nullptr) - age);
+        quilkova::internal::SaveJsonFile(kHosToken, token);
+    }
+    bool LoggedOutLocally() {
+        return !root().Exists(kUserConf) && !root().Exists(kHosToken) && !root().Exists(kPackageToken) &&
+               !root().Exists("/etc/cron.d/quil-kova");
+    }
+};
+
+TEST_F(AccountPkceTest, ABrowserLoginBindsTheAccountAsAnApplianceWould) {
+    LogCapture log;
+    const Json::Value account = Login();
+    EXPECT_EQ(account["email"], "owner@example.com");
+    const User user;
+    EXPECT_EQ(user.GetAccountHost(), sim().BaseUrl());
+    EXPECT_EQ(user.GetIdentityHost(), sim().BaseUrl());
+    EXPECT_EQ(user.GetUserId(), "u-1");
+    EXPECT_EQ(user.GetAuthKey(), "key-1");
+    EXPECT_EQ(user.GetName(), "Ann Owner") << "synchronised";
+    EXPECT_EQ(root().Mode(kHosToken), 0600);
+    EXPECT_TRUE(root().Exists("/etc/cron.d/quil-kova"));
+    EXPECT_EQ(PluginCalls(), "login 4 []\nlogin 5 []\n");
+    EXPECT_TRUE(log.Contains(" Logged in Quillion Account as [owner@example.com]")) << log.Dump();
+    // The exchange carries only the bearer token: the second header set replaced the first.
+    const auto exchange = sim().RequestsTo(kExchange).at(0);
+    EXPECT_EQ(exchange.Header("Authorization").rfind("Bearer at-", 0), 0u);
+    EXPECT_FALSE(exchange.HasHeader("X-Client-ID"));
+    EXPECT_EQ(exchange.body, "");
+    EXPECT_FALSE(log.Contains("key-1")) << log.Dump();
+}
+
+TEST_F(AccountPkceTest, TheRescueLadderRecreatesTheTokenFromTheAuthKeyOrLogsOut) {
+    Login();
+    const AccountPkceService service;
+    // A lost token file is made again silently.
+    ASSERT_EQ(::unlink(root().Path(kHosToken).c_str()), 0);
+    EXPECT_FALSE(service.GetAccessToken().empty());
+    ASSERT_EQ(Sent(kGrant), 1u);
+    const auto grant = sim().RequestsTo(kGrant).at(0);
+    std::vector<std::string> names;
+    for (const auto& [name, value] : grant.fields) {
+        names.push_back(name);
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"client_id", "redirect_url", "state", "code_challenge", "auth_key",
+                                                "scopes[]", "scopes[]", "scopes[]", "scopes[]"}));
+    EXPECT_EQ(grant.Field("redirect_url"), Redirect());
+    EXPECT_EQ(grant.Header("X-Client-ID"), "hos-client");
+    EXPECT_EQ(grant.Joined("scopes[]"), "openid profile device:2150ABCD1234 mac:00:11:32:aa:bb:cc");
+
+    // A refused renewal is rescued by the auth key, once.
+    LogCapture log;
+    AgeToken(7200);
+    sim().RevokeRefreshTokens();
+    const std::string rescued = service.GetIdToken();
+    EXPECT_EQ(rescued.rfind("id-", 0), 0u);
+    EXPECT_EQ(Sent(kGrant), 2u);
+    EXPECT_TRUE(log.Contains(" Rescue hos renew pkce token by authkey")) << log.Dump();
+    EXPECT_TRUE(service.HasToken());
+
+    // An auth key the service refuses forces the local logout; the call fails.
+    root().WriteFile(kPackageToken, "{}");
+    AgeToken(7200);
+    sim().RevokeRefreshTokens();
+    sim().RevokeAuthKey("owner@example.com");
+    EXPECT_EQ(CodeOf([&] { service.GetAccessToken(); }), KOVA_ERR_TOKEN);
+    EXPECT_TRUE(log.Contains(" Failed to rescue by authkey, force logout")) << log.Dump();
+    EXPECT_TRUE(LoggedOutLocally());
+    EXPECT_FALSE(service.HasToken()) << "22 is no token";
+    EXPECT_EQ(PluginCalls(), "login 4 []\nlogin 5 []\nlogout 4 []\n");
+}
+
+TEST_F(AccountPkceTest, SixteenProcessesRescueWithOneGrant) {
+    Login();
+    AgeToken(7200);
+    sim().RevokeRefreshTokens();
+    std::vector<std::unique_ptr<quilkova::test::ChildProcess>> callers;
+    for (int i = 0; i < 16; ++i) {
+        const std::string result = root().Path("/token-" + std::to_string(i));
+        callers.push_back(std::make_unique<quilkova::test::ChildProcess>([result] {
+            std::ofstream(result) << AccountPkceService().GetAccessToken();
+            return 0;
+        }));
+    }
+    for (auto& caller : callers) {
+        EXPECT_EQ(caller->Wait(), 0);
+    }
+    EXPECT_EQ(Sent(kGrant), 1u);
+    for (int i = 1; i < 16; ++i) {
+        EXPECT_EQ(root().ReadFile("/token-" + std::to_string(i)), root().ReadFile("/token-0")) << i;
+    }
+}
+
+TEST_F(AccountPkceTest, ARemoteLogoutClearsLocallyOnlyAfterTheServiceAgreed) {
+    Login();
+    const AccountPkceService service;
+    const std::vector<std::tuple<const char*, int, const char*>> refusals = {
+        {R"({"code": "badparam"})", KOVA_ERR_BAD_PARAM, "Failed to logout with success code [code=1]"},
+        {R"({"code": {}})", KOVA_ERR_UNKNOWN, "Failed to logout with success code [code=24]"},
+        {"[1]", KOVA_ERR_BAD_JSON, "Failed to parse logout resp, code=200, resp=[1] [code=2]"},
+        {"not json", KOVA_ERR_BAD_JSON, "Wrong JSON format [code=2]"},
+        {"", KOVA_ERR_RESPONSE, "Failed to logout, code=500, resp= [code=5]"}};
+    for (const auto& [body, code, message] : refusals) {
+        Answer(kLogout, body, code == KOVA_ERR_RESPONSE ? 500 : 200);
+        try {
+            service.Logout();
+            ADD_FAILURE() << "logged out on " << body;
+        } catch (const quilkova::KovaException& error) {
+            EXPECT_EQ(error.GetCode(), code) << body;
+            EXPECT_EQ(std::string(error.what()).rfind(message, 0), 0u) << error.what();
+        }
+        EXPECT_TRUE(root().Exists(kUserConf)) << body;
+        EXPECT_TRUE(root().Exists(kHosToken)) << body;
+    }
+    service.Logout();
+    const auto sent = sim().RequestsTo(kLogout).back();
+    EXPECT_EQ(sent.Field("serial_no") + "|" + sent.Field("id") + "|" + sent.Field("auth_key"), "2150ABCD1234|u-1|key-1");
+    EXPECT_EQ(sent.Field("access_token").rfind("at-", 0), 0u);
+    EXPECT_TRUE(LoggedOutLocally());
+    EXPECT_TRUE(root().ReadFile("/var/log/quil/events.jsonl").find("\"event\":329252866") != std::string::npos);
+    const size_t logouts = Sent(kLogout);
+    service.Logout();
+    EXPECT_EQ(Sent(kLogout), logouts) << "no record: no request at all";
+}
+
+TEST_F(AccountPkceTest, TheFlatLogoutAndTheLocalRemovalUnderAnyRoot) {
+    Login();
+    // A root with a blank and a quote: the removal acts inside it and nowhere else.
+    const std::string odd_root = root().Path("/odd root's");
+    ::setenv("QUILKOVA_ROOT", odd_root.c_str(), 1);
+    root().WriteFile("/odd", "decoy next to the odd root");
+    root().WriteFile("/odd root's/usr/quil/etc/quillion-account/private/hos_token.json", "{}");
+    root().WriteFile("/odd root's/usr/quil/etc/quillion-account/private/keep.json", "{}");
+    EXPECT_EQ(QUILKOVAAccountLogout(false), -1) << "no login configuration under that root";
+    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_BAD_JSON);
+    root().WriteFile("/odd root's/usr/quil/etc.defaults/quillion-account/config/pkce_login.conf", "{}");
+    root().WriteFile("/odd root's/etc.defaults/quilinfo.conf", root().ReadFile("/etc.defaults/quilinfo.conf"));
+    EXPECT_EQ(QUILKOVAAccountLogout(false), 0);
+    EXPECT_FALSE(root().Exists("/odd root's/usr/quil/etc/quillion-account/private/hos_token.json"));
+    EXPECT_TRUE(root().Exists("/odd root's/usr/quil/etc/quillion-account/private/keep.json"));
+    EXPECT_TRUE(root().Exists("/odd"));
+    ::setenv("QUILKOVA_ROOT", root().root().c_str(), 1);
+    EXPECT_TRUE(root().Exists(kHosToken)) << "the real root was not touched";
+
+    EXPECT_EQ(QUILKOVAAccountLogout(true), 0);
+    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SUCCESS);
+    EXPECT_TRUE(LoggedOutLocally());
+}
+
+TEST_F(AccountPkceTest, BrokenConfigurationsAndAnswersGiveTheirCodesNeverACrash) {
+    root().WriteFile(quilkova::test::kLoginConfig, "{not json");
+    EXPECT_EQ(CodeOf([] { AccountPkceService(); }), KOVA_ERR_BAD_JSON);
+    root().WriteFile(quilkova::test::kLoginConfig, R"({"scope": "openid", "token_endpoint_path": "/oauth2/token"})");
+    const quilkova::AccountPkceServiceImpl service("", "");
+    EXPECT_EQ(service.GetClientId(), "") << "no client id is no error";
+
+    const std::vector<std::pair<const char*, int>> exchanges = {
+        {R"({"user_id": "u-1"})", KOVA_ERR_TOKEN}, {"[]", KOVA_ERR_TOKEN}, {"oops", KOVA_ERR_TOKEN}};
+    for (const auto& [body, code] : exchanges) {
+        Answer(kExchange, body);
+        EXPECT_EQ(CodeOf([&] { service.ExchangeAuthKey("at-x"); }), code) << body;
+    }
+    Answer(kExchange, "", 401);
+    EXPECT_EQ(CodeOf([&] { service.ExchangeAuthKey("at-x"); }), KOVA_ERR_RESPONSE);
+    EXPECT_FALSE(sim().RequestsTo(kExchange).back().HasHeader("X-Client-ID"));
+
+    User().SetAuthKey("key-1");
+    const std::vector<std::pair<const char*, int>> grants = {
+        {R"({"grant": "x"})", KOVA_ERR_RESPONSE}, {"[1]", KOVA_ERR_RESPONSE}, {"oops", KOVA_ERR_BAD_JSON},
+        {R"({"grant_code": 5})", KOVA_ERR_RESPONSE}};
+    for (const auto& [body, code] : grants) {
+        Answer(kGrant, body);
+        EXPECT_EQ(CodeOf([&] { service.GrantByAuthKey(); }), code) << body;
+    }
+    for (const auto& [status, code] : {std::pair<int, int>{401, KOVA_ERR_AUTH}, {403, KOVA_ERR_RESPONSE}}) {
+        Answer(kGrant, "{}", status);
+        EXPECT_EQ(CodeOf([&] { service.GrantByAuthKey(); }), code) << status;
+    }
+    EXPECT_EQ(sim().RequestsTo(kGrant).back().Joined("scopes[]"), "openid");
+}
+
+}  // namespace

@@ -1,0 +1,200 @@
+// Package PKCE clients and the monitoring-service grant against the simulator.
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <ctime>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "child_process.hpp"
+#include "fixtures.hpp"
+#include "internal/json_utils.hpp"
+#include "log_capture.hpp"
+#include "quilkova/account_health_beacon_service.hpp"
+#include "quilkova/account_pkce_service.hpp"
+#include "quilkova/package_pkce_client.hpp"
+
+namespace {
+
+using namespace std::chrono_literals;
+using quilkova::PackagePkceClient;
+using quilkova::test::CodeOf;
+using quilkova::test::LogCapture;
+
+constexpr const char* kConfigEndpoint = "/oauth2/api/v1/device/package/config/pkce/client";
+constexpr const char* kGrant = "/oauth2/api/v1/device/package/authorization_code/grant";
+constexpr const char* kBeaconGrant = "/oauth2/api/v1/device/healthbeacon/authorization_code/grant";
+constexpr const char* kCache = "/tmp/account_backup_pkce_client.conf";
+constexpr const char* kToken = "/usr/quil/etc/quillion-account/private/backup_token.json";
+
+class PackageTest : public quilkova::test::OperationsTest {
+protected:
+    void SetUp() override {
+        OperationsTest::SetUp();
+        if (IsSkipped()) {
+            return;
+        }
+        const quilkova::test::PkcePair pair;
+        quilkova::AccountPkceService().Login(
+            {"", BrowserCode(pair), pair.verifier, sim().BaseUrl() + quilkova::test::kRedirect});
+        sim().Reset();
+    }
+    void Restamp(const char* path, const char* member, long long age) {
+        Json::Value content;
+        ASSERT_TRUE(quilkova::internal::LoadJsonFile(path, content));
+        content[member] = static_cast<Json::Int64>(std::time(nullptr) - age);
+        quilkova::internal::SaveJsonFile(path, content);
+    }
+};
+
+TEST_F(PackageTest, APackageIsGrantedRenewedAndReGrantedOnTheAppliancesWord) {
+    const PackagePkceClient backup("backup");
+    const std::string first = backup.GetAccessToken();
+    ASSERT_EQ(Sent(kConfigEndpoint), 1u);
+    const auto fetch = sim().RequestsTo(kConfigEndpoint).at(0);
+    EXPECT_EQ(fetch.method, "GET");
+    EXPECT_EQ(fetch.query, "package_name=backup");
+    EXPECT_EQ(fetch.Header("Authorization").rfind("Bearer at-", 0), 0u);
+    const auto grant = sim().RequestsTo(kGrant).at(0);
+    EXPECT_FALSE(grant.HasHeader("X-Client-ID")) << "replaced by the bearer header set";
+    EXPECT_EQ(grant.Field("client_id"), "backup-client");
+    EXPECT_EQ(grant.Field("redirect_url"), sim().BaseUrl() + "/pkce/backup");
+    EXPECT_EQ(grant.Field("auth_key"), "") << "no auth key is sent";
+    EXPECT_EQ(grant.Joined("scopes[]"), "openid device:2150ABCD1234");
+    EXPECT_EQ(root().Mode(kCache), 0600);
+    EXPECT_EQ(root().Mode(kToken), 0600);
+    EXPECT_EQ(backup.GetAccessToken(), first) << "valid: nothing asked";
+    EXPECT_EQ(Sent(kGrant), 1u);
+
+    Restamp(kToken, "created_at", 7200);
+    const std::string renewed = backup.GetAccessToken();
+    EXPECT_NE(renewed, first);
+    EXPECT_EQ(Sent(kGrant), 1u) << "renewed, not granted";
+
+    LogCapture log;
+    Restamp(kToken, "created_at", 7200);
+    sim().RevokeRefreshTokens();
+    EXPECT_NE(backup.GetIdToken(), "");
+    EXPECT_EQ(Sent(kGrant), 2u);
+    EXPECT_TRUE(log.Contains(" Rescue package[backup] renew pkce token by hos token")) << log.Dump();
+    backup.ForceRenewToken();
+    EXPECT_EQ(Sent(kGrant), 3u);
+
+    quilkova::AccountPkceService().LogoutLocal();
+    EXPECT_FALSE(root().Exists(kToken)) << "the appliance's logout takes the package's token";
+    EXPECT_TRUE(root().Exists(kCache)) << "and leaves its cached configuration";
+}
+
+TEST_F(PackageTest, TheCachedConfigurationLivesThirtyHoursAndMustBeOurs) {
+    PackagePkceClient("backup").GetAccessToken();
+    ASSERT_EQ(Sent(kConfigEndpoint), 1u);
+    // Right after a new second begins, so that "now" is the same second throughout.
+    for (const std::time_t now = std::time(nullptr); std::time(nullptr) == now;) {
+        std::this_thread::sleep_for(1ms);
+    }
+    Restamp(kCache, "created_at", 108000);
+    PackagePkceClient("backup");
+    EXPECT_EQ(Sent(kConfigEndpoint), 1u) << "exactly 30 hours old: used";
+    Restamp(kCache, "created_at", 108001);
+    PackagePkceClient("backup");
+    EXPECT_EQ(Sent(kConfigEndpoint), 2u) << "one second older: fetched again";
+
+    const std::vector<std::function<void()>> unusable = {
+        [this] { root().WriteFile(kCache, R"({"client_id": "backup-client"})"); },
+        [this] { root().WriteFile(kCache, "not json"); },
+        [this] { ASSERT_EQ(::chown(root().Path(kCache).c_str(), 65534, 65534), 0); },
+        [this] { ASSERT_EQ(::chmod(root().Path(kCache).c_str(), 0666), 0); },
+        [this] {
+            root().WriteFile("/tmp/planted", R"({"client_id": "evil", "created_at": 9999999999})");
+            ASSERT_EQ(::unlink(root().Path(kCache).c_str()), 0);
+            ASSERT_EQ(::symlink(root().Path("/tmp/planted").c_str(), root().Path(kCache).c_str()), 0);
+        }};
+    for (size_t i = 0; i < unusable.size(); ++i) {
+        unusable[i]();
+        PackagePkceClient("backup");
+        EXPECT_EQ(Sent(kConfigEndpoint), 3 + i) << "case " << i;
+        EXPECT_EQ(root().Mode(kCache), 0600) << "replaced by one of our own";
+    }
+    EXPECT_EQ(root().ReadFile("/tmp/planted"), R"({"client_id": "evil", "created_at": 9999999999})");
+
+    Restamp(kCache, "created_at", 200000);
+    for (const auto& [status, body, code] : {std::tuple<int, const char*, int>{500, "", KOVA_ERR_RESPONSE},
+                                             {200, "[1]", KOVA_ERR_RESPONSE}, {200, "oops", KOVA_ERR_BAD_JSON}}) {
+        Answer(kConfigEndpoint, body, status);
+        EXPECT_EQ(CodeOf([] { PackagePkceClient("backup"); }), code) << status << " " << body;
+    }
+    EXPECT_EQ(CodeOf([] { PackagePkceClient("nothing-seeded"); }), KOVA_ERR_RESPONSE) << "404";
+}
+
+TEST_F(PackageTest, ProcessesOfOnePackageShareOneFetchAndOneGrantAndPackagesDoNotWaitOnEachOther) {
+    std::vector<std::unique_ptr<quilkova::test::ChildProcess>> callers;
+    for (int i = 0; i < 16; ++i) {
+        const std::string result = root().Path("/token-" + std::to_string(i));
+        callers.push_back(std::make_unique<quilkova::test::ChildProcess>([result] {
+            std::ofstream(result) << PackagePkceClient("backup").GetAccessToken();
+            return 0;
+        }));
+    }
+    for (auto& caller : callers) {
+        EXPECT_EQ(caller->Wait(), 0);
+    }
+    EXPECT_EQ(Sent(kConfigEndpoint), 1u);
+    EXPECT_EQ(Sent(kGrant), 1u);
+    for (int i = 1; i < 16; ++i) {
+        EXPECT_EQ(root().ReadFile("/token-" + std::to_string(i)), root().ReadFile("/token-0")) << i;
+    }
+
+    quilkova::test::LockHolder holder("/tmp/account_backup_package_get_token.lock");
+    ASSERT_TRUE(holder.holding());
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_NE(PackagePkceClient("healthbeacon").GetAccessToken(), "");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
+}
+
+TEST_F(PackageTest, ANameThatCouldLeaveItsDirectoryIsRefusedBeforeAnyFile) {
+    for (const std::string& name : {std::string(""), std::string("../backup"), std::string("a/b"), std::string(".."),
+                                    std::string("hos"), std::string("a b"), std::string("a\0b", 3),
+                                    std::string("tab\t"), std::string("\xc3\xbc")}) {
+        EXPECT_EQ(CodeOf([&] { PackagePkceClient client(name); }), KOVA_ERR_BAD_PARAM) << name;
+    }
+    std::vector<std::string> made;
+    DIR* tmp = ::opendir(root().Path("/tmp").c_str());
+    while (const dirent* entry = ::readdir(tmp)) {
+        const std::string entry_name = entry->d_name;
+        if (entry_name.find("pkce_client") != std::string::npos || entry_name.find("package") != std::string::npos) {
+            made.push_back(entry_name);
+        }
+    }
+    ::closedir(tmp);
+    EXPECT_TRUE(made.empty()) << made.front();
+    EXPECT_EQ(Sent(kConfigEndpoint), 0u);
+}
+
+TEST_F(PackageTest, TheMonitoringServiceGetsItsRedirectWithTheCode) {
+    const quilkova::AccountHealthBeaconService beacon;
+    const std::string url = beacon.Grant("beacon-web", "read write", "https://beacon.example/cb?x=1", "s t&1");
+    const auto grant = sim().RequestsTo(kBeaconGrant).at(0);
+    std::vector<std::string> fields;
+    for (const auto& [name, value] : grant.fields) {
+        fields.push_back(name + "=" + value);
+    }
+    EXPECT_EQ(fields, (std::vector<std::string>{"client_id=beacon-web", "redirect_url=https://beacon.example/cb?x=1",
+                                                 "state=s t&1", "scopes[]=read write"}));
+    EXPECT_FALSE(grant.HasHeader("X-Client-ID"));
+    EXPECT_EQ(grant.Header("Authorization").rfind("Bearer at-", 0), 0u) << "the healthbeacon package's token";
+    const std::string prefix = "https://beacon.example/cb?x=1?scope=read%20write&state=s%20t%261&code=code-";
+    EXPECT_EQ(url.rfind(prefix, 0), 0u) << url;
+    for (const auto& [status, code] : {std::pair<int, int>{401, KOVA_ERR_RESPONSE}, {500, KOVA_ERR_RESPONSE}}) {
+        Answer(kBeaconGrant, "{}", status);
+        EXPECT_EQ(CodeOf([&] { beacon.Grant("beacon-web", "read", "https://b.example", "s"); }), code) << status;
+    }
+    Answer(kBeaconGrant, R"({"code": "x"})");
+    EXPECT_EQ(CodeOf([&] { beacon.Grant("beacon-web", "read", "https://b.example", "s"); }), KOVA_ERR_RESPONSE);
+}
+
+}  // namespace

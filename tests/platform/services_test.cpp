@@ -1,0 +1,261 @@
+// The generic platform's device facts, cloud-service key, notifications,
+// processes, scheduler, time zone and PKCE pair.
+#include <gtest/gtest.h>
+#include <json/json.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <set>
+#include <sstream>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "fixtures.hpp"
+#include "quilplatform/cloud_service.h"
+#include "quilplatform/crond.h"
+#include "quilplatform/device.h"
+#include "quilplatform/notify.h"
+#include "quilplatform/pkce.h"
+#include "quilplatform/plugin.h"
+#include "quilplatform/process.h"
+#include "quilplatform/qlibc_error.h"
+#include "quilplatform/qlibc_string.h"
+#include "quilplatform/zone.h"
+
+namespace {
+
+using quilkova::test::TempRoot;
+using quilkova::test::WriteDevice;
+
+constexpr const char* kApiKeyFile = "/usr/quil/etc/quillion-account/private/apikey";
+
+std::string Fact(int (*get)(char*, int)) {
+    char buffer[64] = {};
+    return get(buffer, sizeof(buffer)) > 0 ? buffer : "<failed>";
+}
+
+std::string Md5Hex(const std::string& text) {
+    FILE* pipe = ::popen(("printf %s '" + text + "' | openssl md5").c_str(), "r");
+    char line[128] = {};
+    const bool read = pipe != nullptr && std::fgets(line, sizeof(line), pipe) != nullptr;
+    if (pipe != nullptr) {
+        ::pclose(pipe);
+    }
+    const std::string out = read ? line : "";
+    return out.size() > 33 ? out.substr(out.find("= ") + 2, 32) : "";
+}
+
+std::vector<std::string> Words(const std::string& text) {
+    std::istringstream in(text);
+    std::vector<std::string> words;
+    for (std::string word; in >> word;) {
+        words.push_back(word);
+    }
+    return words;
+}
+
+TEST(DeviceFacts, ComeFromTheDeviceFileWithTheirFallbacks) {
+    TempRoot root;
+    EXPECT_EQ(Fact(QLIBGetSerialNumber), "<failed>");
+    WriteDevice(root, "2150ABCD1234", "");
+    EXPECT_EQ(Fact(QLIBGetSerialNumber), "2150ABCD1234");
+    EXPECT_EQ(Fact(QLIBGetOriginalSerialNumber), "2150ABCD1234");
+    EXPECT_EQ(Fact(QUILHsinfoCloudServiceGetMacAddress), "<failed>");
+    // No "mac" key: the first interface other than loopback, by name.
+    root.WriteFile("/sys/class/net/lo/address", "00:00:00:00:00:00\n");
+    root.WriteFile("/sys/class/net/eth1/address", "00:11:32:00:00:02\n");
+    root.WriteFile("/sys/class/net/eth0/address", "00:11:32:00:00:01\n");
+    EXPECT_EQ(Fact(QUILHsinfoCloudServiceGetMacAddress), "00:11:32:00:00:01");
+    root.WriteFile(quilkova::test::kDeviceFile, "serial=\"NEW1\"\noriginal_serial=\"OLD1\"\nmac=\"aa:bb\"\n");
+    EXPECT_EQ(Fact(QLIBGetOriginalSerialNumber), "OLD1");
+    EXPECT_EQ(Fact(QUILHsinfoCloudServiceGetMacAddress), "aa:bb");
+
+    char agent[256] = "stale";
+    EXPECT_LT(QLIBHsinfoUserAgentGet("kova", agent, sizeof(agent)), 0) << "no model or firmware";
+    EXPECT_STREQ(agent, "");
+    WriteDevice(root);
+    EXPECT_GT(QLIBHsinfoUserAgentGet("kova", agent, sizeof(agent)), 0);
+    EXPECT_STREQ(agent, "kova/7.2.1 (QN-420)");
+}
+
+TEST(CloudService, KeepsOneApiKeyUntilItExpires) {
+    TempRoot root;
+    WriteDevice(root);
+    char key[QUIL_CLOUD_SERVICE_APIKEY_SIZE] = {};
+    EXPECT_LT(QUILCloudServiceGetApiKey(key, 0), 0) << "none stored, none registered";
+    EXPECT_EQ(QUILCloudServiceGetErrorCode(), QUIL_CLOUD_SERVICE_ERR_LOCAL);
+    ASSERT_EQ(QUILCloudServiceGetApiKey(key, 1), 0);
+    EXPECT_EQ(QUILCloudServiceGetErrorCode(), QUIL_CLOUD_SERVICE_ERR_NONE);
+    const std::string first = key;
+    EXPECT_EQ(first.size(), 64u);
+    EXPECT_EQ(root.Mode(kApiKeyFile), 0600);
+    ASSERT_EQ(QUILCloudServiceGetApiKey(key, 1), 0);
+    EXPECT_EQ(first, key) << "a stored key is reused";
+    ASSERT_EQ(QUILCloudServiceRegisterApiKey(key), 0);
+    EXPECT_NE(first, key);
+
+    char token[QUIL_CLOUD_SERVICE_DSTOKEN_SIZE] = {};
+    ASSERT_EQ(QUILCloudServiceDstokenGenerateToken(token), 0);
+    EXPECT_EQ(token, Md5Hex("2150ABCD1234" + std::string(key))) << "MD5 of serial and key";
+
+    EXPECT_EQ(QUILCloudServiceActionHandler(QUIL_CLOUD_SERVICE_ACTION_APIKEY_EXPIRED, 0), 0);
+    EXPECT_FALSE(root.Exists(kApiKeyFile));
+    root.WriteFile(quilkova::test::kDeviceFile, "");
+    EXPECT_LT(QUILCloudServiceDstokenGenerateToken(token), 0) << "no serial";
+}
+
+TEST(Notifications, AreAppendedAsJsonLines) {
+    TempRoot root;
+    PQLIBCSzHash params = QLIBCSzHashAlloc(4);
+    QLIBCSzHashSetValue(params, "%KOVA_ACCOUNT%", "owner@example.com");
+    ASSERT_EQ(QUILSysNotifySendNotifiction("KoVAPasswordChanged", params), 0);
+    QLIBCSzHashFree(params);
+    ASSERT_EQ(QUILSysNotifySendNotifiction("Empty", nullptr), 0);
+    ASSERT_EQ(QUILLogSet1(2, 1, 0x13A00001, "owner@example.com", "", nullptr, ""), 0);
+    EXPECT_EQ(root.ReadFile("/var/log/quil/notifications.jsonl"),
+              "{\"params\":{\"%KOVA_ACCOUNT%\":\"owner@example.com\"},\"tag\":\"KoVAPasswordChanged\"}\n"
+              "{\"params\":{},\"tag\":\"Empty\"}\n");
+    EXPECT_EQ(root.ReadFile("/var/log/quil/events.jsonl"),
+              "{\"args\":[\"owner@example.com\",\"\",\"\",\"\"],\"event\":329252865,\"level\":1,\"type\":2}\n");
+}
+
+TEST(Processes, RunWithoutAShellWithTheLibrarysEnvironment) {
+    TempRoot root;
+    EXPECT_EQ(QLIBCExecl("/bin/sh", "-c", "exit 3", nullptr), 3);
+    EXPECT_EQ(QLIBCExecl("/no/such/program", nullptr), -1);
+    EXPECT_EQ(QLIBCExecl("/bin/echo", "$HOME; rm -rf /", nullptr), 0) << "arguments are not shell text";
+
+    // An appliance program is looked for under the root first.
+    quilkova::test::WriteScript(root, "/usr/quil/sbin/quilddnsinfo", "echo \"account:$1\"");
+    FILE* out = QLIBCPopen("/usr/quil/sbin/quilddnsinfo", "r", "--get-quil-account", nullptr);
+    ASSERT_NE(out, nullptr);
+    char line[256] = {};
+    ASSERT_NE(std::fgets(line, sizeof(line), out), nullptr);
+    EXPECT_STREQ(line, "account:--get-quil-account\n");
+    EXPECT_EQ(QLIBCPclose(out), 0);
+    EXPECT_EQ(QLIBCPopen("/bin/true", "w", nullptr), nullptr);
+    EXPECT_EQ(QLIBCPclose(stdin), -1) << "not a stream of ours";
+
+    // The plug-ins see the account the library gives, whatever the caller's environment says.
+    quilkova::test::WriteScript(root, "/usr/quil/lib/plugins/kova/login.d/10-record",
+                                "echo \"$1 [$QUIL_PLUGIN_ACCOUNT]\" >> " + root.Path("/calls"));
+    ::setenv("QUIL_PLUGIN_ACCOUNT", "intruder@example.com", 1);
+    PQLIBPLUGIN handle = nullptr;
+    ASSERT_EQ(QLIBPluginSDKInit("kova", "kova/login", &handle, "owner@example.com"), 0);
+    EXPECT_EQ(QLIBPluginAction(5, handle), 0);
+    QLIBPluginExit(handle);
+    ::unsetenv("QUIL_PLUGIN_ACCOUNT");
+    EXPECT_EQ(root.ReadFile("/calls"), "5 [owner@example.com]\n");
+}
+
+TEST(Scheduler, RendersRangesToValuesWithinThemAndFailsWithItsError) {
+    TempRoot root;
+    Json::Value jobs;
+    jobs[0]["period"] = "crontab";
+    jobs[0]["user"] = "root";
+    jobs[0]["cmd_list"].append("/usr/quil/bin/quilkova");
+    jobs[0]["cmd_list"].append("--report_info");
+    QUIL::QUILCrond::ConfigManager kova("kova", false);
+    for (const auto& [crontab, low, high] : {std::tuple<const char*, int, int>{"~ ~ ~ ~ ~", 0, 59},
+                                               {"0~59 0~23 1~31 1~12 0~7", 0, 59},
+                                               {"7 9~16 1~31 1~12 1~5", 0, 59}}) {
+        jobs[0]["crontab"] = crontab;
+        std::set<std::string> minutes;
+        for (int round = 0; round < 40; ++round) {
+            ASSERT_TRUE(kova.Save(jobs)) << crontab;
+            const std::string cron = root.ReadFile("/etc/cron.d/quil-kova");
+            const std::vector<std::string> words = Words(cron.substr(cron.find('\n') + 1));
+            ASSERT_EQ(words.size(), 8u) << cron;
+            const int limits[5][2] = {{low, high}, {0, 23}, {1, 31}, {1, 12}, {0, 7}};
+            for (int field = 0; field < 5; ++field) {
+                const int value = std::stoi(words[field]);
+                EXPECT_TRUE(value >= limits[field][0] && value <= limits[field][1]) << crontab << ": " << cron;
+            }
+            minutes.insert(words[0]);
+            EXPECT_EQ(words[5] + " " + words[6] + " " + words[7], "root /usr/quil/bin/quilkova --report_info");
+        }
+        EXPECT_GT(minutes.size(), std::string(crontab)[0] == '7' ? 0u : 1u) << "picked at random";
+    }
+    EXPECT_NE(root.ReadFile("/usr/quil/etc/crond/kova.json").find("\"7 9~16 1~31 1~12 1~5\""), std::string::npos);
+    jobs[0]["crontab"] = "~ 9~99 * * *";
+    EXPECT_FALSE(kova.Save(jobs));
+    EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_BAD_PARAMETERS);
+
+    // Where the rendering cannot be written, the scheduler says so.
+    jobs[0]["crontab"] = "0 3 * * *";
+    ASSERT_TRUE(kova.Remove());
+    EXPECT_FALSE(kova.Remove()) << "nothing left to remove";
+    ASSERT_EQ(::rmdir(root.Path("/etc/cron.d").c_str()), 0);
+    root.WriteFile("/etc/cron.d", "a file where a directory belongs");
+    EXPECT_FALSE(kova.Save(jobs));
+    EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_FILE_WRITE);
+}
+
+TEST(Scheduler, ScheduleRemoveDropsOnlyTheLinesRunningTheCommand) {
+    TempRoot root;
+    EXPECT_EQ(QUILScheduleRemove("/usr/quil/bin/quilkova --report_info"), 0) << "no crontab at all";
+    root.WriteFile("/etc/crontab",
+                   "# m h dom mon dow user command\n"
+                   "0 3 * * * root /usr/quil/bin/quilkova --report_info\n"
+                   "5 4 * * * root /usr/bin/other --report_info\n"
+                   "#0 3 * * * root /usr/quil/bin/quilkova --report_info\n"
+                   "7 9 * * 1 root   /usr/quil/bin/quilkova   --report_info\n");
+    EXPECT_EQ(QUILScheduleRemove("/usr/quil/bin/quilkova --report_info"), 2);
+    EXPECT_EQ(root.ReadFile("/etc/crontab"),
+              "# m h dom mon dow user command\n"
+              "5 4 * * * root /usr/bin/other --report_info\n"
+              "#0 3 * * * root /usr/quil/bin/quilkova --report_info\n");
+}
+
+TEST(Zone, ComesFromTheSettingsOrTheLocaltimeLinkAndIsCheckedAgainstZoneinfo) {
+    TempRoot root;
+    char zone[256] = {};
+    int needed = 0;
+    EXPECT_LT(QUILZoneGet(zone, sizeof(zone), &needed), 0);
+    root.WriteFile("/etc/placeholder", "");
+    ASSERT_EQ(::symlink("/usr/share/zoneinfo/Europe/Berlin", root.Path("/etc/localtime").c_str()), 0);
+    ASSERT_EQ(QUILZoneGet(zone, sizeof(zone), &needed), 0);
+    EXPECT_STREQ(zone, "Europe/Berlin");
+    root.WriteFile("/etc/timezone", "Pacific/Auckland\n");
+    ASSERT_EQ(QUILZoneGet(zone, sizeof(zone), &needed), 0);
+    EXPECT_STREQ(zone, "Pacific/Auckland");
+    char small[8];
+    EXPECT_LT(QUILZoneGet(small, sizeof(small), &needed), 0);
+    EXPECT_EQ(needed, 17) << "tells the size it needs";
+
+    PQLIBCSzHash info = QLIBCSzHashAlloc(4);
+    EXPECT_EQ(QUILZoneGetInfo("Pacific/Auckland", info), 0);
+    EXPECT_STREQ(QLIBCSzHashGetValue(info, "nameInTZDB"), "Pacific/Auckland");
+    for (const char* bad : {"Mars/Olympus_Mons", "../../etc/passwd", "/etc/passwd"}) {
+        PQLIBCSzHash unknown = QLIBCSzHashAlloc(4);
+        EXPECT_LT(QUILZoneGetInfo(bad, unknown), 0) << bad;
+        EXPECT_EQ(QLIBCSzHashGetValue(unknown, "nameInTZDB"), nullptr);
+        QLIBCSzHashFree(unknown);
+    }
+    QLIBCSzHashFree(info);
+}
+
+TEST(PkcePair, IsFreshEachTimeAndTheChallengeIsTheVerifiersS256) {
+    std::set<std::string> verifiers;
+    for (int i = 0; i < 20; ++i) {
+        char challenge[44];
+        char verifier[44];
+        std::memset(challenge, 'Z', sizeof(challenge));
+        ASSERT_EQ(quil_challenge_verifier_no_save(challenge, sizeof(challenge), verifier, sizeof(verifier)), 0);
+        EXPECT_EQ(std::strlen(verifier), 43u);
+        EXPECT_EQ(std::string(verifier).find_first_not_of(
+                      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_"),
+                  std::string::npos);
+        EXPECT_EQ(challenge, quilkova::sim::S256(verifier));
+        verifiers.insert(verifier);
+    }
+    EXPECT_EQ(verifiers.size(), 20u);
+    char small[43];
+    char verifier[44];
+    EXPECT_LT(quil_challenge_verifier_no_save(small, sizeof(small), verifier, sizeof(verifier)), 0);
+    EXPECT_LT(quil_challenge_verifier_no_save(verifier, sizeof(verifier), nullptr, 44), 0);
+}
+
+}  // namespace
