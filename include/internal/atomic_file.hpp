@@ -5,10 +5,15 @@
 #include <sys/types.h>
 
 #include <string>
+#include <vector>
 
 // Whole-file reads and crash-safe replacement, shared by both libraries.
 // Paths are real paths (already rooted). Results are 0 or an errno value.
 namespace quilkova::internal {
+
+// The names in a directory other than "." and "..", in no particular order;
+// empty when it cannot be read.
+std::vector<std::string> DirectoryEntries(const std::string& directory);
 
 // Reads a regular file whole without following a symbolic link at `path`.
 // `info`, when given, receives the file's status.

@@ -1,8 +1,6 @@
 // Device facts of the generic platform.
 #include "quilplatform/device.h"
 
-#include <dirent.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -42,17 +40,12 @@ int CopyOut(const std::string& text, char* buffer, int size) {
 // The address of the first network interface (by name) other than loopback.
 std::string FirstInterfaceAddress() {
     const std::string net = quilkova::internal::RootedPath("/sys/class/net");
-    std::vector<std::string> names;
-    if (DIR* dir = ::opendir(net.c_str())) {
-        while (const dirent* entry = ::readdir(dir)) {
-            if (entry->d_name[0] != '.' && std::strcmp(entry->d_name, "lo") != 0) {
-                names.push_back(entry->d_name);
-            }
-        }
-        ::closedir(dir);
-    }
+    std::vector<std::string> names = quilkova::internal::DirectoryEntries(net);
     std::sort(names.begin(), names.end());
     for (const std::string& name : names) {
+        if (name == "lo" || name[0] == '.') {
+            continue;
+        }
         std::string address;
         if (quilkova::internal::ReadFileNoFollow(net + "/" + name + "/address", address) != 0) {
             continue;

@@ -7,6 +7,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <memory>
 #include <new>
 #include <string>
 
@@ -52,15 +53,16 @@ int QUILSysNotifySendNotifiction(const char* tag, PQLIBCSzHash params) {
         record["tag"] = tag;
         record["params"] = Json::objectValue;
         const int count = params != nullptr ? QLIBCSzHashCount(params) : 0;
-        PQLIBCSzList keys = count > 0 ? QLIBCSzListAlloc(count) : nullptr;
-        if (keys != nullptr && QLIBCSzHashEnumKey(params, keys) == count) {
-            for (int i = 0; i < count; ++i) {
-                const char* key = QLIBCSzListGet(keys, i);
-                const char* value = QLIBCSzHashGetValue(params, key);
-                record["params"][key] = value != nullptr ? value : "";
-            }
+        const std::unique_ptr<QLIBCSzList, void (*)(PQLIBCSzList)> keys(count > 0 ? QLIBCSzListAlloc(count) : nullptr,
+                                                                        QLIBCSzListFree);
+        if (count > 0 && (!keys || QLIBCSzHashEnumKey(params, keys.get()) != count)) {
+            return -1;  // the last error is the container's
         }
-        QLIBCSzListFree(keys);
+        for (int i = 0; i < count; ++i) {
+            const char* key = QLIBCSzListGet(keys.get(), i);
+            const char* value = QLIBCSzHashGetValue(params, key);
+            record["params"][key] = value != nullptr ? value : "";
+        }
         return AppendLine("/var/log/quil/notifications.jsonl", record);
     } catch (const std::bad_alloc&) {
         QLIBC_FAIL(QLIBC_ERR_OUT_OF_MEMORY);

@@ -1,7 +1,6 @@
 // The plug-in SDK: executables per event, run one after another, each bounded.
 #include "quilplatform/plugin.h"
 
-#include <dirent.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "internal/atomic_file.hpp"
 #include "internal/root_prefix.hpp"
 #include "last_error.hpp"
 #include "process_runner.hpp"
@@ -28,19 +28,14 @@ constexpr std::chrono::seconds kPluginTimeLimit{30};
 // Regular executable files of the directory, by name.
 std::vector<std::string> Plugins(const std::string& directory) {
     std::vector<std::string> names;
-    DIR* dir = ::opendir(directory.c_str());
-    if (dir == nullptr) {
-        return names;
-    }
-    while (const dirent* entry = ::readdir(dir)) {
-        const std::string path = directory + "/" + entry->d_name;
+    for (const std::string& name : quilkova::internal::DirectoryEntries(directory)) {
+        const std::string path = directory + "/" + name;
         struct stat info {};
-        if (entry->d_name[0] != '.' && ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
+        if (name[0] != '.' && ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
             ::access(path.c_str(), X_OK) == 0) {
-            names.push_back(entry->d_name);
+            names.push_back(name);
         }
     }
-    ::closedir(dir);
     std::sort(names.begin(), names.end());
     return names;
 }

@@ -1,4 +1,5 @@
 // The platform's string hash and string list.
+#include <memory>
 #include <new>
 #include <optional>
 #include <string>
@@ -28,9 +29,9 @@ Container* NewContainer(int capacity, Member member) {
         return nullptr;
     }
     try {
-        auto* container = new Container;
-        (container->*member).reserve(static_cast<size_t>(capacity));
-        return container;
+        auto container = std::make_unique<Container>();
+        ((*container).*member).reserve(static_cast<size_t>(capacity));
+        return container.release();
     } catch (const std::bad_alloc&) {
         QLIBC_FAIL(QLIBC_ERR_OUT_OF_MEMORY);
         return nullptr;

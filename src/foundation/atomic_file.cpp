@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "internal/root_prefix.hpp"
@@ -86,6 +87,24 @@ int FillTemporary(Descriptor& fd, const std::string& content, mode_t mode, uid_t
 }
 }  // namespace
 
+std::vector<std::string> DirectoryEntries(const std::string& directory) {
+    struct Closer {
+        void operator()(DIR* dir) const { ::closedir(dir); }
+    };
+    const std::unique_ptr<DIR, Closer> dir(::opendir(directory.c_str()));
+    std::vector<std::string> names;
+    while (dir) {
+        const dirent* entry = ::readdir(dir.get());
+        if (entry == nullptr) {
+            break;
+        }
+        if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0) {
+            names.emplace_back(entry->d_name);
+        }
+    }
+    return names;
+}
+
 int ReadFileNoFollow(const std::string& path, std::string& content, struct stat* info) {
     Descriptor fd(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
     if (fd.get() < 0) {
@@ -131,21 +150,16 @@ bool IsTemporaryOf(const char* name, const std::string& base) {
 // A writer holds a lock on its temporary file until it is renamed: one that
 // can be locked belongs to a writer that died (its locks died with it).
 void SweepStaleTemporaries(const std::string& directory, const std::string& base) {
-    DIR* dir = ::opendir(directory.c_str());
-    if (dir == nullptr) {
-        return;
-    }
-    while (const dirent* entry = ::readdir(dir)) {
-        if (!IsTemporaryOf(entry->d_name, base)) {
+    for (const std::string& name : DirectoryEntries(directory)) {
+        if (!IsTemporaryOf(name.c_str(), base)) {
             continue;
         }
-        const std::string path = directory + "/" + entry->d_name;
+        const std::string path = directory + "/" + name;
         Descriptor fd(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
         if (fd.get() >= 0 && ::flock(fd.get(), LOCK_EX | LOCK_NB) == 0) {
             ::unlink(path.c_str());
         }
     }
-    ::closedir(dir);
 }
 
 // One attempt: ENOENT from the rename means a sweeper took our temporary file

@@ -162,13 +162,10 @@ TEST_F(QueryTest, MissingMembersRefusalsAndUnwritableAnswersStoreNothing) {
 
 TEST_F(QueryTest, BadauthRemovesTheAccountAndConcurrentCallersSendOneRequest) {
     LastQueried(2 * 86400);
-    std::vector<std::unique_ptr<quilkova::test::ChildProcess>> callers;
-    for (int i = 0; i < 6; ++i) {
-        callers.push_back(std::make_unique<quilkova::test::ChildProcess>([] {
-            Json::Value result;
-            return QUILKOVAAccountQueryInfo(result, false, true) == 0 && result["full_name"] == "Ann Owner" ? 0 : 1;
-        }));
-    }
+    auto callers = quilkova::test::StartTogether(6, [](int) {
+        Json::Value result;
+        return QUILKOVAAccountQueryInfo(result, false, true) == 0 && result["full_name"] == "Ann Owner" ? 0 : 1;
+    });
     for (auto& caller : callers) {
         EXPECT_EQ(caller->Wait(), 0);
     }

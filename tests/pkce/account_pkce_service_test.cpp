@@ -120,14 +120,11 @@ TEST_F(AccountPkceTest, SixteenProcessesRescueWithOneGrant) {
     Login();
     AgeToken(7200);
     sim().RevokeRefreshTokens();
-    std::vector<std::unique_ptr<quilkova::test::ChildProcess>> callers;
-    for (int i = 0; i < 16; ++i) {
-        const std::string result = root().Path("/token-" + std::to_string(i));
-        callers.push_back(std::make_unique<quilkova::test::ChildProcess>([result] {
-            std::ofstream(result) << AccountPkceService().GetAccessToken();
-            return 0;
-        }));
-    }
+    const std::string results = root().Path("/token-");
+    auto callers = quilkova::test::StartTogether(16, [&results](int i) {
+        std::ofstream(results + std::to_string(i)) << AccountPkceService().GetAccessToken();
+        return 0;
+    });
     for (auto& caller : callers) {
         EXPECT_EQ(caller->Wait(), 0);
     }

@@ -219,14 +219,11 @@ TEST_F(PkceClientTest, ConcurrentReadersOfAnExpiredTokenRenewItOnce) {
     Exchange();
     AgeToken(7200);
     constexpr int kReaders = 8;
-    std::vector<std::unique_ptr<quilkova::test::ChildProcess>> readers;
-    for (int i = 0; i < kReaders; ++i) {
-        const std::string result = root().Path("/reader-" + std::to_string(i));
-        readers.push_back(std::make_unique<quilkova::test::ChildProcess>([this, result] {
-            std::ofstream(result) << client_->GetAccessToken();
-            return 0;
-        }));
-    }
+    const std::string results = root().Path("/reader-");
+    auto readers = quilkova::test::StartTogether(kReaders, [this, &results](int i) {
+        std::ofstream(results + std::to_string(i)) << client_->GetAccessToken();
+        return 0;
+    });
     std::string first_token;
     for (int i = 0; i < kReaders; ++i) {
         ASSERT_EQ(readers[i]->Wait(), 0);

@@ -101,6 +101,20 @@ void ChildProcess::Kill() {
     reaped_ = true;
 }
 
+std::vector<std::unique_ptr<ChildProcess>> StartTogether(int count, const std::function<int(int)>& body) {
+    ReadySignal start;
+    std::vector<std::unique_ptr<ChildProcess>> children;
+    for (int i = 0; i < count; ++i) {
+        children.push_back(std::make_unique<ChildProcess>([&start, &body, i] {
+            return start.Wait(std::chrono::seconds(30)) ? body(i) : 98;
+        }));
+    }
+    for (int i = 0; i < count; ++i) {
+        start.Notify();
+    }
+    return children;
+}
+
 LockHolder::LockHolder(const std::string& lock_path) {
     child_ = std::make_unique<ChildProcess>([this, lock_path] {
         FileLock lock(lock_path);

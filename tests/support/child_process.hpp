@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace quilkova::test {
 
@@ -43,6 +44,11 @@ private:
     pid_t pid_;
     bool reaped_ = false;
 };
+
+// Runs body(0) ... body(count - 1) in forked processes that start together,
+// once the last of them exists: none is forked while others are at work (a
+// fork in the middle of another thread's allocation can hang the child).
+std::vector<std::unique_ptr<ChildProcess>> StartTogether(int count, const std::function<int(int)>& body);
 
 // Another process that takes a FileLock and holds it until Release() or the
 // end of this object.

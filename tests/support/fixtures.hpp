@@ -63,7 +63,7 @@ protected:
     sim::Simulator& sim() { return *sim_; }
     size_t Sent(const std::string& path) { return sim_->RequestsTo(path).size(); }
     void Answer(const std::string& path, const std::string& body, int status = 200) {
-        sim_->Queue(path, {status, body, 0});
+        sim_->Queue(path, {status, body, 0, {}});
     }
     std::string PluginCalls() { return root().ReadFile("/plugin-calls"); }
     // A browser login's authorization code for the login client.
