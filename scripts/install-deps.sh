@@ -6,9 +6,9 @@ set -euo pipefail
 packages=(
   cmake g++ make pkg-config
   libcurl4-openssl-dev libjsoncpp-dev libssl-dev libboost-dev
-  libcpp-httplib-dev
+  libcpp-httplib-dev libcli11-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  openssl ca-certificates valgrind tzdata gcovr
+  openssl ca-certificates valgrind tzdata gcovr curl
 )
 
 missing=()

@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# The quilkova program from a shell: help everywhere, one-line errors with a
+# non-zero status, the report run against the simulator.
+set -euo pipefail
+quilkova=$1
+simulator=$2
+source_dir=$3
+[[ $(id -u) -eq 0 ]] || { echo "needs root: the account record is root's"; exit 77; }
+source "$source_dir/scripts/lib/appliance.sh"
+trap appliance_stop EXIT
+appliance_start "$simulator" "$source_dir/tools/config"
+
+for command in "" status login logout token query scan register update; do
+    "$quilkova" $command --help | grep -q '^Usage'
+done
+# expect STATUS PATTERN COMMAND...: the status, and one line on standard error matching the pattern.
+expect() {
+    local status=0
+    "${@:3}" 2>"$APPLIANCE_WORK/err" >/dev/null || status=$?
+    [[ $status -eq $1 ]] || { echo "status $status, not $1: ${*:3}" >&2; exit 1; }
+    [[ $(wc -l <"$APPLIANCE_WORK/err") -eq 1 ]] && grep -q "$2" "$APPLIANCE_WORK/err" ||
+        { echo "stderr of ${*:3}:" >&2; cat "$APPLIANCE_WORK/err" >&2; exit 1; }
+}
+expect 2 'not expected: --bogus' "$quilkova" --bogus
+expect 2 'package' "$quilkova" token --package
+expect 1 'error 3 (KOVA_ERR_NO_ACCOUNT): Failed to get kova account' "$quilkova" status
+expect 1 '"name":"KOVA_ERR_NO_ACCOUNT"' "$quilkova" --json query
+expect 1 'error 1 (KOVA_ERR_BAD_PARAM): no password' "$quilkova" login ann@example.com </dev/null
+
+curl -fsS -o /dev/null --data 'email=ann@example.com&passwd=pw' "$SIM_URL/device/api/user/register"
+echo pw | "$quilkova" login ann@example.com >/dev/null
+"$quilkova" --report_info
+[[ $(curl -fsS "$SIM_URL/_sim/requests" | grep -o '"/device/api/report"' | wc -l) -eq 1 ]]
+sim_control queue '{"path": "/device/api/report", "body": "{\"code\": \"badauth\"}"}' >/dev/null
+expect 1 'error 14 (KOVA_ERR_AUTH)' "$quilkova" --report_info
+grep -q KoVAAccountLoggedOut "$QUILKOVA_ROOT/var/log/quil/notifications.jsonl"
+printf 'account_host="http://127.0.0.1:9"\nkovaIDSerial="u-1"\nhs_auth_key="k"\n' \
+    > "$QUILKOVA_ROOT/usr/quil/etc/quillion-account/private/user.conf"
+expect 1 'error 4 (KOVA_ERR_SEND)' "$quilkova" query
+echo "quilkova: help, errors and the report run as documented"

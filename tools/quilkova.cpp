@@ -1,0 +1,329 @@
+// quilkova: the scheduled report run and an administrator's commands for the
+// appliance's cloud account. Each command is one or two library calls; the
+// program adds nothing but reading arguments and printing.
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <ctime>
+#include <iostream>
+#include <optional>
+#include <string>
+
+#include "console.hpp"
+#include "quilkova/account_pkce_service.hpp"
+#include "quilkova/kova_exception.hpp"
+#include "quilkova/package_pkce_client.hpp"
+#include "quilkova/pkce_client.hpp"
+#include "quilkova/quilkova.h"
+
+namespace {
+
+using quilkova::tool::Console;
+using quilkova::tool::ReadSecret;
+
+// The exception's message, without its code suffix and stack.
+std::string MessageOf(const quilkova::KovaException& error) {
+    const std::string all = error.what();
+    return all.substr(0, std::min(all.find(" [code="), all.find('\n')));
+}
+
+// A class call: its exception becomes one error line (without the stack) and status 1.
+template <typename Call>
+int Classes(const Console& console, Call&& call) {
+    try {
+        return call();
+    } catch (const quilkova::KovaException& error) {
+        console.Error(error.GetCode(), MessageOf(error));
+        return 1;
+    }
+}
+
+std::string Time(long long seconds) {
+    if (seconds <= 0) {
+        return "never";
+    }
+    char text[32];
+    const std::time_t time = static_cast<std::time_t>(seconds);
+    std::tm utc{};
+    std::strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S UTC", gmtime_r(&time, &utc));
+    return text;
+}
+
+const char* YesNo(bool flag) {
+    return flag ? "yes" : "no";
+}
+
+int Status(const Console& console) {
+    KOVA_INFO info = {};
+    if (QUILKOVAAccountGet(&info) != 0) {
+        return console.Failed(QUILKOVAErrGet());
+    }
+    KOVA_SERVER_CONFIG hosts = {};
+    QUILKOVAServerConfigGet(&hosts);
+    const quilkova::PkceClient hos("hos");
+    const bool token = hos.HasTokenFile();
+    Json::Value json;
+    json["email"] = info.email;
+    json["user_id"] = info.user_id;
+    json["full_name"] = info.full_name;
+    json["activated"] = info.activated != 0;
+    json["last_query_time"] = info.last_query_time;
+    json["account_host"] = hosts.account_url;
+    json["appliance_token"] = token;
+    json["appliance_token_expires_at"] = static_cast<Json::Int64>(token ? hos.GetExpiredAt() : 0);
+    console.Show(json, {{"account", info.email},
+                        {"user id", info.user_id},
+                        {"name", info.full_name},
+                        {"activated", YesNo(info.activated != 0)},
+                        {"last query", Time(info.last_query_time)},
+                        {"account host", hosts.account_url},
+                        {"appliance token", token ? "expires " + Time(hos.GetExpiredAt()) : "none"}});
+    return 0;
+}
+
+int ShowAccount(const Console& console, const Json::Value& account) {
+    console.Show(account, {{"account", account["email"].asString()},
+                           {"name", account["full_name"].asString()},
+                           {"country", account["country"].asString()},
+                           {"time zone", account["timezone"].asString()},
+                           {"language", account["notify_language"].asString()},
+                           {"activated", YesNo(account["activated"].asBool())},
+                           {"newsletter", YesNo(account["enews"].asBool())},
+                           {"critical releases", YesNo(account["critical_release"].asBool())}});
+    return 0;
+}
+
+struct LoginOptions {
+    std::string email;
+    bool check = false;
+    bool pkce = false;
+    std::string code;
+    std::string verifier;
+    std::string redirect_uri;
+};
+
+int Login(const Console& console, const LoginOptions& options) {
+    if (options.pkce) {
+        if (options.code.empty() || options.verifier.empty() || options.redirect_uri.empty()) {
+            console.Error(KOVA_ERR_BAD_PARAM, "login --pkce needs --code, --verifier and --redirect-uri");
+            return 1;
+        }
+        return Classes(console, [&] {
+            const Json::Value account = quilkova::AccountPkceService().Login(
+                {"", options.code, options.verifier, options.redirect_uri});
+            console.Say("Logged in as " + account["email"].asString() + " (browser login)", account);
+            return 0;
+        });
+    }
+    if (options.email.empty()) {
+        console.Error(KOVA_ERR_BAD_PARAM, "login needs an e-mail (or --pkce)");
+        return 1;
+    }
+    std::string password;
+    if (!ReadSecret("Password: ", password)) {
+        console.Error(KOVA_ERR_BAD_PARAM, "no password on standard input");
+        return 1;
+    }
+    Json::Value answer;
+    if (QUILKOVAAccountLogin(options.email.c_str(), password.c_str(), answer, options.check) != 0) {
+        return console.Failed(QUILKOVAErrGet());
+    }
+    console.Say(options.check ? "The password of " + options.email + " is right" : "Logged in as " + options.email,
+                answer);
+    return 0;
+}
+
+int Token(const Console& console, const std::string& package, bool id_token) {
+    return Classes(console, [&] {
+        std::string token;
+        if (package.empty()) {
+            const quilkova::AccountPkceService appliance;
+            token = id_token ? appliance.GetIdToken() : appliance.GetAccessToken();
+        } else {
+            const quilkova::PackagePkceClient client(package);
+            token = id_token ? client.GetIdToken() : client.GetAccessToken();
+        }
+        Json::Value json;
+        json[id_token ? "id_token" : "access_token"] = token;
+        console.Say(token, json);
+        return 0;
+    });
+}
+
+int Scan(const Console& console) {
+    Json::Value accounts;
+    if (QUILKOVAAccountScanExisting(accounts) != 0) {
+        return console.Failed(QUILKOVAErrGet());
+    }
+    std::vector<std::pair<std::string, std::string>> lines;
+    for (const std::string& email : accounts.getMemberNames()) {
+        for (const Json::Value& service : accounts[email]["services"]) {
+            lines.emplace_back(email, service["type"].asString() + " " + service["value"].asString());
+        }
+    }
+    if (lines.empty() && !console.json()) {
+        std::cout << "No account is known to other services of this appliance." << std::endl;
+    }
+    console.Show(accounts, lines);
+    return 0;
+}
+
+struct RegisterOptions {
+    std::string email;
+    std::string name;
+    std::optional<std::string> country;
+    bool enews = false;
+    bool critical_release = false;
+    bool local_promotion = false;
+};
+
+int Register(const Console& console, const RegisterOptions& options) {
+    std::string password;
+    if (!ReadSecret("Password for the new account: ", password)) {
+        console.Error(KOVA_ERR_BAD_PARAM, "no password on standard input");
+        return 1;
+    }
+    if (QUILKOVAAccountRegister(options.email.c_str(), password.c_str(), options.name.c_str(),
+                                options.critical_release, options.enews, options.local_promotion,
+                                options.country ? options.country->c_str() : nullptr) != 0) {
+        return console.Failed(QUILKOVAErrGet());
+    }
+    console.Say("Registered " + options.email + "; log in with it to bind it", Json::Value(Json::objectValue));
+    return 0;
+}
+
+struct UpdateOptions {
+    std::optional<std::string> name, email, country, language, timezone, versions;
+    std::optional<bool> enews, critical_release, local_promotion;
+    bool change_password = false;
+};
+
+int Update(const Console& console, const UpdateOptions& options) {
+    std::string current;
+    std::string fresh;
+    const bool needs_current = options.email || options.change_password;
+    if (needs_current && !ReadSecret("Current password: ", current)) {
+        console.Error(KOVA_ERR_BAD_PARAM, "no current password on standard input");
+        return 1;
+    }
+    if (options.change_password && !ReadSecret("New password: ", fresh)) {
+        console.Error(KOVA_ERR_BAD_PARAM, "no new password on standard input");
+        return 1;
+    }
+    const auto text = [](const std::optional<std::string>& value) { return value ? value->c_str() : nullptr; };
+    const auto flag = [](const std::optional<bool>& value) { return value ? (*value ? 1 : 0) : -1; };
+    if (QUILKOVAAccountSetInfo(text(options.name), text(options.email), needs_current ? current.c_str() : nullptr,
+                               options.change_password ? fresh.c_str() : nullptr, text(options.country),
+                               text(options.language), text(options.timezone), flag(options.enews),
+                               flag(options.critical_release), flag(options.local_promotion),
+                               text(options.versions)) != 0) {
+        return console.Failed(QUILKOVAErrGet());
+    }
+    console.Say("Account updated", Json::Value(Json::objectValue));
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app{"quilkova: the appliance's cloud account. Run by the scheduler with --report_info."};
+    app.require_subcommand(0, 1);
+    app.fallthrough();
+    bool json = false;
+    bool report = false;
+    app.add_flag("--json", json, "print results (and errors, on standard error) as JSON, for scripts");
+    app.add_flag("--report_info", report, "send the scheduled report of the appliance's state");
+
+    CLI::App* status = app.add_subcommand("status", "show the bound account and the appliance's token");
+    LoginOptions login_options;
+    CLI::App* login = app.add_subcommand(
+        "login", "log in with an e-mail (password on standard input or typed, never on the command line)");
+    login->add_option("email", login_options.email, "the account's e-mail");
+    login->add_flag("--check", login_options.check, "only check the password; store nothing");
+    login->add_flag("--pkce", login_options.pkce, "finish a browser (PKCE) login instead");
+    login->add_option("--code", login_options.code, "the authorization code of the browser login");
+    login->add_option("--verifier", login_options.verifier, "the PKCE code verifier");
+    login->add_option("--redirect-uri", login_options.redirect_uri, "the redirect address the code was issued for");
+    bool local = false;
+    CLI::App* logout = app.add_subcommand("logout", "log out at the service, then on this appliance");
+    logout->add_flag("--local", local, "only on this appliance");
+    std::string package;
+    bool id_token = false;
+    CLI::App* token = app.add_subcommand("token", "print the appliance's (or a package's) access token");
+    token->add_option("--package", package, "the package whose token to print");
+    token->add_flag("--id", id_token, "the ID token instead of the access token");
+    bool refresh = false;
+    CLI::App* query = app.add_subcommand("query", "show the account as stored, refreshed when it is old");
+    query->add_flag("--refresh", refresh, "ask the service unless the last query is under 5 minutes old");
+    CLI::App* scan = app.add_subcommand("scan", "list the accounts other services of the appliance use");
+    RegisterOptions register_options;
+    CLI::App* registration = app.add_subcommand("register", "create an account (password on standard input)");
+    registration->add_option("email", register_options.email, "the new account's e-mail")->required();
+    registration->add_option("--name", register_options.name, "the account holder's name");
+    registration->add_option("--country", register_options.country, "a country code");
+    registration->add_flag("--enews", register_options.enews, "subscribe to the newsletter");
+    registration->add_flag("--critical-release", register_options.critical_release, "be told of critical releases");
+    registration->add_flag("--local-promotion", register_options.local_promotion, "receive local promotions");
+    UpdateOptions update_options;
+    CLI::App* update = app.add_subcommand(
+        "update", "change the bound account (passwords on standard input, current first)");
+    update->add_option("--name", update_options.name, "the account holder's name");
+    update->add_option("--email", update_options.email, "a new e-mail (needs the current password)");
+    update->add_option("--country", update_options.country, "a country code");
+    update->add_option("--language", update_options.language, "the notification language, e.g. enu");
+    update->add_option("--timezone", update_options.timezone, "a time zone, e.g. Europe/Berlin");
+    update->add_option("--critical-versions", update_options.versions, "the critical version list");
+    update->add_option("--enews", update_options.enews, "newsletter: true or false");
+    update->add_option("--critical-release", update_options.critical_release, "critical releases: true or false");
+    update->add_option("--local-promotion", update_options.local_promotion, "local promotions: true or false");
+    update->add_flag("--change-password", update_options.change_password, "change the password");
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp& help) {
+        return app.exit(help);
+    } catch (const CLI::CallForAllHelp& help) {
+        return app.exit(help);
+    } catch (const CLI::ParseError& error) {
+        std::cerr << "quilkova: " << error.what() << " (see quilkova --help)" << std::endl;
+        return 2;
+    }
+    const Console console(json);
+    if (report) {
+        return QUILKOVAReportInfo() == 0 ? 0 : console.Failed(QUILKOVAErrGet());
+    }
+    if (*status) {
+        return Status(console);
+    }
+    if (*login) {
+        return Login(console, login_options);
+    }
+    if (*logout) {
+        if (QUILKOVAAccountLogout(!local) != 0) {
+            return console.Failed(QUILKOVAErrGet());
+        }
+        console.Say(local ? "Logged out on this appliance" : "Logged out", Json::Value(Json::objectValue));
+        return 0;
+    }
+    if (*token) {
+        return Token(console, package, id_token);
+    }
+    if (*query) {
+        Json::Value account;
+        if (QUILKOVAAccountQueryInfo(account, refresh, false) != 0) {
+            return console.Failed(QUILKOVAErrGet());
+        }
+        return ShowAccount(console, account);
+    }
+    if (*scan) {
+        return Scan(console);
+    }
+    if (*registration) {
+        return Register(console, register_options);
+    }
+    if (*update) {
+        return Update(console, update_options);
+    }
+    std::cout << app.help();
+    return 2;
+}
