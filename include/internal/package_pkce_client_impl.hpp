@@ -28,12 +28,12 @@ public:
 
     // Letters, digits, ".", "_", "-"; not "..", not the appliance's own client.
     static bool IsValidPackageName(const std::string& package);
+    // The cached configuration when it is ours and readable; created_at 0 otherwise.
+    bool ReadCache(Json::Value& config, long long& created_at) const;
 
 private:
     using TokenGetter = std::string (PkceClient::*)() const;
     std::string GetToken(TokenGetter getter) const;
-    // The cached configuration when it is ours and readable; created_at 0 otherwise.
-    bool ReadCache(Json::Value& config, long long& created_at) const;
     bool IsFresh(long long created_at) const;
 
     std::string package_;

@@ -8,6 +8,7 @@
 #include "internal/cron_schedule.hpp"
 #include "internal/flat_boundary.hpp"
 #include "internal/log.hpp"
+#include "internal/query_answer.hpp"
 #include "internal/redact.hpp"
 #include "quilkova/file_lock.hpp"
 #include "quilkova/kova_exception.hpp"
@@ -21,103 +22,35 @@ using namespace quilkova::internal;
 constexpr long long kMinimumAge = 300;    // a query within 5 minutes is never repeated
 constexpr long long kMaximumAge = 86400;  // one older than a day always is
 
-constexpr const char* kRequiredMembers[] = {"code",      "email",    "full_name", "country",
-                                            "timezone",  "notify_language", "activated", "disabled",
-                                            "enews",     "critical_release", "enews_local_promotion",
-                                            "critical_version_list"};
-
 bool ShouldQuery(long long last_query_time, bool query_allowed) {
     const long long age = std::llabs(static_cast<long long>(std::time(nullptr)) - last_query_time);
     return age >= kMaximumAge || (age >= kMinimumAge && query_allowed);
 }
 
-// A service that changes a member's type must not cost the appliance its
-// account: what can be read is stored, what cannot (an object or a list where
-// a value belongs) is stored as empty and logged.
-bool IsStructure(const Json::Value& value, const char* member) {
-    if (value.isObject() || value.isArray()) {
-        KOVA_LOG(LOG_ERR, "%s:%d Unexpected structure in %s of the answer, stored as empty", member);
-        return true;
-    }
-    return false;
-}
-
-// Texts as they are, numbers and booleans as their text, null as "".
-std::string AnswerText(const Json::Value& answer, const char* member) {
-    const Json::Value& value = answer[member];
-    return IsStructure(value, member) ? "" : TextOf(value);
-}
-
-// true/false, numbers (non-zero), "true"/"yes"/"1"; anything else false.
-bool AnswerFlag(const Json::Value& answer, const char* member) {
-    bool flag = false;
-    if (!IsStructure(answer[member], member)) {
-        ReadFlag(answer[member], flag);
-    }
-    return flag;
-}
-
-// "critical_version_list" is a text ("7.1,7.2"), or a list of versions or of
-// {"version", "domain"} objects: the versions make the list, the domains
-// (first seen first) the domain.
-void ReadCriticalVersions(const Json::Value& value, std::string& list, std::string& domain) {
-    list.clear();
-    domain.clear();
-    if (!value.isArray()) {
-        list = IsStructure(value, "critical_version_list") ? "" : TextOf(value);
-        return;
-    }
-    for (const Json::Value& entry : value) {
-        const std::string version = TextOf(entry.isObject() ? entry["version"] : entry);
-        const std::string name = entry.isObject() ? TextOf(entry["domain"]) : "";
-        if (!version.empty()) {
-            list += (list.empty() ? "" : ",") + version;
-        }
-        if (!name.empty() && ("," + domain + ",").find("," + name + ",") == std::string::npos) {
-            domain += (domain.empty() ? "" : ",") + name;
-        }
-    }
-}
-
-bool HasRequiredMembers(const Json::Value& answer) {
-    if (!answer.isObject()) {
-        return false;
-    }
-    for (const char* member : kRequiredMembers) {
-        if (!answer.isMember(member)) {
-            return false;
-        }
-    }
-    return true;
-}
-
-void StoreAnswer(const Json::Value& answer) {
+void StoreProfile(const Profile& profile) {
     const quilkova::User user;
-    user.SetEmail(AnswerText(answer, "email"));
-    user.SetName(AnswerText(answer, "full_name"));
-    user.SetCountry(AnswerText(answer, "country"));
-    user.SetTimezone(AnswerText(answer, "timezone"));
-    user.SetNotifyLanguage(AnswerText(answer, "notify_language"));
-    user.SetIsActivated(AnswerFlag(answer, "activated"));
-    user.SetIsDisabled(AnswerFlag(answer, "disabled"));
-    user.SetIsEnews(AnswerFlag(answer, "enews"));
-    user.SetIsCriticalRelease(AnswerFlag(answer, "critical_release"));
-    user.SetIsEnewsLocalPromotion(AnswerFlag(answer, "enews_local_promotion"));
-    std::string list;
-    std::string domain;
-    ReadCriticalVersions(answer["critical_version_list"], list, domain);
-    user.SetCriticalVersionList(list);
-    user.SetCriticalVersionDomain(domain);
-    if (answer.isMember("realname_validation_pass")) {
-        user.SetIsRealnameValidationPass(AnswerFlag(answer, "realname_validation_pass"));
+    user.SetEmail(profile.email);
+    user.SetName(profile.full_name);
+    user.SetCountry(profile.country);
+    user.SetTimezone(profile.timezone);
+    user.SetNotifyLanguage(profile.notify_language);
+    user.SetIsActivated(profile.activated);
+    user.SetIsDisabled(profile.disabled);
+    user.SetIsEnews(profile.enews);
+    user.SetIsCriticalRelease(profile.critical_release);
+    user.SetIsEnewsLocalPromotion(profile.enews_local_promotion);
+    user.SetCriticalVersionList(profile.critical_version_list);
+    user.SetCriticalVersionDomain(profile.critical_version_domain);
+    if (profile.realname_validation_pass) {
+        user.SetIsRealnameValidationPass(*profile.realname_validation_pass);
     }
-    if (answer.isMember("report_cron_timestring")) {
+    if (profile.report_cron_timestring) {
         // Only a schedule the scheduler can install replaces the one on record.
-        const std::string schedule = AnswerText(answer, "report_cron_timestring");
-        if (IsValidSchedule(schedule)) {
-            user.SetReportCronTimestring(schedule);
+        if (IsValidSchedule(*profile.report_cron_timestring)) {
+            user.SetReportCronTimestring(*profile.report_cron_timestring);
         } else {
-            KOVA_LOG(LOG_ERR, "%s:%d Refused report schedule [%s], kept the one on record", schedule.c_str());
+            KOVA_LOG(LOG_ERR, "%s:%d Refused report schedule [%s], kept the one on record",
+                     profile.report_cron_timestring->c_str());
         }
     }
     user.SetLastQueryTime(static_cast<long long>(std::time(nullptr)));
@@ -160,7 +93,7 @@ bool QueryService(const KOVA_INFO& info, bool short_timeout) {
         return false;
     }
     try {
-        StoreAnswer(answer);
+        StoreProfile(ReadProfile(answer));
     } catch (const quilkova::KovaException& error) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to set user: %s", error.what());
         QUILKOVAErrSet(error.GetCode());

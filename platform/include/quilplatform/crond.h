@@ -38,7 +38,7 @@ public:
 
 private:
     std::string name_;
-    bool flag_;
+    [[maybe_unused]] bool flag_;  // kept for the platform's interface; the generic scheduler has no use for it
 };
 
 }  // namespace QUILCrond
