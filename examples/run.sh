@@ -22,12 +22,12 @@ config_dir=$(dirname "$(find "$prefix" -name pkce_login.conf | head -n 1)")
 appliance_start "$prefix/bin/quilkova-sim" "$config_dir"
 curl -fsS -o /dev/null -X POST --data 'email=ann@example.com&passwd=pw&full_name=Ann' "$SIM_URL/device/api/user/register"
 
-"$work/read_account_pc" | grep -qx "no account is bound to this appliance"
+"$work/read_account_pc" | grep -x "no account is bound to this appliance" >/dev/null
 echo pw | "$work/build/backend_flow" ann@example.com
 "$work/build/read_account"
 sim_control queue '{"path": "/service/status", "status": 200, "body": "{}"}' >/dev/null
 "$work/build/package_token" backup "$SIM_URL/service/status"
-curl -fsS "$SIM_URL/_sim/requests" | grep -q '"Authorization":"Bearer at-'
+curl -fsS "$SIM_URL/_sim/requests" | grep '"Authorization":"Bearer at-' >/dev/null
 "$work/build/backend_flow" --logout
-"$work/read_account_pc" | grep -qx "no account is bound to this appliance"
+"$work/read_account_pc" | grep -x "no account is bound to this appliance" >/dev/null
 echo "examples: built against $prefix and run against the simulator"

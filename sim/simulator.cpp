@@ -67,7 +67,7 @@ std::vector<std::pair<std::string, std::string>> DecodeFields(const std::string&
 
 // The request as the log keeps it: query and form body fields, in order.
 ReceivedRequest Decode(const httplib::Request& request) {
-    ReceivedRequest received{request.method, request.path, "", request.body, {}, {}};
+    ReceivedRequest received{request.method, request.path, "", request.body, {}, {}, std::chrono::steady_clock::now()};
     const size_t question = request.target.find('?');
     if (question != std::string::npos) {
         received.query = request.target.substr(question + 1);

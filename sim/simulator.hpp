@@ -3,6 +3,7 @@
 
 #include <json/json.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <utility>
@@ -30,6 +31,7 @@ struct ReceivedRequest {
     std::string body;
     std::vector<std::pair<std::string, std::string>> headers;
     std::vector<std::pair<std::string, std::string>> fields;  // query and form body, decoded
+    std::chrono::steady_clock::time_point received_at;
 
     // The first value of a field or header, or "".
     std::string Field(const std::string& name) const;

@@ -31,6 +31,7 @@ private:
     static int BeforeRequest(void* self, char* primary_ip, char* local_ip, int primary_port, int local_port);
 
     CURL* curl_ = nullptr;
+    std::string url_;
     std::string host_;
     std::string port_;
     bool plain_loopback_ = false;

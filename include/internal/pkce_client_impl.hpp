@@ -30,6 +30,7 @@ public:
 
 private:
     std::string GetTokenUnderLock(const char* key) const;
+    Json::Value ReadToken() const;
     std::string ConfigText(const char* key) const;
     std::string LockPath(const char* suffix) const;
 

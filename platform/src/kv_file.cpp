@@ -90,13 +90,53 @@ bool FindValue(const std::string& content, const std::string& key, std::string& 
     return false;
 }
 
+// Readers ask for the same few files again and again (the device's facts on
+// every request): a file whose identity is the same as when it was last read
+// (device, inode, size and times: every writer of ours replaces the file, so
+// its inode changes) is not read again. Kept per thread, a few files at most.
+struct CachedFile {
+    std::string path;
+    struct stat identity;
+    std::string content;
+};
+
+bool SameFile(const struct stat& a, const struct stat& b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+           a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec &&
+           a.st_ctim.tv_sec == b.st_ctim.tv_sec && a.st_ctim.tv_nsec == b.st_ctim.tv_nsec;
+}
+
+int ReadCachedContent(const std::string& real_path, std::string& content) {
+    constexpr size_t kCachedFiles = 8;
+    thread_local std::vector<CachedFile> cache;
+    struct stat now {};
+    if (::lstat(real_path.c_str(), &now) != 0) {
+        return ReadContent(real_path, content);  // missing or unreadable, as a read says
+    }
+    for (const CachedFile& file : cache) {
+        if (file.path == real_path && SameFile(file.identity, now)) {
+            content = file.content;
+            return 0;
+        }
+    }
+    struct stat read {};
+    const int error = ReadContent(real_path, content, &read);
+    if (error == 0) {
+        if (cache.size() == kCachedFiles) {
+            cache.erase(cache.begin());
+        }
+        cache.push_back({real_path, read, content});
+    }
+    return error;
+}
+
 // Reads the file (a missing one is empty) and returns what `use` makes of its
 // content; a read error or an allocation failure gives -1 and the last error.
 template <typename Use>
 int WithContent(const char* path, Use use) {
     try {
         std::string content;
-        const int error = ReadContent(RootedPath(path), content);
+        const int error = ReadCachedContent(RootedPath(path), content);
         if (error != 0 && error != ENOENT) {
             QLIBC_FAIL(QLIBC_ERR_FILE_READ);
             return -1;

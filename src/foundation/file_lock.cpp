@@ -4,7 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
+#include <optional>
 #include <random>
 #include <thread>
 
@@ -18,13 +20,21 @@ namespace {
 constexpr unsigned int kMinWaitMicros = 50000;
 constexpr unsigned int kMaxWaitMicros = 100000;
 
-// Makes sure the lock file exists and that any user can open it later.
-bool CreateLockFile(const std::string& path) {
-    const std::string real_path = internal::RootedPath(path);
-    internal::MakeParentDirectories(real_path);
+int OpenLockFile(const std::string& real_path) {
     const mode_t saved_umask = ::umask(0011);
     const int fd = ::open(real_path.c_str(), O_RDWR | O_CREAT | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC, 0666);
     ::umask(saved_umask);
+    return fd;
+}
+
+// Makes sure the lock file exists and that any user can open it later. Its
+// directories are made only when they are missing.
+bool CreateLockFile(const std::string& path) {
+    const std::string real_path = internal::RootedPath(path);
+    int fd = OpenLockFile(real_path);
+    if (fd < 0 && errno == ENOENT && internal::MakeParentDirectories(real_path)) {
+        fd = OpenLockFile(real_path);
+    }
     if (fd < 0) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to open file: %s", path.c_str());
         return false;
@@ -50,9 +60,9 @@ bool FileLock::Lock(unsigned int seconds) {
     Unlock();
 
     const auto deadline = std::chrono::system_clock::now() + std::chrono::seconds(seconds);
-    // Random waits keep processes that wait for the same file from retrying in step.
-    std::random_device device("default");
-    std::minstd_rand generator(device());
+    // Random waits keep processes that wait for the same file from retrying in
+    // step; the generator is seeded only once a first attempt failed.
+    std::optional<std::minstd_rand> generator;
     std::uniform_int_distribution<unsigned int> wait(kMinWaitMicros, kMaxWaitMicros);
     for (;;) {
         if (std::chrono::system_clock::now() >= deadline) {
@@ -61,7 +71,12 @@ bool FileLock::Lock(unsigned int seconds) {
         if (QLIBCFileLockByFile(path_.c_str(), mode_ == 0, &fd_)) {
             return true;
         }
-        std::this_thread::sleep_for(std::chrono::microseconds(wait(generator)));
+        if (!generator) {
+            std::random_device device("default");
+            const unsigned int seed = device() % 2147483647U;
+            generator.emplace(seed == 0 ? 1U : seed);
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(wait(*generator)));
     }
 }
 

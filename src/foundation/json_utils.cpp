@@ -17,16 +17,26 @@ mode_t ModeFor(const std::string& path) {
 }
 }  // namespace
 
-bool TryParseJson(const std::string& text, Json::Value& out) {
-    try {
+namespace {
+// Built once per thread: a reader is not to be shared between threads.
+Json::CharReader& Reader() {
+    thread_local const std::unique_ptr<Json::CharReader> reader = [] {
         Json::CharReaderBuilder builder;
         Json::CharReaderBuilder::strictMode(&builder.settings_);
         builder["allowComments"] = true;
         builder["rejectDupKeys"] = false;  // the last of repeated members wins, as it always has
-        const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+        return std::unique_ptr<Json::CharReader>(builder.newCharReader());
+    }();
+    return *reader;
+}
+}  // namespace
+
+bool TryParseJson(const std::string& text, Json::Value& out) {
+    try {
+        Json::CharReader& reader = Reader();
         Json::Value parsed;
         std::string errors;
-        if (!reader->parse(text.data(), text.data() + text.size(), &parsed, &errors)) {
+        if (!reader.parse(text.data(), text.data() + text.size(), &parsed, &errors)) {
             return false;
         }
         out.swap(parsed);

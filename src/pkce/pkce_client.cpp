@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <boost/algorithm/string/replace.hpp>
+#include <cerrno>
 #include <ctime>
 
+#include "internal/atomic_file.hpp"
 #include "internal/http.hpp"
 #include "internal/json_utils.hpp"
 #include "internal/log.hpp"
@@ -45,6 +47,28 @@ bool ParseInteger(const std::string& text, long long& value) {
     }
     value = result;
     return true;
+}
+
+// The member as text, or 22 "Failed to get key: <key>".
+std::string TokenMember(const Json::Value& token, const std::string& key) {
+    if (!token.isObject() || !token.isMember(key)) {
+        throw KovaException(KOVA_ERR_TOKEN, "Failed to get key: " + key);
+    }
+    return internal::TextOf(token[key]);
+}
+
+// "created_at" + "expires_in"; 0 when either is missing, no number, or the sum overflows.
+long long ExpiryOf(const Json::Value& token) {
+    long long created_at = 0;
+    long long expires_in = 0;
+    long long expired_at = 0;
+    if (token.isObject() && token.isMember("created_at") && token.isMember("expires_in") &&
+        ParseInteger(internal::TextOf(token["created_at"]), created_at) &&
+        ParseInteger(internal::TextOf(token["expires_in"]), expires_in) &&
+        !__builtin_add_overflow(created_at, expires_in, &expired_at)) {
+        return expired_at;
+    }
+    return 0;
 }
 
 // A token answer the client can live with: all three tokens.
@@ -109,33 +133,30 @@ bool PkceClientImpl::HasTokenFile() const {
     return true;
 }
 
-std::string PkceClientImpl::GetPkceTokenVal(const std::string& key) const {
-    if (!HasTokenFile()) {
+// One open and one parse: 22 when the file cannot be opened, 2 when it holds no JSON.
+Json::Value PkceClientImpl::ReadToken() const {
+    std::string text;
+    const int error = internal::ReadFileNoFollow(internal::RootedPath(GetTokenFilePath()), text);
+    if (error == ENOENT || error == ELOOP || error == EACCES || error == ENOTDIR) {
         throw KovaException(KOVA_ERR_TOKEN, "Failed to find an existed token file");
     }
     Json::Value token;
-    if (!internal::LoadJsonFile(GetTokenFilePath(), token)) {
+    if (error != 0 || !internal::ParseJson(text, token)) {
         throw KovaException(KOVA_ERR_BAD_JSON);
     }
-    if (!token.isObject() || !token.isMember(key)) {
-        throw KovaException(KOVA_ERR_TOKEN, "Failed to get key: " + key);
-    }
-    return internal::TextOf(token[key]);
+    return token;
+}
+
+std::string PkceClientImpl::GetPkceTokenVal(const std::string& key) const {
+    return TokenMember(ReadToken(), key);
 }
 
 long long PkceClientImpl::GetExpiredAt() const {
     try {
-        long long created_at = 0;
-        long long expires_in = 0;
-        long long expired_at = 0;
-        if (ParseInteger(GetPkceTokenVal("created_at"), created_at) &&
-            ParseInteger(GetPkceTokenVal("expires_in"), expires_in) &&
-            !__builtin_add_overflow(created_at, expires_in, &expired_at)) {
-            return expired_at;
-        }
+        return ExpiryOf(ReadToken());
     } catch (...) {
+        return 0;
     }
-    return 0;
 }
 
 bool PkceClientImpl::IsTokenExpired() const {
@@ -157,11 +178,21 @@ void PkceClientImpl::SaveToken(const Json::Value& answer) const {
 std::string PkceClientImpl::GetTokenUnderLock(const char* key) const {
     FileLock lock(LockPath("_get_token"));
     LockOrThrow(lock);
-    // Renewing inside the lock: concurrent readers renew once, one after another.
-    if (IsTokenExpired()) {
-        RenewToken();
+    // Read once: a valid token is answered from this one reading.
+    Json::Value token;
+    long long expired_at = 0;
+    try {
+        token = ReadToken();
+        expired_at = ExpiryOf(token);
+    } catch (const KovaException&) {
+        // Missing or unreadable: expired, as IsTokenExpired says.
     }
-    return GetPkceTokenVal(key);
+    // Renewing inside the lock: concurrent readers renew once, one after another.
+    if (expired_at < static_cast<long long>(std::time(nullptr))) {
+        RenewToken();
+        token = ReadToken();
+    }
+    return TokenMember(token, key);
 }
 
 std::string PkceClientImpl::GetAccessToken() const {

@@ -40,7 +40,7 @@ bool IsLoopback(const std::string& host) {
 }
 }  // namespace
 
-RedirectPolicy::RedirectPolicy(const std::string& url) {
+RedirectPolicy::RedirectPolicy(const std::string& url) : url_(url) {
     std::string scheme;
     if (Origin(url.c_str(), scheme, host_, port_)) {
         plain_loopback_ = strcasecmp(scheme.c_str(), "http") == 0 && IsLoopback(host_);
@@ -72,7 +72,13 @@ int RedirectPolicy::BeforeRequest(void* self, char*, char*, int, int) {
         std::string host;
         std::string port;
         if (curl_easy_getinfo(policy->curl_, CURLINFO_EFFECTIVE_URL, &effective) != CURLE_OK ||
-            effective == nullptr || !Origin(effective, scheme, host, port)) {
+            effective == nullptr) {
+            return CURL_PREREQFUNC_ABORT;
+        }
+        if (policy->url_ == effective) {
+            return CURL_PREREQFUNC_OK;  // not redirected (yet)
+        }
+        if (!Origin(effective, scheme, host, port)) {
             return CURL_PREREQFUNC_ABORT;
         }
         const bool same = strcasecmp(host.c_str(), policy->host_.c_str()) == 0 && port == policy->port_;

@@ -34,12 +34,20 @@ int InvalidSerial(const char* serial) {
 }
 
 // The seed's first hex digit decides the number of passes (1 to 16); each
-// pass hashes the text with its own hash appended.
+// pass hashes the text with its own hash appended. Every request derives the
+// token anew, so the last one is kept per thread, keyed by the seed's hash
+// (which the derivation computes first anyway), never by the seed itself.
 bool DeriveToken(const char* seed, std::string& token) {
     char digest[kMd5HexSize];
     if (KoVAGetMd5String(seed, digest, sizeof(digest)) != 0) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to get md5 string from \"%s\".", seed);
         return false;
+    }
+    thread_local std::string last_digest;
+    thread_local std::string last_token;
+    if (last_digest == digest) {
+        token = last_token;
+        return true;
     }
     const int passes = 1 + static_cast<int>(std::strtol(std::string(1, digest[0]).c_str(), nullptr, 16));
     std::string text(seed, strnlen(seed, kSeedLimit));
@@ -53,6 +61,8 @@ bool DeriveToken(const char* seed, std::string& token) {
         text = outer;
     }
     token = text;
+    last_digest = digest;
+    last_token = token;
     return true;
 }
 

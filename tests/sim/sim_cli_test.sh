@@ -12,7 +12,7 @@ cleanup() {
 }
 trap cleanup EXIT
 
-"$sim" --help | grep -q '^Usage: quilkova-sim'
+"$sim" --help | grep '^Usage: quilkova-sim' >/dev/null
 
 cat > "$work/seed.json" <<'JSON'
 {"accounts": [{"email": "owner@example.com", "password": "s3cret", "id": "u-1", "auth_key": "key-1"}]}
@@ -30,8 +30,8 @@ export QUILKOVA_ROOT=$work/root
 mkdir -p "$QUILKOVA_ROOT/etc.defaults"
 printf 'serial="2150ABCD1234"\nmodel="QN-420"\nfirmware="7.2.1"\n' > "$QUILKOVA_ROOT/etc.defaults/quilinfo.conf"
 answer=$("$probe" "$url" device/api/password_login type=acnt_pw_apikey email=owner@example.com passwd=s3cret)
-echo "$answer" | grep -q '^200 .*"code":"good"'
-echo "$answer" | grep -q '"auth_key":"key-1"'
+echo "$answer" | grep '^200 .*"code":"good"' >/dev/null
+echo "$answer" | grep '"auth_key":"key-1"' >/dev/null
 
 kill "$sim_pid"
 wait "$sim_pid"

@@ -49,12 +49,20 @@ TempRoot::~TempRoot() {
     ::nftw(root_.c_str(), RemoveEntry, 16, FTW_DEPTH | FTW_PHYS);
 }
 
+// Replaced, as every writer of the platform does: a new file, never one changed in place.
 void TempRoot::WriteFile(const std::string& appliance_path, const std::string& content) const {
     const std::string path = Path(appliance_path);
     MakeDirectories(path);
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << content;
-    if (!out) {
+    const std::string fresh = path + ".written";
+    {
+        std::ofstream out(fresh, std::ios::binary | std::ios::trunc);
+        out << content;
+        if (!out) {
+            throw std::runtime_error("cannot write " + path);
+        }
+    }
+    if (::rename(fresh.c_str(), path.c_str()) != 0) {
+        ::unlink(fresh.c_str());
         throw std::runtime_error("cannot write " + path);
     }
 }

@@ -11,7 +11,7 @@ trap appliance_stop EXIT
 appliance_start "$simulator" "$source_dir/tools/config"
 
 for command in "" status login logout token query scan register update; do
-    "$quilkova" $command --help | grep -q '^Usage'
+    "$quilkova" $command --help | grep '^Usage' >/dev/null
 done
 # expect STATUS PATTERN COMMAND...: the status, and one line on standard error matching the pattern.
 expect() {
