@@ -1,6 +1,11 @@
 #ifndef QUILKOVA_BACKTRACE_HPP
 #define QUILKOVA_BACKTRACE_HPP
 
+/**
+ * @file backtrace.hpp
+ * @brief quilkova::Backtrace, the call stack of a KovaException.
+ */
+
 #include <functional>
 #include <ostream>
 #include <string>
@@ -10,25 +15,24 @@
 
 namespace quilkova {
 
-// The call stack at the moment of Capture, one readable "- " line per frame,
-// innermost first.
+/** The call stack at the moment of Capture(), one readable "- " line per frame, innermost first. */
 class QUILKOVA_EXPORT Backtrace {
 public:
-    // Replaces the lines with at most `depth` frames of the current stack
-    // (the capturing frame itself is skipped). Never empty afterwards.
+    /** Replaces the lines with at most @p depth frames of the current stack (the capturing frame
+     *  itself skipped): "- module: demangled name +offset". Never empty: "- empty" at worst. */
     void Capture(int depth);
 
-    // Calls fn with each line in order; an empty fn throws std::bad_function_call.
+    /** Calls @p fn with each line in order; an empty @p fn throws std::bad_function_call. */
     void EachLine(std::function<void(const std::string&)> fn) const;
 
-    // Demangled symbol name, or the symbol unchanged when it is not a mangled name.
+    /** The demangled form of @p symbol, or the symbol unchanged when it is no mangled name. */
     std::string FormatFunctionName(const char* symbol) const;
 
 private:
     std::vector<std::string> lines_;
 };
 
-// Writes every line followed by std::endl.
+/** Writes every line of @p backtrace followed by std::endl. */
 QUILKOVA_EXPORT std::ostream& operator<<(std::ostream& out, const Backtrace& backtrace);
 
 }  // namespace quilkova

@@ -1,7 +1,12 @@
 #ifndef QUILKOVA_EXPORT_H
 #define QUILKOVA_EXPORT_H
 
-/* Everything in libquilkova is hidden unless marked with this macro. */
+/**
+ * @file export.h
+ * @brief The export macro: everything in libquilkova is hidden unless marked with it.
+ */
+
+/** Marks a name that leaves libquilkova.so. */
 #define QUILKOVA_EXPORT __attribute__((visibility("default")))
 
 #endif
