@@ -7,7 +7,8 @@ cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
 command -v gcovr >/dev/null || { echo "coverage: gcovr is missing (apt-get install gcovr)" >&2; exit 1; }
 build_dir=${BUILD_DIR:-build-coverage}
-cmake -S . -B "$build_dir" -DQUILKOVA_COVERAGE=ON -DCMAKE_BUILD_TYPE=Debug "$@" >/dev/null
+rm -rf "$build_dir"  # counters of objects that no longer exist would not merge
+cmake -S . -B "$build_dir" -DQUILKOVA_COVERAGE=ON -DQUILKOVA_BENCH=OFF -DCMAKE_BUILD_TYPE=Debug "$@" >/dev/null
 cmake --build "$build_dir" -j"$(nproc)" >/dev/null
 find "$build_dir" -name '*.gcda' -delete
 ctest --test-dir "$build_dir" -j"$(( $(nproc) * 2 ))" --output-on-failure -E 'valgrind|install_and_consume' >/dev/null

@@ -19,26 +19,15 @@ using quilkova::test::kUserConf;
 
 constexpr const char* kReport = "/device/api/report";
 
-class ReportTest : public quilkova::test::OperationsTest {
-protected:
-    void LoginWithBrowser() {
-        const quilkova::test::PkcePair pair;
-        quilkova::AccountPkceService().Login(
-            {"", BrowserCode(pair), pair.verifier, sim().BaseUrl() + quilkova::test::kRedirect});
-        sim().Reset();
-    }
-};
+class ReportTest : public quilkova::test::OperationsTest {};
 
 TEST_F(ReportTest, ReportsTheDeviceAndKeepsTheAppliancesTokenFresh) {
     EXPECT_EQ(QUILKOVAReportInfo(), -1);
     EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_NO_ACCOUNT);
     EXPECT_EQ(Sent(kReport), 0u) << "no account: nothing sent";
 
-    LoginWithBrowser();
-    Json::Value token;
-    ASSERT_TRUE(quilkova::internal::LoadJsonFile(kHosToken, token));
-    token["created_at"] = static_cast<Json::Int64>(std::time(nullptr) - 7200);
-    quilkova::internal::SaveJsonFile(kHosToken, token);
+    BrowserLogin();
+    Restamp(kHosToken, 7200);
     ASSERT_EQ(QUILKOVAReportInfo(), 0);
     EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SUCCESS);
     const auto sent = sim().RequestsTo(kReport).at(0);
@@ -52,7 +41,7 @@ TEST_F(ReportTest, ReportsTheDeviceAndKeepsTheAppliancesTokenFresh) {
 }
 
 TEST_F(ReportTest, OnlyTheServicesRefusalOfTheAccountLogsTheApplianceOut) {
-    LoginWithBrowser();
+    BrowserLogin();
     const std::string record = UserConf();
     // A network failure, another refusal: nothing changes on disk.
     Answer(kReport, R"({"code": "badparam"})");

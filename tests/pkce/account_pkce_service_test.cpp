@@ -36,18 +36,7 @@ constexpr const char* kPackageToken = "/usr/quil/etc/quillion-account/private/ba
 
 class AccountPkceTest : public quilkova::test::OperationsTest {
 protected:
-    Json::Value Login() {
-        const PkcePair pair;
-        return AccountPkceService().Login({"state-1", BrowserCode(pair), pair.verifier, Redirect()});
-    }
     std::string Redirect() { return sim().BaseUrl() + quilkova::test::kRedirect; }
-    // The token file as if saved `age` seconds ago.
-    void AgeToken(long long age) {
-        Json::Value token;
-        ASSERT_TRUE(quilkova::internal::LoadJsonFile(kHosToken, token));
-        token["created_at"] = static_cast<Json::Int64>(std::time(nullptr) - age);
-        quilkova::internal::SaveJsonFile(kHosToken, token);
-    }
     bool LoggedOutLocally() {
         return !root().Exists(kUserConf) && !root().Exists(kHosToken) && !root().Exists(kPackageToken) &&
                !root().Exists("/etc/cron.d/quil-kova");
@@ -56,7 +45,8 @@ protected:
 
 TEST_F(AccountPkceTest, ABrowserLoginBindsTheAccountAsAnApplianceWould) {
     LogCapture log;
-    const Json::Value account = Login();
+    const PkcePair pair;
+    const Json::Value account = AccountPkceService().Login({"state-1", BrowserCode(pair), pair.verifier, Redirect()});
     EXPECT_EQ(account["email"], "owner@example.com");
     const User user;
     EXPECT_EQ(user.GetAccountHost(), sim().BaseUrl());
@@ -77,7 +67,7 @@ TEST_F(AccountPkceTest, ABrowserLoginBindsTheAccountAsAnApplianceWould) {
 }
 
 TEST_F(AccountPkceTest, TheRescueLadderRecreatesTheTokenFromTheAuthKeyOrLogsOut) {
-    Login();
+    BrowserLogin();
     const AccountPkceService service;
     // A lost token file is made again silently.
     ASSERT_EQ(::unlink(root().Path(kHosToken).c_str()), 0);
@@ -96,7 +86,7 @@ TEST_F(AccountPkceTest, TheRescueLadderRecreatesTheTokenFromTheAuthKeyOrLogsOut)
 
     // A refused renewal is rescued by the auth key, once.
     LogCapture log;
-    AgeToken(7200);
+    Restamp(kHosToken, 7200);
     sim().RevokeRefreshTokens();
     const std::string rescued = service.GetIdToken();
     EXPECT_EQ(rescued.rfind("id-", 0), 0u);
@@ -106,19 +96,19 @@ TEST_F(AccountPkceTest, TheRescueLadderRecreatesTheTokenFromTheAuthKeyOrLogsOut)
 
     // An auth key the service refuses forces the local logout; the call fails.
     root().WriteFile(kPackageToken, "{}");
-    AgeToken(7200);
+    Restamp(kHosToken, 7200);
     sim().RevokeRefreshTokens();
     sim().RevokeAuthKey("owner@example.com");
     EXPECT_EQ(CodeOf([&] { service.GetAccessToken(); }), KOVA_ERR_TOKEN);
     EXPECT_TRUE(log.Contains(" Failed to rescue by authkey, force logout")) << log.Dump();
     EXPECT_TRUE(LoggedOutLocally());
     EXPECT_FALSE(service.HasToken()) << "22 is no token";
-    EXPECT_EQ(PluginCalls(), "login 4 []\nlogin 5 []\nlogout 4 []\n");
+    EXPECT_EQ(PluginCalls(), "login 4 []\nlogin 5 []\nlogout 4 []\n") << "the logout was told";
 }
 
 TEST_F(AccountPkceTest, SixteenProcessesRescueWithOneGrant) {
-    Login();
-    AgeToken(7200);
+    BrowserLogin();
+    Restamp(kHosToken, 7200);
     sim().RevokeRefreshTokens();
     const std::string results = root().Path("/token-");
     auto callers = quilkova::test::StartTogether(16, [&results](int i) {
@@ -135,7 +125,7 @@ TEST_F(AccountPkceTest, SixteenProcessesRescueWithOneGrant) {
 }
 
 TEST_F(AccountPkceTest, ARemoteLogoutClearsLocallyOnlyAfterTheServiceAgreed) {
-    Login();
+    BrowserLogin();
     const AccountPkceService service;
     const std::vector<std::tuple<const char*, int, const char*>> refusals = {
         {R"({"code": "badparam"})", KOVA_ERR_BAD_PARAM, "Failed to logout with success code [code=1]"},
@@ -167,7 +157,7 @@ TEST_F(AccountPkceTest, ARemoteLogoutClearsLocallyOnlyAfterTheServiceAgreed) {
 }
 
 TEST_F(AccountPkceTest, TheFlatLogoutAndTheLocalRemovalUnderAnyRoot) {
-    Login();
+    BrowserLogin();
     // A root with a blank and a quote: the removal acts inside it and nowhere else.
     const std::string odd_root = root().Path("/odd root's");
     ::setenv("QUILKOVA_ROOT", odd_root.c_str(), 1);

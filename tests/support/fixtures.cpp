@@ -1,8 +1,13 @@
 #include "fixtures.hpp"
 
+#include <openssl/evp.h>
 #include <openssl/rand.h>
 #include <sys/stat.h>
 
+#include <ctime>
+
+#include "internal/json_utils.hpp"
+#include "quilkova/account_pkce_service.hpp"
 #include "quilkova/user.hpp"
 
 namespace quilkova::test {
@@ -21,6 +26,18 @@ void WriteDevice(const TempRoot& root, const std::string& serial, const std::str
 void WriteScript(const TempRoot& root, const std::string& appliance_path, const std::string& body) {
     root.WriteFile(appliance_path, "#!/bin/sh\n" + body + "\n");
     ::chmod(root.Path(appliance_path).c_str(), 0755);
+}
+
+std::string Md5Hex(const std::string& text) {
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int length = 0;
+    EVP_Digest(text.data(), text.size(), digest, &length, EVP_md5(), nullptr);
+    std::string hex;
+    for (unsigned int i = 0; i < length; ++i) {
+        hex += "0123456789abcdef"[digest[i] >> 4];
+        hex += "0123456789abcdef"[digest[i] & 15];
+    }
+    return hex;
 }
 
 KOVA_ERRCODE CodeOf(const std::function<void()>& action) {
@@ -107,6 +124,27 @@ void OperationsTest::SetUp() {
 
 std::string OperationsTest::BrowserCode(const PkcePair& pair) {
     return sim_->IssueAuthorizationCode("hos-client", pair.challenge, sim_->BaseUrl() + kRedirect);
+}
+
+void OperationsTest::BrowserLogin() {
+    const PkcePair pair;
+    AccountPkceService().Login({"", BrowserCode(pair), pair.verifier, sim_->BaseUrl() + kRedirect});
+    sim_->Reset();
+}
+
+void OperationsTest::Restamp(const char* path, long long age, const char* member) {
+    Json::Value content;
+    ASSERT_TRUE(internal::LoadJsonFile(path, content));
+    content[member] = static_cast<Json::Int64>(std::time(nullptr) - age);
+    internal::SaveJsonFile(path, content);
+}
+
+size_t OperationsTest::TokenRequests(const char* grant_type) {
+    size_t count = 0;
+    for (const auto& request : sim_->RequestsTo("/oauth2/token")) {
+        count += request.Field("grant_type") == grant_type ? 1 : 0;
+    }
+    return count;
 }
 
 }  // namespace quilkova::test

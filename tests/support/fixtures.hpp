@@ -28,6 +28,9 @@ void WriteDevice(const TempRoot& root, const std::string& serial = "2150ABCD1234
 // An executable shell script.
 void WriteScript(const TempRoot& root, const std::string& appliance_path, const std::string& body);
 
+// MD5 hex through OpenSSL itself, independent of the library.
+std::string Md5Hex(const std::string& text);
+
 // The code of the KovaException an action throws; 0 when it throws none.
 KOVA_ERRCODE CodeOf(const std::function<void()>& action);
 // The text of that exception; "" when it throws none.
@@ -68,6 +71,12 @@ protected:
     std::string PluginCalls() { return root().ReadFile("/plugin-calls"); }
     // A browser login's authorization code for the login client.
     std::string BrowserCode(const PkcePair& pair);
+    // The owner logged in through a browser (PKCE); the request log then cleared.
+    void BrowserLogin();
+    // Sets `member` of a JSON file to now - age.
+    void Restamp(const char* path, long long age, const char* member = "created_at");
+    // Requests of that grant type the token endpoint received.
+    size_t TokenRequests(const char* grant_type);
 
 private:
     std::unique_ptr<sim::Simulator> sim_;

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The quilkova program from a shell: help everywhere, one-line errors with a
-# non-zero status, the report run against the simulator.
+# The quilkova program (and quilkova-sim) from a shell: help everywhere,
+# one-line errors with a non-zero status, the report run against the simulator.
 set -euo pipefail
 quilkova=$1
 simulator=$2
@@ -10,6 +10,7 @@ source "$source_dir/scripts/lib/appliance.sh"
 trap appliance_stop EXIT
 appliance_start "$simulator" "$source_dir/tools/config"
 
+"$simulator" --help | grep '^Usage: quilkova-sim' >/dev/null
 for command in "" status login logout token query scan register update; do
     "$quilkova" $command --help | grep '^Usage' >/dev/null
 done
