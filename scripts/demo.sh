@@ -35,7 +35,6 @@ run() {
         exit 1
     fi
 }
-as_password() { local password=$1; shift; "$@" <<<"$password"; }
 
 with_password() { local password=$1; shift; "$@" <<<"$password"; }
 token_renewed() { local renewed; renewed=$(quilkova token) && echo "$renewed" && [[ "$renewed" != "$first" ]]; }

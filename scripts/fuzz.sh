@@ -4,7 +4,7 @@
 # seed corpus. Prints executions and crashes per target; fails on a crash.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-bash scripts/install-deps.sh
+bash scripts/install-deps.sh clang libclang-rt-dev
 seconds=${FUZZ_SECONDS:-30}
 build_dir=${BUILD_DIR:-build-fuzz}
 CC=clang CXX=clang++ cmake -S . -B "$build_dir" -DQUILKOVA_FUZZ=ON -DQUILKOVA_BUILD_TESTS=OFF \

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build and the tests need.
 # Idempotent: does nothing when every package is present; installs only as root.
+# Arguments name extra packages a script needs beyond the build (clang, lintian).
 set -euo pipefail
 
 packages=(
@@ -9,6 +10,7 @@ packages=(
   libcpp-httplib-dev libcli11-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   openssl ca-certificates valgrind tzdata gcovr curl
+  "$@"
 )
 
 missing=()

@@ -4,7 +4,7 @@
 # them into an empty directory and builds and runs the examples against it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-bash scripts/install-deps.sh
+bash scripts/install-deps.sh lintian dpkg-dev
 build_dir=${BUILD_DIR:-build-packages}
 cmake -S . -B "$build_dir" -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr -DQUILKOVA_BUILD_TESTS=OFF >/dev/null
 cmake --build "$build_dir" -j"$(nproc)" >/dev/null

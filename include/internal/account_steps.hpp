@@ -45,6 +45,7 @@ constexpr int kApiKeySize = 1024;
 
 bool ResolveAccountHost(std::string& host, Where where);                // 23
 bool ReadSerial(char (&serial)[kSerialSize], Where where);               // 8
+bool ReadOriginalSerial(char (&serial)[kSerialSize], Where where);       // 8
 bool ReadMac(char (&mac)[kMacSize], Where where);                        // 20
 bool ReadApiKey(char (&key)[kApiKeySize], Where where);                  // the cloud-service code
 FormHash NewForm(Where where);                                           // 6

@@ -37,6 +37,15 @@ bool ReadSerial(char (&serial)[kSerialSize], Where where) {
     return true;
 }
 
+bool ReadOriginalSerial(char (&serial)[kSerialSize], Where where) {
+    if (QLIBGetOriginalSerialNumber(serial, kSerialSize) < 0) {
+        KOVA_LOG_AT(where, "%s:%d Failed to get original sn, err=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
+                    QLIBCErrorGetLine());
+        return Fail(KOVA_ERR_SERIAL);
+    }
+    return true;
+}
+
 bool ReadMac(char (&mac)[kMacSize], Where where) {
     if (QUILHsinfoCloudServiceGetMacAddress(mac, kMacSize) < 0) {
         KOVA_LOG_AT(where, "%s:%d Failed to get mac address");

@@ -64,10 +64,7 @@ int ReportInfo() {
         return -1;
     }
     char original[kSerialSize] = {};
-    if (QLIBGetOriginalSerialNumber(original, sizeof(original)) < 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to get original sn, err=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
-                 QLIBCErrorGetLine());
-        QUILKOVAErrSet(KOVA_ERR_SERIAL);
+    if (!ReadOriginalSerial(original, KOVA_HERE)) {
         return -1;
     }
     char agent[256] = {};

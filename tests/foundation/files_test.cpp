@@ -33,7 +33,6 @@ using quilkova::test::ChildProcess;
 using quilkova::test::LogCapture;
 using quilkova::test::TempRoot;
 
-constexpr const char* kTokenFile = "/usr/quil/etc/quillion-account/private/hos_token.json";
 constexpr const char* kLockPath = "/tmp/account_query_info.lock";
 
 Json::Value SampleToken() {
@@ -63,7 +62,7 @@ size_t OpenDescriptors() {
 TEST(JsonFiles, SaveThenLoadWithTheModeOfTheLocationNeverThroughALink) {
     TempRoot root;
     const std::vector<std::pair<const char*, mode_t>> cases = {
-        {kTokenFile, 0600}, {"/tmp/account_pkg_pkce_client.conf", 0600}, {"/usr/quil/etc/crond/kova.json", 0644}};
+        {quilkova::test::kHosToken, 0600}, {"/tmp/account_pkg_pkce_client.conf", 0600}, {"/usr/quil/etc/crond/kova.json", 0644}};
     for (const auto& [path, mode] : cases) {
         SaveJsonFile(path, SampleToken());
         EXPECT_EQ(root.Mode(path), mode) << path;
@@ -74,21 +73,21 @@ TEST(JsonFiles, SaveThenLoadWithTheModeOfTheLocationNeverThroughALink) {
     EXPECT_EQ(root.Mode("/usr/quil/etc/quillion-account/private"), 0700);
 
     root.WriteFile("/victim", "precious\n");
-    ASSERT_EQ(::unlink(root.Path(kTokenFile).c_str()), 0);
-    ASSERT_EQ(::symlink(root.Path("/victim").c_str(), root.Path(kTokenFile).c_str()), 0);
+    ASSERT_EQ(::unlink(root.Path(quilkova::test::kHosToken).c_str()), 0);
+    ASSERT_EQ(::symlink(root.Path("/victim").c_str(), root.Path(quilkova::test::kHosToken).c_str()), 0);
     Json::Value loaded;
-    EXPECT_FALSE(LoadJsonFile(kTokenFile, loaded)) << "not read through the link";
-    SaveJsonFile(kTokenFile, SampleToken());
+    EXPECT_FALSE(LoadJsonFile(quilkova::test::kHosToken, loaded)) << "not read through the link";
+    SaveJsonFile(quilkova::test::kHosToken, SampleToken());
     EXPECT_EQ(root.ReadFile("/victim"), "precious\n");
-    EXPECT_EQ(root.Mode(kTokenFile), 0600);
+    EXPECT_EQ(root.Mode(quilkova::test::kHosToken), 0600);
 }
 
 TEST(JsonFiles, FailuresLogWithoutSecretsAndASaveThrowsCodeTwo) {
     TempRoot root;
-    root.WriteFile(kTokenFile, "{\"access_token\": \"secret-value\", ");
+    root.WriteFile(quilkova::test::kHosToken, "{\"access_token\": \"secret-value\", ");
     LogCapture log;
     Json::Value loaded;
-    EXPECT_FALSE(LoadJsonFile(kTokenFile, loaded));
+    EXPECT_FALSE(LoadJsonFile(quilkova::test::kHosToken, loaded));
     EXPECT_TRUE(log.Contains("Failed to parse json: {\"access_token\": \"***\", ")) << log.Dump();
     EXPECT_FALSE(log.Contains("secret-value")) << log.Dump();
     EXPECT_FALSE(LoadJsonFile("/missing.json", loaded));
@@ -122,7 +121,7 @@ TEST(AtomicFile, AShortWriteIsReportedAndNeverRenamedIntoPlace) {
 
 TEST(AtomicFile, TemporariesOfDeadWritersAreSweptAndPrivateDirectoriesClosedAgain) {
     TempRoot root;
-    SaveJsonFile(kTokenFile, SampleToken());
+    SaveJsonFile(quilkova::test::kHosToken, SampleToken());
     const std::string directory = root.Path("/usr/quil/etc/quillion-account/private");
     for (const char* stale : {"/.hos_token.json.AAAAAA", "/.hos_token.json.BBBBBB"}) {
         std::ofstream(directory + stale) << "torn";
@@ -138,7 +137,7 @@ TEST(AtomicFile, TemporariesOfDeadWritersAreSweptAndPrivateDirectoriesClosedAgai
     ::close(live);  // the child inherited the locked descriptor
     ASSERT_EQ(::chmod(directory.c_str(), 0777), 0);
 
-    SaveJsonFile(kTokenFile, SampleToken());
+    SaveJsonFile(quilkova::test::kHosToken, SampleToken());
     std::vector<std::string> names = Entries(directory);
     std::sort(names.begin(), names.end());
     EXPECT_EQ(names, (std::vector<std::string>{".hos_token.json.LIVE00", ".other.json.CCCCCC", "hos_token.json"}));

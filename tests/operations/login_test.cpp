@@ -17,12 +17,9 @@
 namespace {
 
 using quilkova::User;
-using quilkova::test::LogCapture;
+using namespace quilkova::test;
 
-constexpr const char* kLogin = "/device/api/password_login";
 constexpr const char* kLaunch = "/good/user/launch";
-constexpr const char* kQuery = "/device/api/user/query";
-constexpr const char* kApiKeyFile = "/usr/quil/etc/quillion-account/private/apikey";
 
 class LoginTest : public quilkova::test::OperationsTest {
 protected:

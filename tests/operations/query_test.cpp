@@ -20,10 +20,10 @@ namespace {
 using quilkova::AccountService;
 using quilkova::User;
 using quilkova::test::CodeOf;
+using quilkova::test::kQuery;
 using quilkova::test::kUserConf;
 using quilkova::test::LogCapture;
 
-constexpr const char* kQuery = "/device/api/user/query";
 
 // Every required member with a value that differs from what is on record, as the service sends it.
 std::string QueryAnswer(const std::string& overrides = "") {

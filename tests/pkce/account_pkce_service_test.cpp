@@ -32,13 +32,12 @@ using quilkova::test::PkcePair;
 constexpr const char* kExchange = "/oauth2/api/v1/device/core/authkey/exchange";
 constexpr const char* kGrant = "/migration/api/v1/device/core/authorization_code/grant";
 constexpr const char* kLogout = "/device/api/logout";
-constexpr const char* kPackageToken = "/usr/quil/etc/quillion-account/private/backup_token.json";
 
 class AccountPkceTest : public quilkova::test::OperationsTest {
 protected:
     std::string Redirect() { return sim().BaseUrl() + quilkova::test::kRedirect; }
     bool LoggedOutLocally() {
-        return !root().Exists(kUserConf) && !root().Exists(kHosToken) && !root().Exists(kPackageToken) &&
+        return !root().Exists(kUserConf) && !root().Exists(kHosToken) && !root().Exists(quilkova::test::kBackupToken) &&
                !root().Exists("/etc/cron.d/quil-kova");
     }
 };
@@ -95,7 +94,7 @@ TEST_F(AccountPkceTest, TheRescueLadderRecreatesTheTokenFromTheAuthKeyOrLogsOut)
     EXPECT_TRUE(service.HasToken());
 
     // An auth key the service refuses forces the local logout; the call fails.
-    root().WriteFile(kPackageToken, "{}");
+    root().WriteFile(quilkova::test::kBackupToken, "{}");
     Restamp(kHosToken, 7200);
     sim().RevokeRefreshTokens();
     sim().RevokeAuthKey("owner@example.com");

@@ -30,7 +30,6 @@ constexpr const char* kConfigEndpoint = "/oauth2/api/v1/device/package/config/pk
 constexpr const char* kGrant = "/oauth2/api/v1/device/package/authorization_code/grant";
 constexpr const char* kBeaconGrant = "/oauth2/api/v1/device/healthbeacon/authorization_code/grant";
 constexpr const char* kCache = "/tmp/account_backup_pkce_client.conf";
-constexpr const char* kToken = "/usr/quil/etc/quillion-account/private/backup_token.json";
 
 class PackageTest : public quilkova::test::OperationsTest {
 protected:
@@ -57,17 +56,17 @@ TEST_F(PackageTest, APackageIsGrantedRenewedAndReGrantedOnTheAppliancesWord) {
     EXPECT_EQ(grant.Field("auth_key"), "") << "no auth key is sent";
     EXPECT_EQ(grant.Joined("scopes[]"), "openid device:2150ABCD1234");
     EXPECT_EQ(root().Mode(kCache), 0600);
-    EXPECT_EQ(root().Mode(kToken), 0600);
+    EXPECT_EQ(root().Mode(quilkova::test::kBackupToken), 0600);
     EXPECT_EQ(backup.GetAccessToken(), first) << "valid: nothing asked";
     EXPECT_EQ(Sent(kGrant), 1u);
 
-    Restamp(kToken, 7200);
+    Restamp(quilkova::test::kBackupToken, 7200);
     const std::string renewed = backup.GetAccessToken();
     EXPECT_NE(renewed, first);
     EXPECT_EQ(Sent(kGrant), 1u) << "renewed, not granted";
 
     LogCapture log;
-    Restamp(kToken, 7200);
+    Restamp(quilkova::test::kBackupToken, 7200);
     sim().RevokeRefreshTokens();
     EXPECT_NE(backup.GetIdToken(), "");
     EXPECT_EQ(Sent(kGrant), 2u);
@@ -76,7 +75,7 @@ TEST_F(PackageTest, APackageIsGrantedRenewedAndReGrantedOnTheAppliancesWord) {
     EXPECT_EQ(Sent(kGrant), 3u);
 
     quilkova::AccountPkceService().LogoutLocal();
-    EXPECT_FALSE(root().Exists(kToken)) << "the appliance's logout takes the package's token";
+    EXPECT_FALSE(root().Exists(quilkova::test::kBackupToken)) << "the appliance's logout takes the package's token";
     EXPECT_TRUE(root().Exists(kCache)) << "and leaves its cached configuration";
 }
 

@@ -23,7 +23,6 @@ namespace {
 using namespace quilkova::test;
 using namespace std::chrono_literals;
 
-constexpr const char* kConf = "/usr/quil/etc/quillion-account/private/user.conf";
 constexpr const char* kLine = "%s=\"%s\"\n";
 
 std::string Get(const char* path, const char* key, int size = 2048) {
@@ -58,38 +57,38 @@ TEST(KeyValueFile, ReadsTheLineSyntaxesItDocuments) {
 TEST(KeyValueFile, SetReplacesInPlaceKeepsTheRestAndRefusesWhatWouldCorruptTheFile) {
     TempRoot root;
     const mode_t saved = ::umask(0);
-    ASSERT_EQ(QLIBCFileSetKeyValue(kConf, "kovaID", "user@example.com", kLine), 0);
+    ASSERT_EQ(QLIBCFileSetKeyValue(kUserConf, "kovaID", "user@example.com", kLine), 0);
     ::umask(saved);
-    EXPECT_EQ(root.Mode(kConf), 0600) << "a new file is root's only, whatever the umask";
-    root.WriteFile(kConf, "# keep me\nkovaID=\"old\"\nenews=\"no\"\nkovaID=\"stale duplicate\"");
-    ::chmod(root.Path(kConf).c_str(), 0640);
-    ASSERT_EQ(QLIBCFileSetKeyValue(kConf, "kovaID", "new", kLine), 0);
-    ASSERT_EQ(QLIBCFileSetKeyValue(kConf, "activated", "yes", kLine), 0);
-    EXPECT_EQ(root.ReadFile(kConf), "# keep me\nkovaID=\"new\"\nenews=\"no\"\nactivated=\"yes\"\n");
-    EXPECT_EQ(root.Mode(kConf), 0640) << "an existing file keeps its mode";
-    ASSERT_EQ(QLIBCFileSetKeyValue(kConf, "full_name", std::string(3000, 'v').c_str(), kLine), 0);
-    EXPECT_EQ(Get(kConf, "full_name"), std::string(2047, 'v')) << "cut to the reader's buffer";
+    EXPECT_EQ(root.Mode(kUserConf), 0600) << "a new file is root's only, whatever the umask";
+    root.WriteFile(kUserConf, "# keep me\nkovaID=\"old\"\nenews=\"no\"\nkovaID=\"stale duplicate\"");
+    ::chmod(root.Path(kUserConf).c_str(), 0640);
+    ASSERT_EQ(QLIBCFileSetKeyValue(kUserConf, "kovaID", "new", kLine), 0);
+    ASSERT_EQ(QLIBCFileSetKeyValue(kUserConf, "activated", "yes", kLine), 0);
+    EXPECT_EQ(root.ReadFile(kUserConf), "# keep me\nkovaID=\"new\"\nenews=\"no\"\nactivated=\"yes\"\n");
+    EXPECT_EQ(root.Mode(kUserConf), 0640) << "an existing file keeps its mode";
+    ASSERT_EQ(QLIBCFileSetKeyValue(kUserConf, "full_name", std::string(3000, 'v').c_str(), kLine), 0);
+    EXPECT_EQ(Get(kUserConf, "full_name"), std::string(2047, 'v')) << "cut to the reader's buffer";
 
-    const std::string before = root.ReadFile(kConf);
+    const std::string before = root.ReadFile(kUserConf);
     const std::vector<std::tuple<const char*, const char*, const char*>> refused = {
         {"full_name", "two\nlines", kLine}, {"full_name", "carriage\rreturn", kLine}, {"kovaID\nevil", "x", kLine},
         {"a=b", "x", kLine}, {"", "x", kLine}, {"#comment", "x", kLine}, {"full_name", nullptr, kLine},
         {"full_name", "x", "%s=%d\n"}, {"full_name", "x", "%s\n"}, {"full_name", "x", nullptr}};
     for (const auto& [key, value, format] : refused) {
-        EXPECT_LT(QLIBCFileSetKeyValue(kConf, key, value, format), 0) << key << " / " << (value ? value : "(null)");
+        EXPECT_LT(QLIBCFileSetKeyValue(kUserConf, key, value, format), 0) << key << " / " << (value ? value : "(null)");
         EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_BAD_PARAMETERS);
         EXPECT_STREQ(QLIBCErrorGetFile(), "kv_file.cpp");
     }
-    EXPECT_EQ(root.ReadFile(kConf), before);
+    EXPECT_EQ(root.ReadFile(kUserConf), before);
 
     // A link at the path is neither read nor written through.
     root.WriteFile("/victim", "kovaID=\"victim\"\n");
-    ASSERT_EQ(::unlink(root.Path(kConf).c_str()), 0);
-    ASSERT_EQ(::symlink(root.Path("/victim").c_str(), root.Path(kConf).c_str()), 0);
+    ASSERT_EQ(::unlink(root.Path(kUserConf).c_str()), 0);
+    ASSERT_EQ(::symlink(root.Path("/victim").c_str(), root.Path(kUserConf).c_str()), 0);
     char buffer[64];
-    EXPECT_LT(QLIBCFileGetKeyValue(kConf, "kovaID", buffer, sizeof(buffer), 0), 0);
+    EXPECT_LT(QLIBCFileGetKeyValue(kUserConf, "kovaID", buffer, sizeof(buffer), 0), 0);
     EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_FILE_READ);
-    EXPECT_LT(QLIBCFileSetKeyValue(kConf, "kovaID", "attacker", kLine), 0);
+    EXPECT_LT(QLIBCFileSetKeyValue(kUserConf, "kovaID", "attacker", kLine), 0);
     EXPECT_EQ(root.ReadFile("/victim"), "kovaID=\"victim\"\n");
 }
 
@@ -98,7 +97,7 @@ TEST(KeyValueFile, ConcurrentWritersOfDifferentKeysLoseNothing) {
     auto writers = StartTogether(6, [](int w) {
         for (int k = 0; k < 15; ++k) {
             const std::string key = "w" + std::to_string(w) + "_k" + std::to_string(k);
-            if (QLIBCFileSetKeyValue(kConf, key.c_str(), ("value of " + key).c_str(), kLine) != 0) {
+            if (QLIBCFileSetKeyValue(kUserConf, key.c_str(), ("value of " + key).c_str(), kLine) != 0) {
                 return 1;
             }
         }
@@ -110,7 +109,7 @@ TEST(KeyValueFile, ConcurrentWritersOfDifferentKeysLoseNothing) {
     for (int w = 0; w < 6; ++w) {
         for (int k = 0; k < 15; ++k) {
             const std::string key = "w" + std::to_string(w) + "_k" + std::to_string(k);
-            EXPECT_EQ(Get(kConf, key.c_str()), "value of " + key);
+            EXPECT_EQ(Get(kUserConf, key.c_str()), "value of " + key);
         }
     }
 }
@@ -118,19 +117,19 @@ TEST(KeyValueFile, ConcurrentWritersOfDifferentKeysLoseNothing) {
 TEST(KeyValueFile, AWriterKilledMidWriteLeavesTheOldFileOrTheNewOneAndNothingElse) {
     TempRoot root;
     constexpr size_t kPayload = 512 * 1024;  // large, so that a kill often lands inside a write
-    ASSERT_EQ(QLIBCFileSetKeyValue(kConf, "kovaID", "keep@example.com", kLine), 0);
+    ASSERT_EQ(QLIBCFileSetKeyValue(kUserConf, "kovaID", "keep@example.com", kLine), 0);
     std::mt19937 random(12345);
     for (int round = 0; round < 12; ++round) {
         ChildProcess writer([] {
             for (int i = 0;; ++i) {
-                QLIBCFileSetKeyValue(kConf, "payload", std::string(kPayload, static_cast<char>('a' + i % 26)).c_str(),
+                QLIBCFileSetKeyValue(kUserConf, "payload", std::string(kPayload, static_cast<char>('a' + i % 26)).c_str(),
                                      kLine);
             }
             return 0;
         });
         std::this_thread::sleep_for(std::chrono::milliseconds(5 + random() % 40));
         writer.Kill();
-        const std::string content = root.ReadFile(kConf);
+        const std::string content = root.ReadFile(kUserConf);
         ASSERT_EQ(content.rfind("kovaID=\"keep@example.com\"\n", 0), 0u) << "round " << round;
         const size_t start = content.find("payload=\"");
         if (start != std::string::npos) {
@@ -140,7 +139,7 @@ TEST(KeyValueFile, AWriterKilledMidWriteLeavesTheOldFileOrTheNewOneAndNothingEls
         }
     }
     // The next write sweeps what the killed writers left behind.
-    ASSERT_EQ(QLIBCFileSetKeyValue(kConf, "kovaID", "keep@example.com", kLine), 0);
+    ASSERT_EQ(QLIBCFileSetKeyValue(kUserConf, "kovaID", "keep@example.com", kLine), 0);
     EXPECT_EQ(quilkova::internal::DirectoryEntries(root.Path("/usr/quil/etc/quillion-account/private")),
               std::vector<std::string>{"user.conf"});
 }
@@ -149,7 +148,7 @@ TEST(KeyValueFile, AWriterKilledMidWriteLeavesTheOldFileOrTheNewOneAndNothingEls
 // fails the write after 30 seconds instead of hanging it.
 TEST(KeyValueFile, AHeldDirectoryLockFailsTheWriteAfterThirtySeconds) {
     TempRoot root;
-    ASSERT_EQ(QLIBCFileSetKeyValue(kConf, "kovaID", "keep", kLine), 0);
+    ASSERT_EQ(QLIBCFileSetKeyValue(kUserConf, "kovaID", "keep", kLine), 0);
     const std::string directory = root.Path("/usr/quil/etc/quillion-account/private");
     ReadySignal locked;
     ChildProcess holder([&directory, &locked] {
@@ -162,10 +161,10 @@ TEST(KeyValueFile, AHeldDirectoryLockFailsTheWriteAfterThirtySeconds) {
     });
     ASSERT_TRUE(locked.Wait(10s));
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_LT(QLIBCFileSetKeyValue(kConf, "kovaID", "blocked", kLine), 0);
+    EXPECT_LT(QLIBCFileSetKeyValue(kUserConf, "kovaID", "blocked", kLine), 0);
     EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_FILE_LOCK);
     EXPECT_GE(std::chrono::steady_clock::now() - start, 30s);
-    EXPECT_EQ(Get(kConf, "kovaID"), "keep");
+    EXPECT_EQ(Get(kUserConf, "kovaID"), "keep");
 }
 
 }  // namespace

@@ -26,10 +26,10 @@
 
 namespace {
 
+using quilkova::test::kApiKeyFile;
 using quilkova::test::TempRoot;
 using quilkova::test::WriteDevice;
 
-constexpr const char* kApiKeyFile = "/usr/quil/etc/quillion-account/private/apikey";
 
 std::string Fact(int (*get)(char*, int)) {
     char buffer[64] = {};

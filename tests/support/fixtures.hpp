@@ -15,11 +15,9 @@
 
 namespace quilkova::test {
 
-constexpr const char* kUserConf = "/usr/quil/etc/quillion-account/private/user.conf";
-constexpr const char* kDeviceFile = "/etc.defaults/quilinfo.conf";
-constexpr const char* kHosToken = "/usr/quil/etc/quillion-account/private/hos_token.json";
-constexpr const char* kLoginConfig = "/usr/quil/etc.defaults/quillion-account/config/pkce_login.conf";
 constexpr const char* kRedirect = "/pkce/login";
+constexpr const char* kLogin = "/device/api/password_login";
+constexpr const char* kQuery = "/device/api/user/query";
 
 // A device file with a serial, a MAC, a model and a firmware; an empty
 // argument leaves that key out.

@@ -7,6 +7,14 @@
 
 namespace quilkova::test {
 
+// The appliance's files the tests look at, as the appliance names them.
+constexpr const char* kUserConf = "/usr/quil/etc/quillion-account/private/user.conf";
+constexpr const char* kApiKeyFile = "/usr/quil/etc/quillion-account/private/apikey";
+constexpr const char* kHosToken = "/usr/quil/etc/quillion-account/private/hos_token.json";
+constexpr const char* kBackupToken = "/usr/quil/etc/quillion-account/private/backup_token.json";
+constexpr const char* kDeviceFile = "/etc.defaults/quilinfo.conf";
+constexpr const char* kLoginConfig = "/usr/quil/etc.defaults/quillion-account/config/pkce_login.conf";
+
 // A fresh directory used as QUILKOVA_ROOT for the lifetime of the object;
 // removed with everything in it afterwards.
 class TempRoot {
