@@ -9,6 +9,7 @@
 #include <functional>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "child_process.hpp"
@@ -147,17 +148,33 @@ TEST(AllocationFailures, EveryPointOfFailureFailsWithTheOutOfMemoryError) {
     jobs[0]["period"] = "crontab";
     jobs[0]["crontab"] = "~ 9~16 * * 1~5";
     jobs[0]["cmd_list"].append("/usr/quil/bin/quilkova");
+    // A success must have written its line, and a failure nothing.
+    const auto appended = [&root](const char* log, const std::function<int()>& call) {
+        const long allowed = std::exchange(g_allocations_left, -1);  // the test's own reads never fail
+        const size_t before = root.Exists(log) ? root.ReadFile(log).size() : 0;
+        g_allocations_left = allowed;
+        const bool succeeded = call() == 0;
+        g_allocations_left = -1;
+        const bool written = root.ReadFile(log).size() > before;
+        EXPECT_EQ(written, succeeded) << log;
+        return succeeded;
+    };
     const std::vector<std::pair<const char*, std::function<bool()>>> calls = {
         {"mac", [] { char mac[24]; return QUILHsinfoCloudServiceGetMacAddress(mac, sizeof(mac)) > 0; }},
         {"notify",
-         [] {
+         [&appended] {
              PQLIBCSzHash params = QLIBCSzHashAlloc(2);
              const bool sent = params != nullptr && QLIBCSzHashSetValue(params, "%KOVA_ACCOUNT%", "a@b") == 0 &&
-                               QUILSysNotifySendNotifiction("KoVAPasswordChanged", params) == 0;
+                               appended("/var/log/quil/notifications.jsonl", [params] {
+                                   return QUILSysNotifySendNotifiction("KoVAPasswordChanged", params);
+                               });
              QLIBCSzHashFree(params);
              return sent;
          }},
-        {"event", [] { return QUILLogSet1(2, 1, 0x13a00002, "", "", "", "") == 0; }},
+        {"event",
+         [&appended] {
+             return appended("/var/log/quil/events.jsonl", [] { return QUILLogSet1(2, 1, 0x13a00002, "", "", "", ""); });
+         }},
         {"set", [] { return QLIBCFileSetKeyValue("/etc/x.conf", "k", "v", "%s=\"%s\"\n") == 0; }},
         {"zone", [] { char zone[64]; return QUILZoneGet(zone, sizeof(zone), nullptr) == 0; }},
         {"schedule", [&jobs] { return QUIL::QUILCrond::ConfigManager("kova", false).Save(jobs); }},
