@@ -2,27 +2,30 @@
 #define QUILKOVA_TESTS_FUZZ_ROOT_HPP
 
 #include <ftw.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 
+#include <cstdio>
 #include <fstream>
 #include <string>
 
 // A root prefix of the fuzzer's own (in memory where /dev/shm exists), with
 // the device's facts, made once per process and removed when it exits.
 inline const std::string& FuzzRoot() {
+    // Removed by path of its own, never by what the environment says at exit.
+    static char made[] = "/dev/shm/quilkova-fuzz-XXXXXX";
     static const std::string root = [] {
-        char pattern[] = "/dev/shm/quilkova-fuzz-XXXXXX";
-        char fallback[] = "/tmp/quilkova-fuzz-XXXXXX";
-        const char* made = ::mkdtemp(pattern);
-        made = made != nullptr ? made : ::mkdtemp(fallback);
+        if (::mkdtemp(made) == nullptr) {
+            std::snprintf(made, sizeof(made), "%s", "/tmp/quilkova-fuzz-XXXXXX");
+            if (::mkdtemp(made) == nullptr) {
+                ::abort();
+            }
+        }
         ::setenv("QUILKOVA_ROOT", made, 1);
         const std::string base = made;
         ::atexit([] {
-            ::nftw(::getenv("QUILKOVA_ROOT"), [](const char* path, const struct stat*, int, struct FTW*) {
-                return ::remove(path);
-            }, 16, FTW_DEPTH | FTW_PHYS);
+            ::nftw(made, [](const char* path, const struct stat*, int, struct FTW*) { return ::remove(path); }, 16,
+                   FTW_DEPTH | FTW_PHYS);
         });
         ::mkdir((base + "/etc.defaults").c_str(), 0755);
         std::ofstream(base + "/etc.defaults/quilinfo.conf")
