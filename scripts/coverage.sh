@@ -12,10 +12,13 @@ cmake -S . -B "$build_dir" -DQUILKOVA_COVERAGE=ON -DQUILKOVA_BENCH=OFF -DCMAKE_B
 cmake --build "$build_dir" -j"$(nproc)" >/dev/null
 find "$build_dir" -name '*.gcda' -delete
 ctest --test-dir "$build_dir" -j"$(( $(nproc) * 2 ))" --output-on-failure -E 'valgrind|install_and_consume' >/dev/null
+# gcovr replaces its output file: never point it at /dev/null.
+reports=$(mktemp -d)
+trap 'rm -rf "$reports"' EXIT
 printf '%-10s %8s %8s\n' directory lines branches
 for dir in src platform sim; do
     summary=$(gcovr -r . --object-directory "$build_dir" --filter "$dir/" \
-        --exclude-unreachable-branches --exclude-throw-branches --print-summary -o /dev/null 2>/dev/null)
+        --exclude-unreachable-branches --exclude-throw-branches --print-summary -o "$reports/$dir.txt" 2>/dev/null)
     lines=$(sed -n 's/^lines: *\([0-9.]*%\).*/\1/p' <<<"$summary")
     branches=$(sed -n 's/^branches: *\([0-9.]*%\).*/\1/p' <<<"$summary")
     printf '%-10s %8s %8s\n' "$dir" "$lines" "$branches"

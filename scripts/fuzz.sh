@@ -16,9 +16,9 @@ trap 'rm -rf "$work"' EXIT
 run_one() {
     local target=$1
     mkdir -p "$work/$target/corpus" "$work/$target/crashes"
-    cp tests/fuzz/corpus/"$target"/* "$work/$target/corpus/"
+    cp fuzz/corpus/"$target"/* "$work/$target/corpus/"
     local status=0
-    "$build_dir/tests/fuzz/${target}_fuzzer" "$work/$target/corpus" -max_total_time="$seconds" \
+    "$build_dir/fuzz/${target}_fuzzer" "$work/$target/corpus" -max_total_time="$seconds" \
         -artifact_prefix="$work/$target/crashes/" -print_final_stats=1 -max_len=4096 \
         >"$work/$target/log" 2>&1 || status=$?
     echo "$status" >"$work/$target/status"

@@ -85,8 +85,10 @@ TEST(CloudService, KeepsOneApiKeyUntilItExpires) {
     ASSERT_EQ(QUILCloudServiceDstokenGenerateToken(token), 0);
     EXPECT_EQ(token, quilkova::test::Md5Hex("2150ABCD1234" + std::string(key))) << "MD5 of serial and key";
 
-    EXPECT_EQ(QUILCloudServiceActionHandler(QUIL_CLOUD_SERVICE_ACTION_APIKEY_EXPIRED, 0), 0);
-    EXPECT_FALSE(root.Exists(kApiKeyFile));
+    for (int discarded = 0; discarded < 2; ++discarded) {  // a key already gone is no failure
+        EXPECT_EQ(QUILCloudServiceActionHandler(QUIL_CLOUD_SERVICE_ACTION_APIKEY_EXPIRED, 0), 0);
+        EXPECT_FALSE(root.Exists(kApiKeyFile));
+    }
     root.WriteFile(quilkova::test::kDeviceFile, "");
     EXPECT_LT(QUILCloudServiceDstokenGenerateToken(token), 0) << "no serial";
 }
@@ -106,6 +108,7 @@ TEST(Processes, RunWithoutAShellWithTheLibrarysEnvironment) {
     EXPECT_STREQ(line, "account:--get-quil-account\n");
     EXPECT_EQ(QLIBCPclose(out), 0);
     EXPECT_EQ(QLIBCPopen("/bin/true", "w", nullptr), nullptr);
+    EXPECT_EQ(QLIBCPclose(stdin), -1) << "not a stream it opened";
 
     // The plug-ins see the account the library gives, whatever the caller's environment says.
     quilkova::test::WriteScript(root, "/usr/quil/lib/plugins/kova/login.d/10-record",
@@ -150,7 +153,10 @@ TEST(Scheduler, RendersRangesToValuesWithinThemAndFailsWithItsError) {
     EXPECT_NE(root.ReadFile("/usr/quil/etc/crond/kova.json").find("\"7 9~16 1~31 1~12 1~5\""), std::string::npos)
         << "the job is kept as given";
 
-    // Where the rendering cannot be written, the scheduler says so.
+    // A schedule it cannot render, or a rendering it cannot write: the scheduler says so.
+    jobs[0]["crontab"] = "* 24 * * *";
+    EXPECT_FALSE(kova.Save(jobs));
+    EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_BAD_PARAMETERS);
     jobs[0]["crontab"] = "0 3 * * *";
     ASSERT_TRUE(kova.Remove());
     EXPECT_FALSE(kova.Remove()) << "nothing left to remove";

@@ -21,6 +21,7 @@ TEST(Strings, TheHashKeepsInsertionOrderAndFailuresRecordWhereInTheirThread) {
     EXPECT_EQ(QLIBCSzHashGetValue(hash, "nothing"), nullptr);
     PQLIBCSzList keys = QLIBCSzListAlloc(1);
     ASSERT_EQ(QLIBCSzHashEnumKey(hash, keys), 4);
+    EXPECT_EQ(QLIBCSzHashEnumKey(hash, nullptr), -1);
     std::string order;
     for (int i = 0; i <= QLIBCSzListCount(keys); ++i) {
         const char* key = QLIBCSzListGet(keys, i);
@@ -53,6 +54,8 @@ TEST(Strings, AppendGrowsTheBufferAndTrimTakesBlanksAtBothEnds) {
     char unterminated[3] = {'a', 'b', 'c'};
     char* pointer = unterminated;
     size_t size = sizeof(unterminated);
+    EXPECT_EQ(QLIBCStrCat(&pointer, &size, "x"), -1);
+    pointer = nullptr;
     EXPECT_EQ(QLIBCStrCat(&pointer, &size, "x"), -1);
 
     for (const auto& [in, out] : {std::pair<const char*, const char*>{"  {\"code\":\"good\"}\r\n", "{\"code\":\"good\"}"},
