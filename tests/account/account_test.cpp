@@ -1,26 +1,12 @@
 // The account record, its flat face and the service hosts.
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include "test_prelude.hpp"
 
-#include <cstring>
-#include <sstream>
-#include <string>
-#include <vector>
-
-#include "fixtures.hpp"
 #include "internal/default_hosts.hpp"
 #include "internal/server_info_impl.hpp"
-#include "log_capture.hpp"
-#include "quilkova/quilkova.h"
-#include "quilkova/server_info.hpp"
-#include "quilkova/user.hpp"
 
 namespace {
 
 namespace hosts = quilkova::internal;
-using namespace quilkova::test;
-using quilkova::User;
 
 class RecordTest : public AccountTest {};
 

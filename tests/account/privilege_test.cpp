@@ -1,26 +1,13 @@
 // Unprivileged callers: every access to the account record raises the process
 // to root and drops back. Each case runs in a child process that changes its
 // own ids; its gtest expectations print there and decide its exit status.
-#include <gtest/gtest.h>
+#include "test_prelude.hpp"
+
 #include <syslog.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <string>
-#include <vector>
-
-#include "child_process.hpp"
-#include "fixtures.hpp"
 #include "internal/default_hosts.hpp"
-#include "log_capture.hpp"
-#include "quilkova/quilkova.h"
-#include "quilkova/server_info.hpp"
 
 namespace {
-
-using quilkova::test::ChildProcess;
-using quilkova::test::kUserConf;
-using quilkova::test::LogCapture;
 
 constexpr unsigned int kNobody = 65534;
 

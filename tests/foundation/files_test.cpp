@@ -1,37 +1,20 @@
 // JSON files, crash-safe replacement and inter-process file locks.
+#include "test_prelude.hpp"
+
 #include <dirent.h>
-#include <gtest/gtest.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <fcntl.h>
 
 #include <algorithm>
-#include <chrono>
-#include <fstream>
-#include <memory>
-#include <string>
-#include <thread>
-#include <vector>
 
-#include "child_process.hpp"
 #include "internal/atomic_file.hpp"
-#include "internal/json_utils.hpp"
-#include "log_capture.hpp"
-#include "quilkova/file_lock.hpp"
-#include "temp_root.hpp"
 
 namespace {
 
-using quilkova::FileLock;
 using quilkova::internal::LoadJsonFile;
 using quilkova::internal::SaveJsonFile;
-using quilkova::test::ChildProcess;
-using quilkova::test::LogCapture;
-using quilkova::test::TempRoot;
 
 constexpr const char* kLockPath = "/tmp/account_query_info.lock";
 

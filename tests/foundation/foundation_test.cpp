@@ -1,19 +1,10 @@
 // Errors, exceptions and their stacks, and the small shared helpers.
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <sstream>
-#include <string>
-#include <vector>
+#include "test_prelude.hpp"
 
 #include "internal/cron_schedule.hpp"
 #include "internal/redact.hpp"
 #include "internal/root_prefix.hpp"
 #include "internal/string_utils.hpp"
-#include "log_capture.hpp"
-#include "quilkova/backtrace.hpp"
-#include "quilkova/kova_exception.hpp"
-#include "temp_root.hpp"
 
 // Exported from the test program (linked with -rdynamic), so its frame has a
 // symbol name to demangle.
@@ -29,8 +20,6 @@ __attribute__((noinline, visibility("default"))) std::vector<std::string> Captur
 }  // namespace quilkova_test
 
 namespace {
-
-using quilkova::KovaException;
 
 std::vector<std::string> Lines(const std::string& text) {
     std::vector<std::string> lines;

@@ -1,29 +1,19 @@
 // Platform behaviour that a root's content cannot produce, through link-time
 // doubles: definitions here take the place of the platform's (and of the
 // global allocator) for this program.
+#include "test_prelude.hpp"
+
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdlib>
-#include <functional>
 #include <new>
-#include <string>
-#include <utility>
-#include <vector>
 
-#include "child_process.hpp"
-#include "fixtures.hpp"
 #include "internal/string_utils.hpp"
-#include "quilkova/file_lock.hpp"
-#include "quilkova/kova_plugin_manager.hpp"
-#include "quilkova/quilkova.h"
 #include "quilplatform/cloud_service.h"
 #include "quilplatform/crond.h"
 #include "quilplatform/device.h"
 #include "quilplatform/notify.h"
 #include "quilplatform/plugin.h"
-#include "quilplatform/qlibc_error.h"
 #include "quilplatform/qlibc_file.h"
 #include "quilplatform/zone.h"
 
@@ -87,8 +77,6 @@ extern "C" bool QLIBCFileLockByFile(const char* path, bool exclusive, int* fd) {
 }
 
 namespace {
-
-using namespace std::chrono_literals;
 
 TEST(CloudServiceError, MapsNetworkToFifteenAndEverythingElseToUnknown) {
     const std::vector<std::pair<int, int>> rows = {{0, 0}, {1, 15}, {7, 24}, {2, 24}, {-1, 24}};

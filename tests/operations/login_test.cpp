@@ -1,23 +1,13 @@
 // The three logins against the simulator.
-#include <gtest/gtest.h>
+#include "test_prelude.hpp"
+
 #include <ftw.h>
 
-#include <ctime>
 #include <map>
-#include <sstream>
-#include <tuple>
-#include <string>
 
-#include "fixtures.hpp"
-#include "log_capture.hpp"
-#include "quilkova/quilkova.h"
-#include "quilkova/user.hpp"
 #include "quilplatform/cloud_service.h"
 
 namespace {
-
-using quilkova::User;
-using namespace quilkova::test;
 
 constexpr const char* kLaunch = "/good/user/launch";
 

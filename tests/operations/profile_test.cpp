@@ -1,20 +1,10 @@
 // Registration, profile update, the existing-account scan, the iframe info,
 // API-key recovery and the store client.
-#include <gtest/gtest.h>
+#include "test_prelude.hpp"
 
-#include <cstring>
-#include <string>
-
-#include "fixtures.hpp"
 #include "internal/account_steps.hpp"
-#include "log_capture.hpp"
-#include "quilkova/quilkova.h"
-#include "quilkova/user.hpp"
 
 namespace {
-
-using quilkova::User;
-using quilkova::test::LogCapture;
 
 constexpr const char* kRegister = "/device/api/user/register";
 constexpr const char* kUpdate = "/device/api/user/update";

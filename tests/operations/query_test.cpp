@@ -1,29 +1,7 @@
 // The account query and its synchronisation through AccountService.
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <ctime>
-#include <memory>
-#include <string>
-#include <vector>
-
-#include "child_process.hpp"
-#include "fixtures.hpp"
-#include "log_capture.hpp"
-#include "quilkova/account_service.hpp"
-#include "quilkova/quilkova.h"
-#include "quilkova/user.hpp"
-#include "tls_server.hpp"
+#include "test_prelude.hpp"
 
 namespace {
-
-using quilkova::AccountService;
-using quilkova::User;
-using quilkova::test::CodeOf;
-using quilkova::test::kQuery;
-using quilkova::test::kUserConf;
-using quilkova::test::LogCapture;
-
 
 // Every required member with a value that differs from what is on record, as the service sends it.
 std::string QueryAnswer(const std::string& overrides = "") {

@@ -1,21 +1,7 @@
 // The scheduled report run against the simulator.
-#include <gtest/gtest.h>
-
-#include <ctime>
-#include <string>
-
-#include "fixtures.hpp"
-#include "internal/json_utils.hpp"
-#include "quilkova/account_pkce_service.hpp"
-#include "quilkova/quilkova.h"
-#include "quilkova/user.hpp"
-#include "tls_server.hpp"
+#include "test_prelude.hpp"
 
 namespace {
-
-using quilkova::User;
-using quilkova::test::kHosToken;
-using quilkova::test::kUserConf;
 
 constexpr const char* kReport = "/device/api/report";
 

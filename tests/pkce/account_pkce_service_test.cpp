@@ -1,33 +1,10 @@
 // The appliance's PKCE account against the simulator: login, the rescue
 // ladder of its token, remote and local logout.
-#include <gtest/gtest.h>
-#include <sys/stat.h>
+#include "test_prelude.hpp"
 
-#include <ctime>
-#include <fstream>
-#include <memory>
-#include <string>
-#include <tuple>
-#include <vector>
-
-#include "child_process.hpp"
-#include "fixtures.hpp"
 #include "internal/account_pkce_service_impl.hpp"
-#include "internal/json_utils.hpp"
-#include "log_capture.hpp"
-#include "quilkova/account_pkce_service.hpp"
-#include "quilkova/quilkova.h"
-#include "quilkova/user.hpp"
 
 namespace {
-
-using quilkova::AccountPkceService;
-using quilkova::User;
-using quilkova::test::CodeOf;
-using quilkova::test::kHosToken;
-using quilkova::test::kUserConf;
-using quilkova::test::LogCapture;
-using quilkova::test::PkcePair;
 
 constexpr const char* kExchange = "/oauth2/api/v1/device/core/authkey/exchange";
 constexpr const char* kGrant = "/migration/api/v1/device/core/authorization_code/grant";

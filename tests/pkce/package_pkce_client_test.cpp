@@ -1,30 +1,9 @@
 // Package PKCE clients and the monitoring-service grant against the simulator.
+#include "test_prelude.hpp"
+
 #include <dirent.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <ctime>
-#include <fstream>
-#include <memory>
-#include <string>
-#include <thread>
-#include <vector>
-
-#include "child_process.hpp"
-#include "fixtures.hpp"
-#include "internal/json_utils.hpp"
-#include "log_capture.hpp"
-#include "quilkova/account_health_beacon_service.hpp"
-#include "quilkova/account_pkce_service.hpp"
-#include "quilkova/package_pkce_client.hpp"
 
 namespace {
-
-using namespace std::chrono_literals;
-using quilkova::PackagePkceClient;
-using quilkova::test::CodeOf;
-using quilkova::test::LogCapture;
 
 constexpr const char* kConfigEndpoint = "/oauth2/api/v1/device/package/config/pkce/client";
 constexpr const char* kGrant = "/oauth2/api/v1/device/package/authorization_code/grant";

@@ -1,26 +1,7 @@
 // One PKCE client's configuration, token file, renewal and exchange.
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <ctime>
-#include <fstream>
-#include <memory>
-#include <thread>
-#include <tuple>
-
-#include "child_process.hpp"
-#include "fixtures.hpp"
-#include "internal/json_utils.hpp"
-#include "log_capture.hpp"
-#include "quilkova/pkce_client.hpp"
-#include "quilkova/user.hpp"
-#include "tls_server.hpp"
+#include "test_prelude.hpp"
 
 namespace {
-
-using namespace std::chrono_literals;
-using namespace quilkova::test;
-using quilkova::PkceClient;
 
 Json::Value RawConfig() {
     Json::Value raw;

@@ -1,27 +1,15 @@
 // Key/value files: the line syntax, crash-safe and serialised writes.
+#include "test_prelude.hpp"
+
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <chrono>
 #include <random>
-#include <string>
-#include <thread>
-#include <tuple>
-#include <vector>
 
-#include "child_process.hpp"
 #include "internal/atomic_file.hpp"
-#include "quilplatform/qlibc_error.h"
 #include "quilplatform/qlibc_file.h"
-#include "temp_root.hpp"
 
 namespace {
-
-using namespace quilkova::test;
-using namespace std::chrono_literals;
 
 constexpr const char* kLine = "%s=\"%s\"\n";
 

@@ -1,18 +1,9 @@
 // The generic platform's device facts, cloud-service key, notifications,
 // processes, scheduler, time zone and PKCE pair.
-#include <gtest/gtest.h>
-#include <json/json.h>
-#include <unistd.h>
+#include "test_prelude.hpp"
 
-#include <cstdio>
-#include <cstring>
 #include <set>
-#include <sstream>
-#include <string>
-#include <tuple>
-#include <vector>
 
-#include "fixtures.hpp"
 #include "quilplatform/cloud_service.h"
 #include "quilplatform/crond.h"
 #include "quilplatform/device.h"
@@ -20,16 +11,10 @@
 #include "quilplatform/pkce.h"
 #include "quilplatform/plugin.h"
 #include "quilplatform/process.h"
-#include "quilplatform/qlibc_error.h"
 #include "quilplatform/qlibc_string.h"
 #include "quilplatform/zone.h"
 
 namespace {
-
-using quilkova::test::kApiKeyFile;
-using quilkova::test::TempRoot;
-using quilkova::test::WriteDevice;
-
 
 std::string Fact(int (*get)(char*, int)) {
     char buffer[64] = {};

@@ -1,12 +1,8 @@
 // The platform's string hash, list, growable append and trim.
-#include <gtest/gtest.h>
+#include "test_prelude.hpp"
 
 #include <cstdlib>
-#include <cstring>
-#include <string>
-#include <thread>
 
-#include "quilplatform/qlibc_error.h"
 #include "quilplatform/qlibc_string.h"
 
 namespace {

@@ -1,10 +1,8 @@
 // The simulator's control surface, as another process (the demo) drives it.
-#include <gtest/gtest.h>
+#include "test_prelude.hpp"
+
 #include <httplib.h>
 
-#include <string>
-
-#include "internal/json_utils.hpp"
 #include "sim/simulator.hpp"
 
 namespace {

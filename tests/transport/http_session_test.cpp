@@ -1,14 +1,8 @@
 // The classes' HTTP layer, and what both HTTP layers allow an answer.
-#include <gtest/gtest.h>
+#include "test_prelude.hpp"
 
-#include <functional>
-#include <string>
-
-#include "fixtures.hpp"
 #include "https_request.hpp"
 #include "internal/http.hpp"
-#include "quilkova/kova_exception.hpp"
-#include "tls_server.hpp"
 
 namespace {
 

@@ -1,28 +1,15 @@
 // Transport failures: resolution, silence and untrusted certificates. These
 // wait for real retries and time-outs, so they take seconds.
+#include "test_prelude.hpp"
+
 #include <arpa/inet.h>
-#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sched.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <string>
-
-#include "child_process.hpp"
-#include "fixtures.hpp"
 #include "https_request.hpp"
-#include "log_capture.hpp"
-#include "tls_server.hpp"
 
 namespace {
-
-using namespace std::chrono_literals;
-using quilkova::test::ChildProcess;
-using quilkova::test::HttpsRequest;
-using quilkova::test::LogCapture;
-using quilkova::test::TempRoot;
 
 // A loopback socket that accepts connections into its backlog and never answers.
 class SilentServer {

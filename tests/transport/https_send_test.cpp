@@ -1,20 +1,11 @@
 // The flat sender against the simulator: what it sends, what it accepts.
-#include <gtest/gtest.h>
+#include "test_prelude.hpp"
 
-#include <cstring>
-#include <string>
-
-#include "fixtures.hpp"
 #include "https_request.hpp"
-#include "log_capture.hpp"
-#include "quilkova/quilkova.h"
 
 namespace {
 
 using quilkova::sim::Simulator;
-using quilkova::test::HttpsRequest;
-using quilkova::test::LogCapture;
-using quilkova::test::TempRoot;
 
 constexpr const char* kLogin = "device/api/password_login";
 

@@ -1,21 +1,7 @@
 // The device token and identity, HosService and the plug-in events.
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <cstdio>
-#include <string>
-
-#include "fixtures.hpp"
-#include "log_capture.hpp"
-#include "quilkova/hos_service.hpp"
-#include "quilkova/kova_plugin_manager.hpp"
-#include "quilkova/quilkova.h"
+#include "test_prelude.hpp"
 
 namespace {
-
-using namespace quilkova::test;
 
 // The derivation counted independently: 1 + the seed's first hex digit passes.
 std::string ExpectedToken(const std::string& seed) {
