@@ -73,32 +73,17 @@ void AccountTest::SetUp() {
 }
 
 namespace {
-Json::Value Seed() {
-    Json::Value account;
-    account["email"] = "owner@example.com";
-    account["password"] = "s3cret";
-    account["id"] = "u-1";
-    account["auth_key"] = "key-1";
-    account["access_token"] = "at-1";
-    account["full_name"] = "Ann Owner";
-    account["country"] = "NZ";
-    account["timezone"] = "Pacific/Auckland";
-    account["notify_language"] = "enu";
-    account["activated"] = true;
-    account["enews_local_promotion"] = true;
-    account["critical_version_list"] = "7.1,7.2";
-    account["purchases"].append("Quillion Antivirus");
-    Json::Value seed;
-    seed["accounts"].append(account);
-    for (const char* package : {"backup", "healthbeacon"}) {
-        Json::Value& config = seed["packages"][package];
-        config["client_id"] = std::string(package) + "-client";
-        config["scope"] = "openid device:$sn$";
-        config["token_endpoint_path"] = "/oauth2/token";
-        config["login_redirect_path"] = std::string("/pkce/") + package;
-    }
-    return seed;
-}
+// The simulated service's one account and two packages.
+constexpr const char* kSeed = R"({
+  "accounts": [{"email": "owner@example.com", "password": "s3cret", "id": "u-1", "auth_key": "key-1",
+                "access_token": "at-1", "full_name": "Ann Owner", "country": "NZ", "timezone": "Pacific/Auckland",
+                "notify_language": "enu", "activated": true, "enews_local_promotion": true,
+                "critical_version_list": "7.1,7.2", "purchases": ["Quillion Antivirus"]}],
+  "packages": {
+    "backup": {"client_id": "backup-client", "scope": "openid device:$sn$", "token_endpoint_path": "/oauth2/token",
+               "login_redirect_path": "/pkce/backup"},
+    "healthbeacon": {"client_id": "healthbeacon-client", "scope": "openid device:$sn$",
+                     "token_endpoint_path": "/oauth2/token", "login_redirect_path": "/pkce/healthbeacon"}}})";
 }  // namespace
 
 void OperationsTest::SetUp() {
@@ -111,7 +96,9 @@ void OperationsTest::SetUp() {
     root().WriteFile(kLoginConfig,
                      R"({"client_id": "hos-client", "scope": "openid profile device:$sn$ mac:$mac$",
                          "token_endpoint_path": "/oauth2/token", "login_redirect_path": "/pkce/login"})");
-    sim_ = std::make_unique<sim::Simulator>(Seed());
+    Json::Value seed;
+    ASSERT_TRUE(internal::TryParseJson(kSeed, seed));
+    sim_ = std::make_unique<sim::Simulator>(seed);
     ASSERT_GT(sim_->Start(), 0);
     const User user;
     user.SetAccountHost(sim_->BaseUrl());
