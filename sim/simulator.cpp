@@ -1,6 +1,5 @@
 #include "sim/simulator.hpp"
 
-#include <openssl/evp.h>
 #include <strings.h>
 
 #include <chrono>
@@ -9,32 +8,6 @@
 #include "sim/routes.hpp"
 
 namespace quilkova::sim {
-
-std::string Base64Url(const unsigned char* bytes, size_t length) {
-    static const char* const kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
-    std::string text;
-    unsigned int bits = 0;
-    int count = 0;
-    for (size_t i = 0; i < length; ++i) {
-        bits = (bits << 8) | bytes[i];
-        count += 8;
-        while (count >= 6) {
-            count -= 6;
-            text += kAlphabet[(bits >> count) & 0x3F];
-        }
-    }
-    if (count > 0) {
-        text += kAlphabet[(bits << (6 - count)) & 0x3F];
-    }
-    return text;
-}
-
-std::string S256(const std::string& verifier) {
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    unsigned int length = 0;
-    EVP_Digest(verifier.data(), verifier.size(), digest, &length, EVP_sha256(), nullptr);
-    return Base64Url(digest, length);
-}
 
 namespace {
 std::string FirstOf(const std::vector<std::pair<std::string, std::string>>& pairs, const std::string& name,

@@ -9,11 +9,12 @@
 #include <utility>
 #include <vector>
 
+#include "internal/base64url.hpp"
+
 namespace quilkova::sim {
 
-// Unpadded base64url of bytes, and the S256 code challenge of a verifier.
-std::string Base64Url(const unsigned char* bytes, size_t length);
-std::string S256(const std::string& verifier);
+using internal::Base64Url;
+using internal::S256;
 
 // What the simulator answers instead of the real handler, once.
 struct CannedAnswer {

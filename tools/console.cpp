@@ -70,7 +70,7 @@ const char* CodeName(int code) {
     }
 }
 
-void Console::Error(int code, const std::string& text) const {
+int Console::Error(int code, const std::string& text) const {
     if (json_) {
         Json::Value error;
         error["error"]["code"] = code;
@@ -80,11 +80,11 @@ void Console::Error(int code, const std::string& text) const {
     } else {
         std::cerr << "quilkova: error " << code << " (" << CodeName(code) << "): " << text << std::endl;
     }
+    return 1;
 }
 
 int Console::Failed(int code) const {
-    Error(code, GetKovaErrorMsg(code));
-    return 1;
+    return Error(code, GetKovaErrorMsg(code));
 }
 
 void Console::Show(const Json::Value& value, const std::vector<std::pair<std::string, std::string>>& lines) const {

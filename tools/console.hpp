@@ -17,8 +17,9 @@ class Console {
 public:
     explicit Console(bool json) : json_(json) {}
 
-    // One failure on standard error: code, name and text (as a JSON object with --json).
-    void Error(int code, const std::string& text) const;
+    // One failure on standard error: code, name and text (as a JSON object
+    // with --json). The program's status for it: 1.
+    int Error(int code, const std::string& text) const;
     // A library failure: the code and its text from the error slot.
     int Failed(int code) const;
     // A result: "label: value" lines, or the JSON value itself with --json.

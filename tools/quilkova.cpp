@@ -33,8 +33,7 @@ int Classes(const Console& console, Call&& call) {
     try {
         return call();
     } catch (const quilkova::KovaException& error) {
-        console.Error(error.GetCode(), MessageOf(error));
-        return 1;
+        return console.Error(error.GetCode(), MessageOf(error));
     }
 }
 
@@ -62,6 +61,7 @@ int Status(const Console& console) {
     QUILKOVAServerConfigGet(&hosts);
     const quilkova::PkceClient hos("hos");
     const bool token = hos.HasTokenFile();
+    const long long expires_at = token ? hos.GetExpiredAt() : 0;
     Json::Value json;
     json["email"] = info.email;
     json["user_id"] = info.user_id;
@@ -70,14 +70,14 @@ int Status(const Console& console) {
     json["last_query_time"] = info.last_query_time;
     json["account_host"] = hosts.account_url;
     json["appliance_token"] = token;
-    json["appliance_token_expires_at"] = static_cast<Json::Int64>(token ? hos.GetExpiredAt() : 0);
+    json["appliance_token_expires_at"] = static_cast<Json::Int64>(expires_at);
     console.Show(json, {{"account", info.email},
                         {"user id", info.user_id},
                         {"name", info.full_name},
                         {"activated", YesNo(info.activated != 0)},
                         {"last query", Time(info.last_query_time)},
                         {"account host", hosts.account_url},
-                        {"appliance token", token ? "expires " + Time(hos.GetExpiredAt()) : "none"}});
+                        {"appliance token", token ? "expires " + Time(expires_at) : "none"}});
     return 0;
 }
 
@@ -105,8 +105,7 @@ struct LoginOptions {
 int Login(const Console& console, const LoginOptions& options) {
     if (options.pkce) {
         if (options.code.empty() || options.verifier.empty() || options.redirect_uri.empty()) {
-            console.Error(KOVA_ERR_BAD_PARAM, "login --pkce needs --code, --verifier and --redirect-uri");
-            return 1;
+            return console.Error(KOVA_ERR_BAD_PARAM, "login --pkce needs --code, --verifier and --redirect-uri");
         }
         return Classes(console, [&] {
             const Json::Value account = quilkova::AccountPkceService().Login(
@@ -116,13 +115,11 @@ int Login(const Console& console, const LoginOptions& options) {
         });
     }
     if (options.email.empty()) {
-        console.Error(KOVA_ERR_BAD_PARAM, "login needs an e-mail (or --pkce)");
-        return 1;
+        return console.Error(KOVA_ERR_BAD_PARAM, "login needs an e-mail (or --pkce)");
     }
     std::string password;
     if (!ReadSecret("Password: ", password)) {
-        console.Error(KOVA_ERR_BAD_PARAM, "no password on standard input");
-        return 1;
+        return console.Error(KOVA_ERR_BAD_PARAM, "no password on standard input");
     }
     Json::Value answer;
     if (QUILKOVAAccountLogin(options.email.c_str(), password.c_str(), answer, options.check) != 0) {
@@ -180,8 +177,7 @@ struct RegisterOptions {
 int Register(const Console& console, const RegisterOptions& options) {
     std::string password;
     if (!ReadSecret("Password for the new account: ", password)) {
-        console.Error(KOVA_ERR_BAD_PARAM, "no password on standard input");
-        return 1;
+        return console.Error(KOVA_ERR_BAD_PARAM, "no password on standard input");
     }
     if (QUILKOVAAccountRegister(options.email.c_str(), password.c_str(), options.name.c_str(),
                                 options.critical_release, options.enews, options.local_promotion,
@@ -203,12 +199,10 @@ int Update(const Console& console, const UpdateOptions& options) {
     std::string fresh;
     const bool needs_current = options.email || options.change_password;
     if (needs_current && !ReadSecret("Current password: ", current)) {
-        console.Error(KOVA_ERR_BAD_PARAM, "no current password on standard input");
-        return 1;
+        return console.Error(KOVA_ERR_BAD_PARAM, "no current password on standard input");
     }
     if (options.change_password && !ReadSecret("New password: ", fresh)) {
-        console.Error(KOVA_ERR_BAD_PARAM, "no new password on standard input");
-        return 1;
+        return console.Error(KOVA_ERR_BAD_PARAM, "no new password on standard input");
     }
     const auto text = [](const std::optional<std::string>& value) { return value ? value->c_str() : nullptr; };
     const auto flag = [](const std::optional<bool>& value) { return value ? (*value ? 1 : 0) : -1; };

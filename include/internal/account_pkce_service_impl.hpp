@@ -45,6 +45,7 @@ private:
     // The rescue ladder shared by the two token getters.
     std::string GetToken(TokenGetter getter) const;
 
+    Json::Value login_config_;  // read once: the client's identity for every request
     PkceClient client_;
 };
 

@@ -50,10 +50,10 @@ bool ReadMac(char (&mac)[kMacSize], Where where);                        // 20
 bool ReadApiKey(char (&key)[kApiKeySize], Where where);                  // the cloud-service code
 FormHash NewForm(Where where);                                           // 6
 bool SetField(QLIBCSzHash* form, const char* key, const std::string& value);
-// `failure` is the start of the send failure's message ("Failed" or "failed").
+// Sends the form and parses the answer: 4 when nothing came back, 2 when it is
+// no JSON. `failure` starts the send failure's message ("Failed" or "failed").
 bool SendForm(const std::string& host, const char* path, QLIBCSzHash* form, bool short_timeout, Response& response,
-              Where where, const char* failure = "Failed");              // 4
-bool ParseAnswer(const std::string& body, Json::Value& answer, Where where);  // 2
+              Json::Value& answer, Where where, const char* failure = "Failed");
 // The appliance's zone by its zoneinfo name ("nameInTZDB"). A zone that
 // cannot be read at all fails with the slot untouched; the rest give 6.
 bool ReadTimezone(std::string& zone_in_tzdb, Where where);

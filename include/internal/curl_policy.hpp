@@ -23,8 +23,8 @@ public:
     RedirectPolicy(const RedirectPolicy&) = delete;
     RedirectPolicy& operator=(const RedirectPolicy&) = delete;
 
-    // Sets the limits on `curl`, which must outlive neither this object nor
-    // the transfer. The first failing option's code, or CURLE_OK.
+    // Turns redirect following on for `curl` with these limits; `curl` must
+    // not outlive this object. The first failing option's code, or CURLE_OK.
     CURLcode Apply(CURL* curl);
 
 private:

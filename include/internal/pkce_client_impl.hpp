@@ -13,7 +13,6 @@ public:
 
     Json::Value FormatPkceConfig(const Json::Value& raw) const;
     void SetPkceConfig(const Json::Value& config) { config_ = config; }
-    const Json::Value& GetPkceConfig() const { return config_; }
 
     std::string GetTokenFilePath() const;
     bool HasTokenFile() const;

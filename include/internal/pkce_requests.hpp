@@ -9,6 +9,7 @@
 
 #include "internal/http.hpp"
 #include "quilkova/file_lock.hpp"
+#include "quilkova/pkce_client.hpp"
 #include "quilkova/quilkova.h"
 
 // What the PKCE clients' requests share: locks, the reading of answers, the
@@ -48,6 +49,19 @@ ChallengePair NewChallengePair();
 // space-separated piece of `scope`.
 http::Payload GrantForm(const std::string& client_id, const std::string& redirect_url, const std::string& challenge,
                         const std::vector<std::pair<std::string, std::string>>& extra, const std::string& scope);
+
+// What a grant request is made of besides the client's configuration.
+struct Grant {
+    std::string url;
+    std::vector<std::pair<std::string, std::string>> extra;  // form fields after the challenge
+    std::string bearer;  // when given, "Authorization" replaces "X-Client-ID"
+    std::string what;    // "Failed to grant <what>", "Failed to parse grant <what> resp"
+    bool unauthorized_is_auth = false;  // a 401 throws 14 "Failed to auth on grant <what>"
+};
+// Asks for a grant code for the client of `config` (its client id, redirect and
+// scope) and trades it, with this request's verifier, for the client's first
+// token set.
+void GrantToken(const PkceClient& client, const Json::Value& config, const Grant& grant);
 
 }  // namespace quilkova::internal
 

@@ -1,6 +1,7 @@
 #ifndef QUILKOVA_INTERNAL_ROOT_PREFIX_HPP
 #define QUILKOVA_INTERNAL_ROOT_PREFIX_HPP
 
+#include <cerrno>
 #include <string>
 
 // Shared by libquilkova and the generic platform: every absolute path either
@@ -15,6 +16,15 @@ std::string RootedPath(const std::string& path);
 // for a directory named "private", 0755 for the others. False on failure
 // (errno tells why).
 bool MakeParentDirectories(const std::string& rooted_path);
+
+// The descriptor `open()` gives; when it fails for a missing directory, the
+// directories are made and `open()` is tried once more. Directories that
+// exist are never touched.
+template <typename Open>
+int OpenMakingParents(const std::string& rooted_path, Open open) {
+    const int fd = open();
+    return fd < 0 && errno == ENOENT && MakeParentDirectories(rooted_path) ? open() : fd;
+}
 
 }  // namespace quilkova::internal
 

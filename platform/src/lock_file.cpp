@@ -36,10 +36,7 @@ bool QLIBCFileLockByFile(const char* path, bool exclusive, int* fd) {
     int lock_fd = -1;
     try {
         const std::string real_path = quilkova::internal::RootedPath(path);
-        lock_fd = OpenLockFile(real_path);
-        if (lock_fd < 0 && errno == ENOENT && quilkova::internal::MakeParentDirectories(real_path)) {
-            lock_fd = OpenLockFile(real_path);
-        }
+        lock_fd = quilkova::internal::OpenMakingParents(real_path, [&real_path] { return OpenLockFile(real_path); });
     } catch (const std::bad_alloc&) {
         QLIBC_FAIL(QLIBC_ERR_OUT_OF_MEMORY);
         return false;

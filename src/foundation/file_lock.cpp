@@ -31,10 +31,7 @@ int OpenLockFile(const std::string& real_path) {
 // directories are made only when they are missing.
 bool CreateLockFile(const std::string& path) {
     const std::string real_path = internal::RootedPath(path);
-    int fd = OpenLockFile(real_path);
-    if (fd < 0 && errno == ENOENT && internal::MakeParentDirectories(real_path)) {
-        fd = OpenLockFile(real_path);
-    }
+    const int fd = internal::OpenMakingParents(real_path, [&real_path] { return OpenLockFile(real_path); });
     if (fd < 0) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to open file: %s", path.c_str());
         return false;

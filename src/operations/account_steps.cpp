@@ -78,7 +78,7 @@ bool SetField(QLIBCSzHash* form, const char* key, const std::string& value) {
 }
 
 bool SendForm(const std::string& host, const char* path, QLIBCSzHash* form, bool short_timeout, Response& response,
-              Where where, const char* failure) {
+              Json::Value& answer, Where where, const char* failure) {
     QUILKOVAHttpsResponseFree(&response.raw);
     KOVA_HTTPS_REQUEST request = {};
     request.host = host.c_str();
@@ -91,12 +91,8 @@ bool SendForm(const std::string& host, const char* path, QLIBCSzHash* form, bool
                     QLIBCErrorGetFile(), QLIBCErrorGetLine());
         return Fail(KOVA_ERR_SEND);
     }
-    return true;
-}
-
-bool ParseAnswer(const std::string& body, Json::Value& answer, Where where) {
-    if (!TryParseJson(body, answer)) {
-        KOVA_LOG_AT(where, "%s:%d Failed to parse json: %s", Redacted(body).c_str());
+    if (!TryParseJson(response.Body(), answer)) {
+        KOVA_LOG_AT(where, "%s:%d Failed to parse json: %s", Redacted(response.Body()).c_str());
         return Fail(KOVA_ERR_BAD_JSON);
     }
     return true;

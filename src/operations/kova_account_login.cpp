@@ -53,8 +53,7 @@ struct Device {
 // the exchange itself failed (slot set).
 bool SendLogin(const std::string& host, const char* path, QLIBCSzHash* form, Json::Value& answer,
                Response& response) {
-    if (!SendForm(host, path, form, false, response, KOVA_HERE) ||
-        !ParseAnswer(response.Body(), answer, KOVA_HERE)) {
+    if (!SendForm(host, path, form, false, response, answer, KOVA_HERE)) {
         return false;
     }
     if (!answer.isObject() || !answer.isMember("code")) {
@@ -69,8 +68,7 @@ bool SendLogin(const std::string& host, const char* path, QLIBCSzHash* form, Jso
             return false;
         }
         SetField(form, "api_key", key);
-        if (!SendForm(host, path, form, false, response, KOVA_HERE) ||
-            !ParseAnswer(response.Body(), answer, KOVA_HERE)) {
+        if (!SendForm(host, path, form, false, response, answer, KOVA_HERE)) {
             return false;
         }
         MapLibKovaCenterErrorCode(CodeOf(answer).c_str());

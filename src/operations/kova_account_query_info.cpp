@@ -71,8 +71,7 @@ bool QueryService(const KOVA_INFO& info, bool short_timeout) {
     SetField(form.get(), "serial_no", serial);
     Response response;
     Json::Value answer;
-    if (!SendForm(host, "device/api/user/query", form.get(), short_timeout, response, KOVA_HERE) ||
-        !ParseAnswer(response.Body(), answer, KOVA_HERE)) {
+    if (!SendForm(host, "device/api/user/query", form.get(), short_timeout, response, answer, KOVA_HERE)) {
         return false;
     }
     const std::string code = CodeOf(answer);

@@ -61,8 +61,7 @@ int Register(const char* email, const char* password, const char* full_name, boo
     }
     Response response;
     Json::Value answer;
-    if (!SendForm(host, "device/api/user/register", form.get(), false, response, KOVA_HERE, "failed") ||
-        !ParseAnswer(response.Body(), answer, KOVA_HERE)) {
+    if (!SendForm(host, "device/api/user/register", form.get(), false, response, answer, KOVA_HERE, "failed")) {
         return -1;
     }
     if (MapLibKovaCenterErrorCode(CodeOf(answer).c_str()) != KOVA_ERR_SUCCESS) {

@@ -112,8 +112,7 @@ int SetInfo(const Changes& changes) {
     FillForm(form.get(), info, serial, changes);
     Response response;
     Json::Value answer;
-    if (!SendForm(host, "device/api/user/update", form.get(), false, response, KOVA_HERE) ||
-        !ParseAnswer(response.Body(), answer, KOVA_HERE)) {
+    if (!SendForm(host, "device/api/user/update", form.get(), false, response, answer, KOVA_HERE)) {
         return -1;
     }
     if (MapLibKovaCenterErrorCode(CodeOf(answer).c_str()) != KOVA_ERR_SUCCESS) {

@@ -47,7 +47,8 @@ std::string ShellQuoted(const std::string& text) {
 
 AccountPkceServiceImpl::AccountPkceServiceImpl(const std::string& account_host, const std::string& identity_host)
     : AccountService(account_host, identity_host), client_(kClientName) {
-    client_.SetPkceConfig(GetLoginPkceConfig());
+    login_config_ = GetLoginPkceConfig();
+    client_.SetPkceConfig(login_config_);
 }
 
 Json::Value AccountPkceServiceImpl::GetPkceConfig(const std::string& path) const {
@@ -59,8 +60,7 @@ Json::Value AccountPkceServiceImpl::GetPkceConfig(const std::string& path) const
 }
 
 std::string AccountPkceServiceImpl::GetClientId() const {
-    const Json::Value config = GetLoginPkceConfig();
-    return config.isObject() && config.isMember("client_id") ? internal::TextOf(config["client_id"]) : "";
+    return internal::TextOf(login_config_["client_id"]);
 }
 
 Json::Value AccountPkceServiceImpl::ExchangeAuthKey(const std::string& access_token) const {
@@ -96,6 +96,12 @@ Json::Value AccountPkceServiceImpl::Login(const ParamPkceLogin& param) const {
     SetReportCrontab();
     plugins.Post(kLoginEvent);
     return account;
+}
+
+void AccountPkceServiceImpl::GrantByAuthKey() const {
+    internal::GrantToken(client_, login_config_,
+                         {GetAccountHost() + "/migration/api/v1/device/core/authorization_code/grant",
+                          {{"auth_key", User().GetAuthKey()}}, "", "by authkey", true});
 }
 
 std::string AccountPkceServiceImpl::GetToken(TokenGetter getter) const {

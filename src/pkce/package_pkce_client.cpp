@@ -115,21 +115,10 @@ void PackagePkceClientImpl::GrantByAccountService() const {
     FileLock lock(LockPath(package_ + "_package_grant_by_hos"));
     LockOrThrow(lock);
     const Json::Value config = GetPkceConfig();
-    const std::string redirect = internal::TextOf(config["login_redirect_uri"]);
-    const std::string client_id = internal::TextOf(config["client_id"]);
-    const internal::ChallengePair pair = internal::NewChallengePair();
-    const http::Payload form =
-        internal::GrantForm(client_id, redirect, pair.challenge, {}, internal::TextOf(config["scope"]));
-    // The second header set replaces the first: only "Authorization" is sent.
-    const http::Response response =
-        http::Post(http::Url{ServerInfo().GetAccountHost() + "/oauth2/api/v1/device/package/authorization_code/grant"},
-                   http::Timeout{internal::kRequestTimeoutMs}, http::UserAgent{HosService().GetUserAgent()},
-                   http::Header{{"X-Client-ID", client_id}}, http::Header{{"Authorization", ApplianceBearer()}}, form);
-    const std::string named = format("pacakge[%s]", package_.c_str());
-    internal::RequireDelivered(response, "Failed to grant " + named, "Failed to grant " + named);
-    const Json::Value answer =
-        internal::RequireObject(response, "Failed to parse grant " + named + " resp", KOVA_ERR_RESPONSE, "grant_code");
-    client_.ExchangeToken(internal::TextOf(answer["grant_code"]), redirect, pair.verifier);
+    internal::GrantToken(
+        client_, config,
+        {ServerInfo().GetAccountHost() + "/oauth2/api/v1/device/package/authorization_code/grant", {},
+         ApplianceBearer(), format("pacakge[%s]", package_.c_str())});
 }
 
 std::string PackagePkceClientImpl::GetToken(TokenGetter getter) const {

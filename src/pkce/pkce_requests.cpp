@@ -8,6 +8,7 @@
 #include "internal/json_utils.hpp"
 #include "internal/redact.hpp"
 #include "internal/string_utils.hpp"
+#include "quilkova/hos_service.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilplatform/pkce.h"
 
@@ -81,6 +82,27 @@ http::Payload GrantForm(const std::string& client_id, const std::string& redirec
         form.Add("scopes[]", each);
     }
     return form;
+}
+
+void GrantToken(const PkceClient& client, const Json::Value& config, const Grant& grant) {
+    const std::string redirect = TextOf(config["login_redirect_uri"]);
+    const std::string client_id = TextOf(config["client_id"]);
+    const ChallengePair pair = NewChallengePair();
+    // A later header set replaces the earlier one: with a bearer, only "Authorization" is sent.
+    const http::Header headers = grant.bearer.empty() ? http::Header{{"X-Client-ID", client_id}}
+                                                      : http::Header{{"Authorization", grant.bearer}};
+    const http::Response response =
+        http::Post(http::Url{grant.url}, GrantForm(client_id, redirect, pair.challenge, grant.extra,
+                                                   TextOf(config["scope"])),
+                   http::UserAgent{HosService().GetUserAgent()}, headers, http::Timeout{kRequestTimeoutMs});
+    if (grant.unauthorized_is_auth && response.error.code == http::ErrorCode::OK && response.status_code == 401) {
+        throw KovaException(KOVA_ERR_AUTH, StatusMessage("Failed to auth on grant " + grant.what, response));
+    }
+    RequireDelivered(response, "Failed to grant " + grant.what, "Failed to grant " + grant.what);
+    const Json::Value answer =
+        RequireObject(response, "Failed to parse grant " + grant.what + " resp", KOVA_ERR_RESPONSE, "grant_code");
+    // The grant code plays the authorization code, with this request's verifier.
+    client.ExchangeToken(TextOf(answer["grant_code"]), redirect, pair.verifier);
 }
 
 }  // namespace quilkova::internal

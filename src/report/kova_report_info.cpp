@@ -83,8 +83,7 @@ int ReportInfo() {
     SetField(form.get(), "orig_serial_no", original);
     Response response;
     Json::Value answer;
-    if (!SendForm(host, "device/api/report", form.get(), false, response, KOVA_HERE) ||
-        !ParseAnswer(response.Body(), answer, KOVA_HERE)) {
+    if (!SendForm(host, "device/api/report", form.get(), false, response, answer, KOVA_HERE)) {
         return -1;
     }
     const int code = MapLibKovaCenterErrorCode(CodeOf(answer).c_str());

@@ -49,7 +49,10 @@ RedirectPolicy::RedirectPolicy(const std::string& url) : url_(url) {
 
 CURLcode RedirectPolicy::Apply(CURL* curl) {
     curl_ = curl;
-    CURLcode code = curl_easy_setopt(curl, CURLOPT_MAXREDIRS, kMaxRedirects);
+    CURLcode code = curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
+    if (code == CURLE_OK) {
+        code = curl_easy_setopt(curl, CURLOPT_MAXREDIRS, kMaxRedirects);
+    }
     if (code == CURLE_OK) {
         code = curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, plain_loopback_ ? "http,https" : "https");
     }

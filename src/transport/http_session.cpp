@@ -132,7 +132,6 @@ Response Perform(const Request& request, bool post) {
     CURL* handle = curl.get();
     internal::RedirectPolicy redirects(url);
     curl_easy_setopt(handle, CURLOPT_URL, url.c_str());
-    curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 1L);
     redirects.Apply(handle);
     curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, error_text);

@@ -94,9 +94,6 @@ bool SetOptions(CURL* curl, const KOVA_HTTPS_REQUEST& req, const char* url, curl
                 const char* host_header, const TimeoutClass& timeouts, ReceiveBuffer& received,
                 quilkova::internal::RedirectPolicy& redirects) {
     CURLcode code = curl_easy_setopt(curl, CURLOPT_URL, url);
-    if (code == CURLE_OK) {
-        code = curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
-    }
     // Redirects are followed, but only a few and never away from the host the form was meant for.
     if (code == CURLE_OK) {
         code = redirects.Apply(curl);
