@@ -132,6 +132,14 @@ std::string ReceivedRequest::Joined(const std::string& name) const {
     return joined;
 }
 
+std::string ReceivedRequest::FieldNames() const {
+    std::string names;
+    for (const auto& field : fields) {
+        names += (names.empty() ? "" : " ") + field.first;
+    }
+    return names;
+}
+
 struct Simulator::Server {
     httplib::Server http;
     std::thread thread;

@@ -40,6 +40,8 @@ struct ReceivedRequest {
     bool HasHeader(const std::string& name) const;
     // Every value of a repeated field ("scopes[]"), space-joined.
     std::string Joined(const std::string& name) const;
+    // The fields' names in the order they were sent, space-joined.
+    std::string FieldNames() const;
 };
 
 class State;

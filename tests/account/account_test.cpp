@@ -12,10 +12,10 @@ class RecordTest : public AccountTest {};
 
 KOVA_INFO Profile() {
     KOVA_INFO info = {};
-    const std::vector<std::pair<char*, const char*>> texts = {
-        {info.email, "owner@example.com"}, {info.password, "never stored"}, {info.user_id, "u-1234"},
-        {info.auth_key, "0123456789abcdef"}, {info.full_name, "Ann Owner"}, {info.country, "NZ"},
-        {info.timezone, "Pacific/Auckland"}, {info.notify_language, "enu"}, {info.critical_version_list, "7.1,7.2"},
+    const std::vector<std::pair<char*, const char*>> texts = {{info.email, "owner@example.com"},
+        {info.password, "never stored"}, {info.user_id, "u-1234"}, {info.auth_key, "0123456789abcdef"},
+        {info.full_name, "Ann Owner"}, {info.country, "NZ"}, {info.timezone, "Pacific/Auckland"},
+        {info.notify_language, "enu"}, {info.critical_version_list, "7.1,7.2"},
         {info.critical_version_domain, "updates.example"}};
     for (const auto& [field, text] : texts) {
         std::strcpy(field, text);
@@ -52,7 +52,8 @@ TEST_F(RecordTest, DefaultsTheDocumentedLinesAndStoredTextsAsDocumented) {
     user.SetLastQueryTime(1700000000);
     EXPECT_EQ(UserConf(), "kovaIDSerial=\"u-1234\"\nenews=\"yes\"\ndisabled=\"no\"\nlast_query_time=\"1700000000\"\n");
     EXPECT_TRUE(log.lines().empty()) << "root changes no ids and logs nothing: " << log.Dump();
-    for (const std::string& value : {std::string("X"), std::string("Ann \"the admin\" O'Neil"), std::string(2047, 'n')}) {
+    for (const std::string& value :
+         {std::string("X"), std::string("Ann \"the admin\" O'Neil"), std::string(2047, 'n')}) {
         user.SetCountry(value);
         EXPECT_EQ(user.GetCountry(), value) << "round trip";
     }
@@ -64,8 +65,8 @@ TEST_F(RecordTest, DefaultsTheDocumentedLinesAndStoredTextsAsDocumented) {
     EXPECT_EQ(user.GetLastQueryTime(), 0);
     EXPECT_EQ(user.GetReportCronTimestring(), "~ 9~16 * * 1~5") << "an empty value gives the default";
     EXPECT_EQ(user.GetName(), "  padded  ");
-    for (const auto& [stored, read] : {std::pair<const char*, long long>{"99999999999999999999", 0}, {" 42 s", 42},
-                                       {"-5", -5}}) {
+    for (const auto& [stored, read] :
+         {std::pair<const char*, long long>{"99999999999999999999", 0}, {" 42 s", 42}, {"-5", -5}}) {
         root().WriteFile(kUserConf, std::string("last_query_time=\"") + stored + "\"\n");
         EXPECT_EQ(user.GetLastQueryTime(), read) << stored;
     }
@@ -106,24 +107,23 @@ TEST_F(RecordTest, WhatCouldNotBeReadBackWholeIsRefusedAndTheFileStaysRootsOnly)
 TEST_F(RecordTest, TheFlatRecordRoundTripsAndWritesTheProfileOnlyFromAQuery) {
     for (const auto call : {+[] { return QUILKOVAAccountGet(nullptr); }, +[] { return QUILKOVAAccountSet(nullptr); }}) {
         QUILKOVAErrSet(9);
-        EXPECT_EQ(call(), -1);
-        EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_BAD_PARAM);
+        EXPECT_EQ(FailureCode(call()), KOVA_ERR_BAD_PARAM);
     }
     // No account bound (nothing, or an auth key alone): 3, the record untouched.
     KOVA_INFO read;
     std::memset(&read, 'Z', sizeof(read));
     const KOVA_INFO untouched = read;
     for (int round = 0; round < 2; ++round) {
-        EXPECT_EQ(QUILKOVAAccountGet(&read), -1);
-        EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_NO_ACCOUNT);
+        EXPECT_EQ(FailureCode(QUILKOVAAccountGet(&read)), KOVA_ERR_NO_ACCOUNT);
         EXPECT_EQ(std::memcmp(&read, &untouched, sizeof(read)), 0);
         User().SetAuthKey("key-only");
     }
     KOVA_INFO written = Profile();
     ASSERT_EQ(QUILKOVAAccountSet(&written), 0);
-    EXPECT_EQ(Keys(UserConf()), "hs_auth_key kovaID kovaIDSerial full_name country timezone notify_language "
-                                "activated disabled enews enews_local_promotion critical_release "
-                                "critical_version_list critical_version_domain last_query_time ");
+    EXPECT_EQ(Keys(UserConf()),
+              "hs_auth_key kovaID kovaIDSerial full_name country timezone notify_language "
+              "activated disabled enews enews_local_promotion critical_release "
+              "critical_version_list critical_version_domain last_query_time ");
     read = {};
     ASSERT_EQ(QUILKOVAAccountGet(&read), 0);
     EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SUCCESS);
@@ -148,9 +148,9 @@ TEST_F(RecordTest, TheFlatRecordRoundTripsAndWritesTheProfileOnlyFromAQuery) {
 }
 
 TEST_F(RecordTest, HostsFollowTheModeAndTheRecordsOverrides) {
-    const std::vector<std::pair<const char*, bool>> rows = {
-        {nullptr, false}, {"quilpkg_server=\"test\"\n", true}, {"quilpkg_server=test\n", true},
-        {"quilpkg_server=\"Test\"\n", false}, {"quilpkg_server=\" test\"\n", false}, {"other=\"test\"\n", false}};
+    const std::vector<std::pair<const char*, bool>> rows = {{nullptr, false}, {"quilpkg_server=\"test\"\n", true},
+        {"quilpkg_server=test\n", true}, {"quilpkg_server=\"Test\"\n", false}, {"quilpkg_server=\" test\"\n", false},
+        {"other=\"test\"\n", false}};
     for (const auto& [content, test] : rows) {
         if (content != nullptr) {
             root().WriteFile(kDeviceFile, content);
@@ -169,9 +169,9 @@ TEST_F(RecordTest, HostsFollowTheModeAndTheRecordsOverrides) {
     EXPECT_EQ(quilkova::ServerInfo().GetIdentityHost(), hosts::kIdentityHostTest);
 
     root().WriteFile(kDeviceFile, "");
-    for (const auto call : {+[] { return QUILKOVAServerConfigGet(nullptr); }, +[] { return QUILPaymentConfigGet(nullptr); }}) {
-        EXPECT_EQ(call(), -1);
-        EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_BAD_PARAM);
+    for (const auto call :
+         {+[] { return QUILKOVAServerConfigGet(nullptr); }, +[] { return QUILPaymentConfigGet(nullptr); }}) {
+        EXPECT_EQ(FailureCode(call()), KOVA_ERR_BAD_PARAM);
     }
     KOVA_SERVER_CONFIG config;
     ASSERT_EQ(QUILKOVAServerConfigGet(&config), 0);

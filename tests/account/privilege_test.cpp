@@ -76,8 +76,7 @@ TEST_F(PrivilegeTest, ACallerThatCannotBeRaisedGetsCodeSixAndNothingIsWritten) {
             }
             LogCapture log;
             const KOVA_INFO written = Identity();
-            EXPECT_EQ(QUILKOVAAccountSet(&written), -1);
-            EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SYSTEM);
+            EXPECT_EQ(FailureCode(QUILKOVAAccountSet(&written)), KOVA_ERR_SYSTEM);
             ExpectLine(log, 0, each.group_priority, each.group_line);
             ExpectLine(log, 1, LOG_AUTH | LOG_ERR, " ERROR: setresuid(-1, 0, -1) [Operation not permitted]");
             ExpectLine(log, 2, LOG_AUTH | LOG_ERR, " ERROR: ENTERCriticalSection");
@@ -86,8 +85,7 @@ TEST_F(PrivilegeTest, ACallerThatCannotBeRaisedGetsCodeSixAndNothingIsWritten) {
             EXPECT_EQ(::getegid(), kNobody) << "the half-raised group is given back";
 
             KOVA_INFO read = Identity();
-            EXPECT_EQ(QUILKOVAAccountGet(&read), -1);
-            EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SYSTEM);
+            EXPECT_EQ(FailureCode(QUILKOVAAccountGet(&read)), KOVA_ERR_SYSTEM);
             // The hosts fall back to the compiled-in ones.
             EXPECT_EQ(quilkova::ServerInfo().GetAccountHost(), quilkova::internal::kAccountHost);
             EXPECT_TRUE(log.Contains(" Failed to get user defined account host")) << log.Dump();

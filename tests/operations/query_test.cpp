@@ -38,8 +38,8 @@ TEST_F(QueryTest, TheAgeOfTheLastQueryDecidesWhetherToAsk) {
         long long age;
         bool query_allowed;
         size_t sent;
-    } rows[] = {{0, true, 0},       {299, true, 0},        {7200, false, 0},       {7200, true, 1},
-                {86400, false, 1},  {3 * 86400, false, 1}, {-2 * 86400, false, 1}, {-600, false, 0}};
+    } rows[] = {{0, true, 0},      {299, true, 0},        {7200, false, 0},       {7200, true, 1},
+                {86400, false, 1}, {3 * 86400, false, 1}, {-2 * 86400, false, 1}, {-600, false, 0}};
     for (const auto& row : rows) {
         sim().Reset();
         LastQueried(row.age);
@@ -68,10 +68,10 @@ TEST_F(QueryTest, EveryMemberIsStoredThroughItsSetter) {
                                         user.GetCriticalVersionDomain(), user.GetReportCronTimestring()}),
               std::vector<std::string>({"remote@example.com", "Remote Name", "DE", "Europe/Berlin", "deu", "7.2,7.3",
                                         "updates.example", "0 3 * * *"}));
-    EXPECT_EQ(std::vector<bool>({user.GetIsActivated(), user.GetIsDisabled(), user.GetIsEnews(),
-                                 user.GetIsCriticalRelease(), user.GetIsEnewsLocalPromotion(),
-                                 user.GetIsRealnameValidationPass()}),
-              std::vector<bool>(6, true));
+    EXPECT_EQ(
+        std::vector<bool>({user.GetIsActivated(), user.GetIsDisabled(), user.GetIsEnews(), user.GetIsCriticalRelease(),
+                           user.GetIsEnewsLocalPromotion(), user.GetIsRealnameValidationPass()}),
+        std::vector<bool>(6, true));
     EXPECT_LE(std::llabs(user.GetLastQueryTime() - std::time(nullptr)), 5);
 
     // A schedule the scheduler could not install keeps the one on record.
@@ -87,7 +87,7 @@ TEST_F(QueryTest, EveryMemberIsStoredThroughItsSetter) {
 TEST_F(QueryTest, PresentMembersOfAnyTypeAreStoredAsTheirText) {
     const std::vector<std::tuple<const char*, const char*, const char*>> values = {
         // value, as a text member, as a flag
-        {"null", "", "no"}, {"49", "49", "yes"}, {"0", "0", "no"}, {"true", "true", "yes"},
+        {"null", "", "no"},       {"49", "49", "yes"},      {"0", "0", "no"},     {"true", "true", "yes"},
         {"false", "false", "no"}, {"{\"a\": 1}", "", "no"}, {"[1, 2]", "", "no"}, {"1.5", "1.5", "no"}};
     LogCapture log;
     for (const auto& [value, text, flag] : values) {
@@ -98,7 +98,8 @@ TEST_F(QueryTest, PresentMembersOfAnyTypeAreStoredAsTheirText) {
         ASSERT_EQ(Query(), 0) << value;
         const User user;
         EXPECT_EQ(user.GetCountry() + "|" + user.GetTimezone() + "|" + user.GetUserId(),
-                  std::string(text) + "|" + text + "|u-1") << value;
+                  std::string(text) + "|" + text + "|u-1")
+            << value;
         const std::string conf = UserConf();
         for (const char* member : {"enews", "activated"}) {
             EXPECT_NE(conf.find(std::string(member) + "=\"" + flag + "\""), std::string::npos) << value << conf;
@@ -112,7 +113,8 @@ TEST_F(QueryTest, MissingMembersRefusalsAndUnwritableAnswersStoreNothing) {
         {R"({"code": "good", "email": "owner@example.com"})", KOVA_ERR_RESPONSE},
         {R"({"code": "good", "email": "a", "full_name": "b", "country": "c", "timezone": "d", "notify_language": "e",
              "activated": true, "disabled": false, "enews": true, "critical_release": false,
-             "critical_version_list": ""})", KOVA_ERR_RESPONSE},
+             "critical_version_list": ""})",
+         KOVA_ERR_RESPONSE},
         {"[1, 2, 3]", KOVA_ERR_RESPONSE},
         {"not json", KOVA_ERR_BAD_JSON},
         {QueryAnswer(R"(, "code": "account_not_found")"), KOVA_ERR_ACCOUNT_NOT_FOUND},
@@ -122,8 +124,7 @@ TEST_F(QueryTest, MissingMembersRefusalsAndUnwritableAnswersStoreNothing) {
     for (const auto& [body, code] : answers) {
         LastQueried(86400);
         Answer(kQuery, body);
-        EXPECT_EQ(Query(), -1) << body;
-        EXPECT_EQ(QUILKOVAErrGet(), code) << body;
+        EXPECT_EQ(FailureCode(Query()), code) << body;
         EXPECT_EQ(User().GetName(), "Local Name") << body;
     }
     EXPECT_TRUE(log.Contains(" Server returned insufficient data. resp={\"code\": \"good\"")) << log.Dump();
@@ -131,8 +132,7 @@ TEST_F(QueryTest, MissingMembersRefusalsAndUnwritableAnswersStoreNothing) {
     // An answer the record cannot hold (a line break) fails with the record's code.
     LastQueried(86400);
     Answer(kQuery, QueryAnswer(R"(, "country": "two\nlines")"));
-    EXPECT_EQ(Query(), -1);
-    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_CONFIG_WRITE);
+    EXPECT_EQ(FailureCode(Query()), KOVA_ERR_CONFIG_WRITE);
     EXPECT_TRUE(log.Contains(" Failed to set user: ")) << log.Dump();
 }
 
@@ -151,8 +151,7 @@ TEST_F(QueryTest, BadauthRemovesTheAccountAndConcurrentCallersSendOneRequest) {
     Answer(kQuery, R"({"code": "badauth"})");
     LogCapture log;
     for (bool query_allowed : {false, true}) {  // the second finds no account any more
-        EXPECT_EQ(Query(query_allowed), -1);
-        EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_NO_ACCOUNT);
+        EXPECT_EQ(FailureCode(Query(query_allowed)), KOVA_ERR_NO_ACCOUNT);
     }
     EXPECT_FALSE(root().Exists(kUserConf));
     EXPECT_EQ(PluginCalls(), "logout 4 []\n");
@@ -195,10 +194,16 @@ TEST_F(QueryTest, TheServiceLogsInAndSyncsAndOnlyTheHostsRefusalUnbindsTheAccoun
 }
 
 TEST_F(QueryTest, TheReportScheduleIsReplacedRegisteredAndRemoved) {
-    root().WriteFile("/etc/crontab", "0 3 * * * root /usr/quil/bin/quilkova --report_info\n");
+    // The old schedule's lines leave /etc/crontab; nothing else does.
+    const std::string kept =
+        "# m h dom mon dow user command\n5 4 * * * root /usr/bin/other --report_info\n"
+        "#0 3 * * * root /usr/quil/bin/quilkova --report_info\n";
+    root().WriteFile("/etc/crontab", kept +
+                                         "0 3 * * * root /usr/quil/bin/quilkova --report_info\n"
+                                         "7 9 * * 1 root   /usr/quil/bin/quilkova   --report_info\n");
     User().SetReportCronTimestring("30 4 * * 0");
     AccountService().SetReportCrontab();
-    EXPECT_EQ(root().ReadFile("/etc/crontab"), "");
+    EXPECT_EQ(root().ReadFile("/etc/crontab"), kept);
     EXPECT_NE(root().ReadFile("/etc/cron.d/quil-kova").find("30 4 * * 0 root /usr/quil/bin/quilkova --report_info"),
               std::string::npos);
     EXPECT_EQ(QUILKOVAAccountUnregisterCrond(), 1u);

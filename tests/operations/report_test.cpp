@@ -8,8 +8,7 @@ constexpr const char* kReport = "/device/api/report";
 class ReportTest : public quilkova::test::OperationsTest {};
 
 TEST_F(ReportTest, ReportsTheDeviceAndKeepsTheAppliancesTokenFresh) {
-    EXPECT_EQ(QUILKOVAReportInfo(), -1);
-    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_NO_ACCOUNT);
+    EXPECT_EQ(FailureCode(QUILKOVAReportInfo()), KOVA_ERR_NO_ACCOUNT);
     EXPECT_EQ(Sent(kReport), 0u) << "no account: nothing sent";
 
     BrowserLogin();
@@ -21,8 +20,9 @@ TEST_F(ReportTest, ReportsTheDeviceAndKeepsTheAppliancesTokenFresh) {
     for (const auto& [name, value] : sent.fields) {
         fields += name + "=" + (name == "hs_token" ? "..." : value) + " ";
     }
-    EXPECT_EQ(fields, "hs_sn=2150ABCD1234 hs_token=... id=u-1 auth_key=key-1 timezone=Pacific/Auckland model=QN-420 "
-                      "firmware=7.2.1 mac=00:11:32:aa:bb:cc orig_serial_no=2150ABCD1234 ");
+    EXPECT_EQ(fields,
+              "hs_sn=2150ABCD1234 hs_token=... id=u-1 auth_key=key-1 timezone=Pacific/Auckland model=QN-420 "
+              "firmware=7.2.1 mac=00:11:32:aa:bb:cc orig_serial_no=2150ABCD1234 ");
     EXPECT_EQ(Sent("/oauth2/token"), 1u) << "the expired token was renewed";
 }
 
@@ -31,12 +31,10 @@ TEST_F(ReportTest, OnlyTheServicesRefusalOfTheAccountLogsTheApplianceOut) {
     const std::string record = UserConf();
     // A network failure, another refusal: nothing changes on disk.
     Answer(kReport, R"({"code": "badparam"})");
-    EXPECT_EQ(QUILKOVAReportInfo(), -1);
-    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_BAD_PARAM);
+    EXPECT_EQ(FailureCode(QUILKOVAReportInfo()), KOVA_ERR_BAD_PARAM);
     User().SetAccountHost("http://127.0.0.1:" + std::to_string(quilkova::test::UnusedLoopbackPort()));
     const std::string unreachable = UserConf();
-    EXPECT_EQ(QUILKOVAReportInfo(), -1);
-    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SEND);
+    EXPECT_EQ(FailureCode(QUILKOVAReportInfo()), KOVA_ERR_SEND);
     EXPECT_EQ(UserConf(), unreachable);
     EXPECT_TRUE(root().Exists(kHosToken));
     EXPECT_FALSE(root().Exists("/var/log/quil/notifications.jsonl"));
@@ -44,8 +42,7 @@ TEST_F(ReportTest, OnlyTheServicesRefusalOfTheAccountLogsTheApplianceOut) {
     User().SetAccountHost(sim().BaseUrl());
     for (const auto& [code_text, code] : {std::pair<const char*, int>{"account_not_found", 25}, {"badauth", 14}}) {
         Answer(kReport, std::string("{\"code\": \"") + code_text + "\"}");
-        EXPECT_EQ(QUILKOVAReportInfo(), -1) << code_text;
-        EXPECT_EQ(QUILKOVAErrGet(), code);
+        EXPECT_EQ(FailureCode(QUILKOVAReportInfo()), code) << code_text;
         EXPECT_FALSE(root().Exists(kUserConf));
         EXPECT_FALSE(root().Exists(kHosToken));
         EXPECT_FALSE(root().Exists("/etc/cron.d/quil-kova"));

@@ -1,7 +1,7 @@
 // Package PKCE clients and the monitoring-service grant against the simulator.
 #include "test_prelude.hpp"
 
-#include <dirent.h>
+#include "internal/atomic_file.hpp"
 
 namespace {
 
@@ -25,27 +25,24 @@ TEST_F(PackageTest, APackageIsGrantedRenewedAndReGrantedOnTheAppliancesWord) {
     const std::string first = backup.GetAccessToken();
     ASSERT_EQ(Sent(kConfigEndpoint), 1u);
     const auto fetch = sim().RequestsTo(kConfigEndpoint).at(0);
-    EXPECT_EQ(fetch.method, "GET");
-    EXPECT_EQ(fetch.query, "package_name=backup");
+    EXPECT_EQ(fetch.method + " " + fetch.query, "GET package_name=backup");
     EXPECT_EQ(fetch.Header("Authorization").rfind("Bearer at-", 0), 0u);
     const auto grant = sim().RequestsTo(kGrant).at(0);
     EXPECT_FALSE(grant.HasHeader("X-Client-ID")) << "replaced by the bearer header set";
-    EXPECT_EQ(grant.Field("client_id"), "backup-client");
-    EXPECT_EQ(grant.Field("redirect_url"), sim().BaseUrl() + "/pkce/backup");
-    EXPECT_EQ(grant.Field("auth_key"), "") << "no auth key is sent";
-    EXPECT_EQ(grant.Joined("scopes[]"), "openid device:2150ABCD1234");
-    EXPECT_EQ(root().Mode(kCache), 0600);
-    EXPECT_EQ(root().Mode(quilkova::test::kBackupToken), 0600);
+    EXPECT_EQ(grant.FieldNames(), "client_id redirect_url state code_challenge scopes[] scopes[]") << "no auth key";
+    EXPECT_EQ(grant.Field("client_id") + " " + grant.Field("redirect_url") + " " + grant.Joined("scopes[]"),
+              "backup-client " + sim().BaseUrl() + "/pkce/backup openid device:2150ABCD1234");
+    EXPECT_EQ(std::make_pair(root().Mode(kCache), root().Mode(kBackupToken)), std::make_pair(0600u, 0600u));
     EXPECT_EQ(backup.GetAccessToken(), first) << "valid: nothing asked";
     EXPECT_EQ(Sent(kGrant), 1u);
 
-    Restamp(quilkova::test::kBackupToken, 7200);
+    Restamp(kBackupToken, 7200);
     const std::string renewed = backup.GetAccessToken();
     EXPECT_NE(renewed, first);
     EXPECT_EQ(Sent(kGrant), 1u) << "renewed, not granted";
 
     LogCapture log;
-    Restamp(quilkova::test::kBackupToken, 7200);
+    Restamp(kBackupToken, 7200);
     sim().RevokeRefreshTokens();
     EXPECT_NE(backup.GetIdToken(), "");
     EXPECT_EQ(Sent(kGrant), 2u);
@@ -54,7 +51,7 @@ TEST_F(PackageTest, APackageIsGrantedRenewedAndReGrantedOnTheAppliancesWord) {
     EXPECT_EQ(Sent(kGrant), 3u);
 
     quilkova::AccountPkceService().LogoutLocal();
-    EXPECT_FALSE(root().Exists(quilkova::test::kBackupToken)) << "the appliance's logout takes the package's token";
+    EXPECT_FALSE(root().Exists(kBackupToken)) << "the appliance's logout takes the package's token";
     EXPECT_TRUE(root().Exists(kCache)) << "and leaves its cached configuration";
 }
 
@@ -92,7 +89,8 @@ TEST_F(PackageTest, TheCachedConfigurationLivesThirtyHoursAndMustBeOurs) {
 
     Restamp(kCache, 200000);
     for (const auto& [status, body, code] : {std::tuple<int, const char*, int>{500, "", KOVA_ERR_RESPONSE},
-                                             {200, "[1]", KOVA_ERR_RESPONSE}, {200, "oops", KOVA_ERR_BAD_JSON}}) {
+                                             {200, "[1]", KOVA_ERR_RESPONSE},
+                                             {200, "oops", KOVA_ERR_BAD_JSON}}) {
         Answer(kConfigEndpoint, body, status);
         EXPECT_EQ(CodeOf([] { PackagePkceClient("backup"); }), code) << status << " " << body;
     }
@@ -122,21 +120,14 @@ TEST_F(PackageTest, ProcessesOfOnePackageShareOneFetchAndOneGrantAndPackagesDoNo
 }
 
 TEST_F(PackageTest, ANameThatCouldLeaveItsDirectoryIsRefusedBeforeAnyFile) {
-    for (const std::string& name : {std::string(""), std::string("../backup"), std::string("a/b"), std::string(".."),
-                                    std::string("hos"), std::string("a b"), std::string("a\0b", 3),
-                                    std::string("tab\t"), std::string("\xc3\xbc")}) {
+    for (const std::string& name :
+         {std::string(""), std::string("../backup"), std::string("a/b"), std::string(".."), std::string("hos"),
+          std::string("a b"), std::string("a\0b", 3), std::string("tab\t"), std::string("\xc3\xbc")}) {
         EXPECT_EQ(CodeOf([&] { PackagePkceClient client(name); }), KOVA_ERR_BAD_PARAM) << name;
     }
-    std::vector<std::string> made;
-    DIR* tmp = ::opendir(root().Path("/tmp").c_str());
-    while (const dirent* entry = ::readdir(tmp)) {
-        const std::string entry_name = entry->d_name;
-        if (entry_name.find("pkce_client") != std::string::npos || entry_name.find("package") != std::string::npos) {
-            made.push_back(entry_name);
-        }
+    for (const std::string& made : internal::DirectoryEntries(root().Path("/tmp"))) {
+        EXPECT_TRUE(made.find("pkce_client") == std::string::npos && made.find("package") == std::string::npos) << made;
     }
-    ::closedir(tmp);
-    EXPECT_TRUE(made.empty()) << made.front();
     EXPECT_EQ(Sent(kConfigEndpoint), 0u);
 }
 
@@ -144,12 +135,9 @@ TEST_F(PackageTest, TheMonitoringServiceGetsItsRedirectWithTheCode) {
     const quilkova::AccountHealthBeaconService beacon;
     const std::string url = beacon.Grant("beacon-web", "read write", "https://beacon.example/cb?x=1", "s t&1");
     const auto grant = sim().RequestsTo(kBeaconGrant).at(0);
-    std::vector<std::string> fields;
-    for (const auto& [name, value] : grant.fields) {
-        fields.push_back(name + "=" + value);
-    }
-    EXPECT_EQ(fields, (std::vector<std::string>{"client_id=beacon-web", "redirect_url=https://beacon.example/cb?x=1",
-                                                 "state=s t&1", "scopes[]=read write"}));
+    EXPECT_EQ(grant.body,
+              "client_id=beacon-web&redirect_url=https%3A%2F%2Fbeacon.example%2Fcb%3Fx%3D1"
+              "&state=s%20t%261&scopes%5B%5D=read%20write");
     EXPECT_FALSE(grant.HasHeader("X-Client-ID"));
     EXPECT_EQ(grant.Header("Authorization").rfind("Bearer at-", 0), 0u) << "the healthbeacon package's token";
     const std::string prefix = "https://beacon.example/cb?x=1?scope=read%20write&state=s%20t%261&code=code-";

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "quilkova/kova_exception.hpp"
+#include "quilkova/quilkova.h"
 #include "sim/simulator.hpp"
 #include "temp_root.hpp"
 
@@ -28,6 +29,12 @@ void WriteScript(const TempRoot& root, const std::string& appliance_path, const 
 
 // MD5 hex through OpenSSL itself, independent of the library.
 std::string Md5Hex(const std::string& text);
+
+// The code a flat call left in the error slot when it returned -1; for any
+// other result 1000 + the result, which is no code.
+inline int FailureCode(int result) {
+    return result == -1 ? QUILKOVAErrGet() : 1000 + result;
+}
 
 // The code of the KovaException an action throws; 0 when it throws none.
 KOVA_ERRCODE CodeOf(const std::function<void()>& action);

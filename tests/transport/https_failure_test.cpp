@@ -8,6 +8,7 @@
 #include <sys/socket.h>
 
 #include "https_request.hpp"
+#include "internal/http.hpp"
 
 namespace {
 
@@ -57,10 +58,10 @@ TEST(HttpsFailures, AnUnresolvableHostIsTriedOnceASecondPerAttemptThenFails) {
             // One second's sleep after each failed attempt.
             EXPECT_GE(seconds, attempts);
             EXPECT_LT(seconds, attempts + 0.9);
-            EXPECT_EQ(request.response.httpCode, 0);
-            EXPECT_EQ(request.response.curlCode, 0) << "the status query itself worked";
-            EXPECT_TRUE(log.Contains("http://nowhere.invalid/device/api/password_login, Failed to request packages, "
-                                     "httpResponseCode=0, data="))
+            EXPECT_EQ(request.response.httpCode + request.response.curlCode, 0) << "the status query itself worked";
+            EXPECT_TRUE(
+                log.Contains("http://nowhere.invalid/device/api/password_login, Failed to request packages, "
+                             "httpResponseCode=0, data="))
                 << log.Dump();
             EXPECT_FALSE(log.Contains("Failed to curl perform")) << log.Dump();
         }
@@ -84,17 +85,18 @@ TEST(HttpsFailures, AServerThatNeverAnswersIsCutOffByTheTimeOut) {
     EXPECT_TRUE(log.Contains("Failed to request packages, httpResponseCode=0")) << log.Dump();
 }
 
-TEST(HttpsFailures, ASelfSignedCertificateIsRefused) {
+TEST(HttpsFailures, ASelfSignedCertificateIsRefusedByBothLayers) {
     TempRoot root;
     quilkova::test::WriteDevice(root);
     const quilkova::test::TlsServer server(root);
     ASSERT_TRUE(server.ready());
     LogCapture log;
     HttpsRequest request(server.BaseUrl(), "device/api/password_login", {{"email", "x"}});
-    EXPECT_EQ(request.Send(), -1);
-    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SEND);
+    EXPECT_EQ(FailureCode(request.Send()), KOVA_ERR_SEND);
     EXPECT_EQ(request.response.curlCode, 60);
     EXPECT_TRUE(log.Contains(", Failed to curl perform, code=60, err=")) << log.Dump();
+    const http::Response untrusted = http::Get(http::Url{server.BaseUrl() + "/"}, http::Timeout{5000});
+    EXPECT_EQ(untrusted.error.code, http::ErrorCode::SSL_REMOTE_CERTIFICATE_ERROR) << untrusted.error.message;
 }
 
 }  // namespace

@@ -30,16 +30,14 @@ protected:
 
 TEST_F(HttpsSendTest, PostSendsTheDeviceFieldsFirstThenTheFormAsTheBody) {
     sim_.Queue("/device/api/password_login", {200, "{\"code\":\"good\"}", 0, {}});
-    HttpsRequest login(sim_.BaseUrl(), kLogin, {{"type", "acnt_pw_apikey"}, {"email", "owner@example.com"},
-                                                {"passwd", "s3cret&="}, {"serial_no", "2150ABCD1234"}});
+    HttpsRequest login(sim_.BaseUrl(), kLogin,
+                       {{"type", "acnt_pw_apikey"}, {"email", "owner@example.com"}, {"passwd", "s3cret&="},
+                           {"serial_no", "2150ABCD1234"}});
     ASSERT_EQ(login.Send(), 0);
-    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SUCCESS);
-    EXPECT_EQ(login.response.httpCode, 200);
-    EXPECT_EQ(login.response.curlCode, 0);
-    EXPECT_EQ(login.Body(), "{\"code\":\"good\"}");
+    EXPECT_EQ(QUILKOVAErrGet() + login.response.curlCode, 0);
+    EXPECT_EQ(std::to_string(login.response.httpCode) + " " + login.Body(), "200 {\"code\":\"good\"}");
     const auto request = sim_.RequestsTo("/device/api/password_login").at(0);
-    EXPECT_EQ(request.method, "POST");
-    EXPECT_EQ(request.query, "");
+    EXPECT_EQ(request.method + " [" + request.query + "]", "POST []");
     // Values escaped, keys not; the serial and token lead.
     EXPECT_EQ(request.body, "hs_sn=2150ABCD1234&hs_token=" + TokenFor("2150ABCD1234", "", "") +
                                 "&type=acnt_pw_apikey&email=owner%40example.com&passwd=s3cret%26%3D"
@@ -55,8 +53,7 @@ TEST_F(HttpsSendTest, GetPutsTheSameTextInTheQueryAndSendsTheSerialTwiceWhenGive
     ASSERT_EQ(query.Send(), 0);
     EXPECT_EQ(query.Body(), "{\"code\":\"good\"}") << "trimmed";
     const auto request = sim_.RequestsTo("/device/api/report").at(0);
-    EXPECT_EQ(request.method, "GET");
-    EXPECT_EQ(request.body, "");
+    EXPECT_EQ(request.method + " [" + request.body + "]", "GET []");
     EXPECT_EQ(request.query, "hs_sn=OTHER1&hs_token=" + TokenFor("OTHER1", "owner@example.com", "pw") +
                                  "&kovaID=owner%40example.com&kovaPW=pw&auth_key=key%201234&hs_sn=OTHER1");
 }
@@ -64,23 +61,19 @@ TEST_F(HttpsSendTest, GetPutsTheSameTextInTheQueryAndSendsTheSerialTwiceWhenGive
 TEST_F(HttpsSendTest, BadRequestsFailBeforeAnyTraffic) {
     LogCapture log;
     HttpsRequest empty(sim_.BaseUrl(), kLogin, {});
-    EXPECT_EQ(empty.Send(), -1);
-    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SEND);
+    EXPECT_EQ(FailureCode(empty.Send()), KOVA_ERR_SEND);
     EXPECT_TRUE(log.Contains(" no key in the hash, ERR=[0x")) << log.Dump();
     KOVA_HTTPS_RESPONSE response = {};
-    EXPECT_EQ(QUILKOVAHttpsRequestSend(nullptr, &response), -1);
-    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_BAD_PARAM);
+    EXPECT_EQ(FailureCode(QUILKOVAHttpsRequestSend(nullptr, &response)), KOVA_ERR_BAD_PARAM);
     empty.request.path = nullptr;
-    EXPECT_EQ(QUILKOVAHttpsRequestSend(&empty.request, &response), -1);
-    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_BAD_PARAM);
+    EXPECT_EQ(FailureCode(QUILKOVAHttpsRequestSend(&empty.request, &response)), KOVA_ERR_BAD_PARAM);
     QUILKOVAHttpsResponseFree(nullptr);
     QUILKOVAHttpsResponseFree(&response);
 
     // A token that cannot be made.
     root_.WriteFile(quilkova::test::kDeviceFile, "serial=\"-bad\"\n");
     HttpsRequest login(sim_.BaseUrl(), kLogin, {{"email", "x"}});
-    EXPECT_EQ(login.Send(), -1);
-    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SEND);
+    EXPECT_EQ(FailureCode(login.Send()), KOVA_ERR_SEND);
     EXPECT_TRUE(sim_.Requests().empty());
 }
 
@@ -93,12 +86,12 @@ TEST_F(HttpsSendTest, AFourHundredIsDeliveredAndOtherStatusesFailWithTheBodyLogg
 
     LogCapture log;
     sim_.Queue("/device/api/password_login", {500, R"({"error":"boom","access_token":"leak"})", 0, {}});
-    EXPECT_EQ(login.Send(), -1);
-    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SEND);
+    EXPECT_EQ(FailureCode(login.Send()), KOVA_ERR_SEND);
     EXPECT_EQ(login.response.httpCode, 500);
     EXPECT_EQ(login.response.data, nullptr);
-    EXPECT_TRUE(log.Contains(sim_.BaseUrl() + "/device/api/password_login, Failed to request packages, "
-                                              "httpResponseCode=500, data={\"error\":\"boom\",\"access_token\":\"***\"}"))
+    EXPECT_TRUE(log.Contains(sim_.BaseUrl() +
+                             "/device/api/password_login, Failed to request packages, "
+                             "httpResponseCode=500, data={\"error\":\"boom\",\"access_token\":\"***\"}"))
         << log.Dump();
     sim_.Queue("/device/api/password_login", {200, "", 0, {}});
     EXPECT_EQ(login.Send(), -1);
