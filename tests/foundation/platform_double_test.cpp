@@ -13,6 +13,7 @@
 #include "quilplatform/crond.h"
 #include "quilplatform/device.h"
 #include "quilplatform/notify.h"
+#include "quilplatform/pkce.h"
 #include "quilplatform/qlibc_file.h"
 #include "quilplatform/zone.h"
 
@@ -128,6 +129,7 @@ TEST(AllocationFailures, EveryPointOfFailureFailsWithTheOutOfMemoryError) {
                              [] { return QUILLogSet1(2, 1, 0x13a00002, "", "", "", ""); });
          }},
         {"set", [] { return QLIBCFileSetKeyValue("/etc/x.conf", "k", "v", "%s=\"%s\"\n") == 0; }},
+        {"pkce", [] { char c[44], v[44]; return quil_challenge_verifier_no_save(c, sizeof(c), v, sizeof(v)) == 0; }},
         {"zone",
          [] {
              char zone[64];
