@@ -48,7 +48,9 @@ bool ReadSerial(char (&serial)[kSerialSize], Where where);               // 8
 bool ReadOriginalSerial(char (&serial)[kSerialSize], Where where);       // 8
 bool ReadMac(char (&mac)[kMacSize], Where where);                        // 20
 bool ReadApiKey(char (&key)[kApiKeySize], Where where);                  // the cloud-service code
-FormHash NewForm(Where where);                                           // 6
+FormHash NewForm(Where where);
+// The appliance's zone (as ReadTimezone) read into `zone`, then a new form; null when either fails.
+FormHash NewZonedForm(std::string& zone, Where where);                                           // 6
 bool SetField(QLIBCSzHash* form, const char* key, const std::string& value);
 // Sends the form and parses the answer: 4 when nothing came back, 2 when it is
 // no JSON. `failure` starts the send failure's message ("Failed" or "failed").

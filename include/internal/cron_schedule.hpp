@@ -20,6 +20,9 @@ struct CronRange {
 // minute 0-59, hour 0-23, day 1-31, month 1-12, weekday 0-7 (0 and 7 are Sunday).
 constexpr CronRange kCronRanges[5] = {{0, 59}, {0, 23}, {1, 31}, {1, 12}, {0, 7}};
 
+// The blank-separated words of a line.
+std::vector<std::string> Words(const std::string& text);
+
 // A field of the notation; for "~" and "a~b" `pick` receives the bounds to
 // choose from (both the field's range for "~"), else it is left alone.
 bool ParseCronField(const std::string& field, const CronRange& range, bool& pick, CronRange& bounds);

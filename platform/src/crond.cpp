@@ -32,15 +32,6 @@ std::string CronPath(const std::string& name) {
     return RootedPath("/etc/cron.d/quil-" + name);
 }
 
-std::vector<std::string> Words(const std::string& text) {
-    std::istringstream in(text);
-    std::vector<std::string> words;
-    for (std::string word; in >> word;) {
-        words.push_back(word);
-    }
-    return words;
-}
-
 // One field of the notation with "~" (any) and "a~b" (between) fixed to a value picked at random.
 bool RenderField(const std::string& field, const CronRange& range, std::mt19937& random, std::string& out) {
     bool pick = false;
@@ -196,7 +187,7 @@ extern "C" int QUILScheduleRemove(const char* command) {
         std::string kept;
         int removed = 0;
         for (std::string line; std::getline(lines, line);) {
-            const std::vector<std::string> words = Words(line);
+            const std::vector<std::string> words = quilkova::internal::Words(line);
             std::string rest;
             for (size_t i = 6; i < words.size(); ++i) {
                 rest += (i > 6 ? " " : "") + words[i];

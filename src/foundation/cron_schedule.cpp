@@ -64,12 +64,17 @@ bool ParseCronField(const std::string& field, const CronRange& range, bool& pick
     return true;
 }
 
-bool IsValidSchedule(const std::string& text, std::vector<std::string>* fields) {
+std::vector<std::string> Words(const std::string& text) {
     std::istringstream in(text);
     std::vector<std::string> words;
     for (std::string word; in >> word;) {
         words.push_back(word);
     }
+    return words;
+}
+
+bool IsValidSchedule(const std::string& text, std::vector<std::string>* fields) {
+    std::vector<std::string> words = Words(text);
     if (words.size() != std::size(kCronRanges)) {
         return false;
     }

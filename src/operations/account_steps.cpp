@@ -77,6 +77,10 @@ bool SetField(QLIBCSzHash* form, const char* key, const std::string& value) {
     return QLIBCSzHashSetValue(form, key, value.c_str()) == 0;
 }
 
+FormHash NewZonedForm(std::string& zone, Where where) {
+    return ReadTimezone(zone, where) ? NewForm(where) : FormHash();
+}
+
 bool SendForm(const std::string& host, const char* path, QLIBCSzHash* form, bool short_timeout, Response& response,
               Json::Value& answer, Where where, const char* failure) {
     QUILKOVAHttpsResponseFree(&response.raw);

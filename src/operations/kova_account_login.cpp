@@ -177,10 +177,7 @@ int OauthLogin(Json::Value& answer, const char* access_token) {
     char language[32] = {};
     QLIBCFileGetKeyValue(kSystemSettings, "language", language, sizeof(language), 0);
     std::string zone;
-    if (!ReadTimezone(zone, KOVA_HERE)) {
-        return -1;
-    }
-    const FormHash form = NewForm(KOVA_HERE);
+    const FormHash form = NewZonedForm(zone, KOVA_HERE);
     if (!form) {
         return -1;
     }

@@ -39,10 +39,7 @@ int Register(const char* email, const char* password, const char* full_name, boo
         return -1;
     }
     std::string zone;
-    if (!ReadTimezone(zone, KOVA_HERE)) {
-        return -1;
-    }
-    const FormHash form = NewForm(KOVA_HERE);
+    const FormHash form = NewZonedForm(zone, KOVA_HERE);
     if (!form) {
         return -1;
     }

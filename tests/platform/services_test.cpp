@@ -4,6 +4,7 @@
 
 #include <set>
 
+#include "internal/cron_schedule.hpp"
 #include "quilplatform/cloud_service.h"
 #include "quilplatform/crond.h"
 #include "quilplatform/device.h"
@@ -19,15 +20,6 @@ namespace {
 std::string Fact(int (*get)(char*, int)) {
     char buffer[64] = {};
     return get(buffer, sizeof(buffer)) > 0 ? buffer : "<failed>";
-}
-
-std::vector<std::string> Words(const std::string& text) {
-    std::istringstream in(text);
-    std::vector<std::string> words;
-    for (std::string word; in >> word;) {
-        words.push_back(word);
-    }
-    return words;
 }
 
 TEST(DeviceFacts, ComeFromTheDeviceFileWithTheirFallbacks) {
@@ -122,7 +114,7 @@ TEST(Scheduler, RendersRangesToValuesWithinThemAndFailsWithItsError) {
         for (int round = 0; round < 40; ++round) {
             ASSERT_TRUE(kova.Save(jobs)) << crontab;
             const std::string cron = root.ReadFile("/etc/cron.d/quil-kova");
-            const std::vector<std::string> words = Words(cron.substr(cron.find('\n') + 1));
+            const std::vector<std::string> words = internal::Words(cron.substr(cron.find('\n') + 1));
             ASSERT_EQ(words.size(), 8u) << cron;
             const int limits[5][2] = {{0, 59}, {0, 23}, {1, 31}, {1, 12}, {0, 7}};
             for (int field = 0; field < 5; ++field) {
