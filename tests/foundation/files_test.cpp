@@ -26,7 +26,7 @@ Json::Value SampleToken() {
 
 size_t OpenDescriptors() { return internal::DirectoryEntries("/proc/self/fd").size(); }
 
-TEST(JsonFiles, SaveThenLoadWithTheModeOfTheLocationNeverThroughALink) {
+TEST(JsonFiles, SaveThenLoadWithTheModeOfTheLocationNeverThroughALinkAndFailWithoutSecrets) {
     TempRoot root;
     const std::vector<std::pair<const char*, mode_t>> cases = {
         {kHosToken, 0600}, {"/tmp/account_pkg_pkce_client.conf", 0600}, {"/usr/quil/etc/crond/kova.json", 0644}};
@@ -47,13 +47,10 @@ TEST(JsonFiles, SaveThenLoadWithTheModeOfTheLocationNeverThroughALink) {
     SaveJsonFile(kHosToken, SampleToken());
     EXPECT_EQ(root.ReadFile("/victim"), "precious\n");
     EXPECT_EQ(root.Mode(kHosToken), 0600);
-}
 
-TEST(JsonFiles, FailuresLogWithoutSecretsAndASaveThrowsCodeTwo) {
-    TempRoot root;
+    // Failures log without secrets; a save that fails throws code 2.
     root.WriteFile(kHosToken, "{\"access_token\": \"secret-value\", ");
     LogCapture log;
-    Json::Value loaded;
     EXPECT_FALSE(LoadJsonFile(kHosToken, loaded));
     EXPECT_TRUE(log.Contains("Failed to parse json: {\"access_token\": \"***\", ") && !log.Contains("secret-value"))
         << log.Dump();
@@ -107,7 +104,7 @@ TEST(AtomicFile, TemporariesOfDeadWritersAreSweptAndPrivateDirectoriesClosedAgai
     EXPECT_EQ(root.Mode("/usr/quil/etc/quillion-account/private"), 0700);
 }
 
-TEST(FileLock, ExcludesOtherHoldersAndLockingTwiceReleasesTheFirst) {
+TEST(FileLock, ExcludesOtherHoldersReleasesOnRelockingAndNeverFollowsALink) {
     TempRoot root;
     const size_t descriptors = OpenDescriptors();
     FileLock first(kLockPath);
@@ -127,13 +124,11 @@ TEST(FileLock, ExcludesOtherHoldersAndLockingTwiceReleasesTheFirst) {
     EXPECT_TRUE(second.Lock(1)) << "nothing of the first lock is left";
     second.Unlock();
     EXPECT_EQ(OpenDescriptors(), descriptors);
-}
 
-TEST(FileLock, APlantedLinkIsNotFollowed) {
-    TempRoot root;
+    // A link planted at the lock path is not followed.
+    ASSERT_EQ(::unlink(root.Path(kLockPath).c_str()), 0);
     root.WriteFile("/etc/shadow-like", "secret\n");
     ::chmod(root.Path("/etc/shadow-like").c_str(), 0600);
-    root.WriteFile("/tmp/placeholder", "");
     ASSERT_EQ(::symlink(root.Path("/etc/shadow-like").c_str(), root.Path(kLockPath).c_str()), 0);
     LogCapture log;
     FileLock lock(kLockPath);

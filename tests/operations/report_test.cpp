@@ -43,9 +43,7 @@ TEST_F(ReportTest, OnlyTheServicesRefusalOfTheAccountLogsTheApplianceOut) {
     for (const auto& [code_text, code] : {std::pair<const char*, int>{"account_not_found", 25}, {"badauth", 14}}) {
         Answer(kReport, std::string("{\"code\": \"") + code_text + "\"}");
         EXPECT_EQ(FailureCode(QUILKOVAReportInfo()), code) << code_text;
-        EXPECT_FALSE(root().Exists(kUserConf));
-        EXPECT_FALSE(root().Exists(kHosToken));
-        EXPECT_FALSE(root().Exists("/etc/cron.d/quil-kova"));
+        EXPECT_TRUE(LoggedOutLocally());
         EXPECT_EQ(root().ReadFile("/var/log/quil/notifications.jsonl"),
                   "{\"params\":{\"%KOVA_ACCOUNT%\":\"owner@example.com\"},\"tag\":\"KoVAAccountLoggedOut\"}\n");
         ::unlink(root().Path("/var/log/quil/notifications.jsonl").c_str());

@@ -98,10 +98,8 @@ TEST(Processes, RunWithoutAShellWithTheLibrarysEnvironment) {
 TEST(Scheduler, RendersRangesToValuesWithinThemAndFailsWithItsError) {
     TempRoot root;
     Json::Value jobs;
-    jobs[0]["period"] = "crontab";
-    jobs[0]["user"] = "root";
-    jobs[0]["cmd_list"].append("/usr/quil/bin/quilkova");
-    jobs[0]["cmd_list"].append("--report_info");
+    ASSERT_TRUE(internal::TryParseJson(
+        R"([{"period": "crontab", "user": "root", "cmd_list": ["/usr/quil/bin/quilkova", "--report_info"]}])", jobs));
     QUIL::QUILCrond::ConfigManager kova("kova", false);
     EXPECT_EQ(QUILScheduleRemove("/usr/quil/bin/quilkova --report_info"), 0) << "no crontab at all";
     for (const char* crontab : {"~ ~ ~ ~ ~", "0~59 0~23 1~31 1~12 0~7", "7 9~16 1~31 1~12 1~5"}) {
@@ -112,11 +110,9 @@ TEST(Scheduler, RendersRangesToValuesWithinThemAndFailsWithItsError) {
             const std::string cron = root.ReadFile("/etc/cron.d/quil-kova");
             const std::vector<std::string> words = internal::Words(cron.substr(cron.find('\n') + 1));
             ASSERT_EQ(words.size(), 8u) << cron;
-            const int limits[5][2] = {{0, 59}, {0, 23}, {1, 31}, {1, 12}, {0, 7}};
-            for (int field = 0; field < 5; ++field) {
-                const int value = std::stoi(words[field]);
-                EXPECT_TRUE(value >= limits[field][0] && value <= limits[field][1]) << crontab << ": " << cron;
-            }
+            const std::string rendered = cron.substr(cron.find('\n') + 1, cron.find(" root") - cron.find('\n') - 1);
+            EXPECT_TRUE(internal::IsValidSchedule(rendered) && rendered.find_first_not_of("0123456789 ") == std::string::npos)
+                << "values within the ranges: " << cron;
             minutes.insert(words[0]);
             EXPECT_EQ(words[5] + " " + words[6] + " " + words[7], "root /usr/quil/bin/quilkova --report_info");
         }
@@ -164,20 +160,17 @@ TEST(Zone, ComesFromTheSettingsOrTheLocaltimeLinkAndIsCheckedAgainstZoneinfo) {
 
 TEST(PkcePair, IsFreshEachTimeAndTheChallengeIsTheVerifiersS256) {
     std::set<std::string> verifiers;
+    char challenge[44];
+    char verifier[44];
     for (int i = 0; i < 20; ++i) {
-        char challenge[44];
-        char verifier[44];
-        std::memset(challenge, 'Z', sizeof(challenge));
         ASSERT_EQ(quil_challenge_verifier_no_save(challenge, sizeof(challenge), verifier, sizeof(verifier)), 0);
         EXPECT_EQ(std::strlen(verifier), 43u);
         EXPECT_EQ(challenge, quilkova::sim::S256(verifier));
         verifiers.insert(verifier);
     }
     EXPECT_EQ(verifiers.size(), 20u);
-    char small[43];
-    char verifier[44];
-    EXPECT_LT(quil_challenge_verifier_no_save(small, sizeof(small), verifier, sizeof(verifier)), 0);
-    EXPECT_LT(quil_challenge_verifier_no_save(verifier, sizeof(verifier), nullptr, 44), 0);
+    EXPECT_LT(quil_challenge_verifier_no_save(challenge, 43, verifier, sizeof(verifier)), 0);
+    EXPECT_LT(quil_challenge_verifier_no_save(challenge, sizeof(challenge), nullptr, 44), 0);
 }
 
 }  // namespace

@@ -5,7 +5,9 @@
 #include <sys/stat.h>
 
 #include <ctime>
+#include <fstream>
 
+#include "child_process.hpp"
 #include "internal/json_utils.hpp"
 #include "quilkova/account_pkce_service.hpp"
 #include "quilkova/user.hpp"
@@ -132,6 +134,25 @@ size_t OperationsTest::TokenRequests(const char* grant_type) {
         count += request.Field("grant_type") == grant_type ? 1 : 0;
     }
     return count;
+}
+
+std::set<std::string> OperationsTest::ResultsOf(int processes, const std::function<std::string()>& call) {
+    const std::string results = root().Path("/result-");
+    auto children = StartTogether(processes, [&results, &call](int i) {
+        std::ofstream(results + std::to_string(i)) << call();
+        return 0;
+    });
+    std::set<std::string> distinct;
+    for (int i = 0; i < processes; ++i) {
+        EXPECT_EQ(children[i]->Wait(), 0) << "process " << i;
+        distinct.insert(root().ReadFile("/result-" + std::to_string(i)));
+    }
+    return distinct;
+}
+
+bool OperationsTest::LoggedOutLocally() {
+    return !root().Exists(kUserConf) && !root().Exists(kHosToken) && !root().Exists(kBackupToken) &&
+           !root().Exists("/etc/cron.d/quil-kova");
 }
 
 }  // namespace quilkova::test

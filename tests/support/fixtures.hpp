@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 
 #include "quilkova/kova_exception.hpp"
@@ -82,6 +83,10 @@ protected:
     void Restamp(const char* path, long long age, const char* member = "created_at");
     // Requests of that grant type the token endpoint received.
     size_t TokenRequests(const char* grant_type);
+    // Runs `call` in that many processes started together; the distinct texts they returned.
+    std::set<std::string> ResultsOf(int processes, const std::function<std::string()>& call);
+    // No record, no appliance token, no package token, no report schedule.
+    bool LoggedOutLocally();
 
 private:
     std::unique_ptr<sim::Simulator> sim_;

@@ -1,38 +1,22 @@
 #include "temp_root.hpp"
 
-#include <ftw.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
-#include <vector>
 
 namespace quilkova::test {
 
-namespace {
-int RemoveEntry(const char* path, const struct stat*, int, struct FTW*) {
-    ::remove(path);
-    return 0;
-}
-
-void MakeDirectories(const std::string& file_path) {
-    for (size_t slash = file_path.find('/', 1); slash != std::string::npos; slash = file_path.find('/', slash + 1)) {
-        ::mkdir(file_path.substr(0, slash).c_str(), 0755);
-    }
-}
-}  // namespace
-
 TempRoot::TempRoot() {
-    std::string pattern = "/tmp/quilkova-test-XXXXXX";
-    std::vector<char> buffer(pattern.begin(), pattern.end());
-    buffer.push_back('\0');
-    if (::mkdtemp(buffer.data()) == nullptr) {
+    char pattern[] = "/tmp/quilkova-test-XXXXXX";
+    if (::mkdtemp(pattern) == nullptr) {
         throw std::runtime_error("mkdtemp failed");
     }
-    root_ = buffer.data();
+    root_ = pattern;
     if (const char* previous = std::getenv("QUILKOVA_ROOT")) {
         previous_root_ = previous;
         had_previous_root_ = true;
@@ -46,31 +30,24 @@ TempRoot::~TempRoot() {
     } else {
         ::unsetenv("QUILKOVA_ROOT");
     }
-    ::nftw(root_.c_str(), RemoveEntry, 16, FTW_DEPTH | FTW_PHYS);
+    std::error_code ignored;
+    std::filesystem::remove_all(root_, ignored);
 }
 
 // Replaced, as every writer of the platform does: a new file, never one changed in place.
 void TempRoot::WriteFile(const std::string& appliance_path, const std::string& content) const {
     const std::string path = Path(appliance_path);
-    MakeDirectories(path);
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     const std::string fresh = path + ".written";
-    {
-        std::ofstream out(fresh, std::ios::binary | std::ios::trunc);
-        out << content;
-        if (!out) {
-            throw std::runtime_error("cannot write " + path);
-        }
-    }
-    if (::rename(fresh.c_str(), path.c_str()) != 0) {
-        ::unlink(fresh.c_str());
+    if (!(std::ofstream(fresh, std::ios::binary | std::ios::trunc) << content) ||
+        ::rename(fresh.c_str(), path.c_str()) != 0) {
         throw std::runtime_error("cannot write " + path);
     }
 }
 
 std::string TempRoot::ReadFile(const std::string& appliance_path) const {
-    std::ifstream in(Path(appliance_path), std::ios::binary);
     std::ostringstream text;
-    text << in.rdbuf();
+    text << std::ifstream(Path(appliance_path), std::ios::binary).rdbuf();
     return text.str();
 }
 
@@ -81,10 +58,7 @@ bool TempRoot::Exists(const std::string& appliance_path) const {
 
 mode_t TempRoot::Mode(const std::string& appliance_path) const {
     struct stat info {};
-    if (::lstat(Path(appliance_path).c_str(), &info) != 0) {
-        return 0;
-    }
-    return info.st_mode & 07777;
+    return ::lstat(Path(appliance_path).c_str(), &info) == 0 ? info.st_mode & 07777 : 0;
 }
 
 }  // namespace quilkova::test

@@ -29,18 +29,16 @@ bool Accepts(int port) {
 }
 }  // namespace
 
-int UnusedLoopbackPort() {
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+SilentServer::SilentServer() : fd_(::socket(AF_INET, SOCK_STREAM, 0)) {
     sockaddr_in address = Loopback(0);
     socklen_t length = sizeof(address);
-    int port = -1;
-    if (::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0 &&
-        ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0) {
-        port = ntohs(address.sin_port);
+    if (::bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0 && ::listen(fd_, 16) == 0 &&
+        ::getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &length) == 0) {
+        port_ = ntohs(address.sin_port);
     }
-    ::close(fd);
-    return port;
 }
+
+SilentServer::~SilentServer() { ::close(fd_); }
 
 TlsServer::TlsServer(const TempRoot& root) {
     const std::string key = root.Path("/tls-key.pem");

@@ -22,8 +22,22 @@ private:
     std::unique_ptr<ChildProcess> server_;
 };
 
+// A socket on 127.0.0.1 that accepts connections into its backlog and never answers.
+class SilentServer {
+public:
+    SilentServer();
+    ~SilentServer();
+    SilentServer(const SilentServer&) = delete;
+    SilentServer& operator=(const SilentServer&) = delete;
+    int port() const { return port_; }
+
+private:
+    int fd_;
+    int port_ = -1;
+};
+
 // A port on 127.0.0.1 that nothing listens on (found free, then released).
-int UnusedLoopbackPort();
+inline int UnusedLoopbackPort() { return SilentServer().port(); }
 
 }  // namespace quilkova::test
 

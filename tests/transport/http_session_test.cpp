@@ -41,15 +41,6 @@ TEST(HttpSession, SendsTheOptionsAsGivenWithALaterHeaderReplacingAnEarlierOne) {
     EXPECT_EQ(sim.RequestsTo("/echo").size(), 1u);
 }
 
-TEST(HttpSession, TransportFailuresCarryTheirCodeAndLibcurlsText) {
-    const http::Response refused =
-        http::Post(http::Url{"http://127.0.0.1:" + std::to_string(quilkova::test::UnusedLoopbackPort()) + "/x"},
-                   http::Timeout{5000});
-    EXPECT_EQ(refused.error.code, http::ErrorCode::CONNECTION_FAILURE);
-    EXPECT_NE(refused.error.message.find("Couldn't connect to server"), std::string::npos) << refused.error.message;
-    EXPECT_EQ(refused.status_code, 0);
-}
-
 // Both layers: at most 3 redirects, never away from the host (not even with
 // a 307 that would carry the body along), and answers up to 1 MiB.
 TEST(HttpLayers, FollowFewRedirectsOnTheSameHostAndStopOversizedAnswers) {

@@ -2,36 +2,12 @@
 // wait for real retries and time-outs, so they take seconds.
 #include "test_prelude.hpp"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sched.h>
-#include <sys/socket.h>
 
 #include "https_request.hpp"
 #include "internal/http.hpp"
 
 namespace {
-
-// A loopback socket that accepts connections into its backlog and never answers.
-class SilentServer {
-public:
-    SilentServer() : fd_(::socket(AF_INET, SOCK_STREAM, 0)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof(address);
-        if (fd_ >= 0 && ::bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0 &&
-            ::listen(fd_, 16) == 0 && ::getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &length) == 0) {
-            port_ = ntohs(address.sin_port);
-        }
-    }
-    ~SilentServer() { ::close(fd_); }
-    int port() const { return port_; }
-
-private:
-    int fd_;
-    int port_ = -1;
-};
 
 double SecondsOf(const std::function<void()>& action) {
     const auto start = std::chrono::steady_clock::now();
