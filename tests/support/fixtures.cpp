@@ -42,6 +42,14 @@ std::string Md5Hex(const std::string& text) {
     return hex;
 }
 
+std::string DeviceTokenOf(const std::string& seed) {
+    std::string x = seed;
+    for (int i = 0, passes = 1 + std::stoi(Md5Hex(seed).substr(0, 1), nullptr, 16); i < passes; ++i) {
+        x = Md5Hex(x + Md5Hex(x));
+    }
+    return x;
+}
+
 KOVA_ERRCODE CodeOf(const std::function<void()>& action) {
     try {
         action();

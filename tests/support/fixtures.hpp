@@ -30,6 +30,9 @@ void WriteScript(const TempRoot& root, const std::string& appliance_path, const 
 
 // MD5 hex through OpenSSL itself, independent of the library.
 std::string Md5Hex(const std::string& text);
+// The device token of a seed (serial, account, password), counted here: 1 + the
+// seed's first hex digit passes.
+std::string DeviceTokenOf(const std::string& seed);
 
 // The code a flat call left in the error slot when it returned -1; for any
 // other result 1000 + the result, which is no code.

@@ -10,28 +10,20 @@ namespace http = quilkova::http;
 using quilkova::sim::CannedAnswer;
 using quilkova::sim::Simulator;
 
-TEST(HttpSession, SendsTheOptionsAsGivenWithALaterHeaderReplacingAnEarlierOne) {
+// Sent as given (header replacement and repeated fields are checked where the
+// PKCE requests use them); a header value with a line break would add a
+// header of its own: refused, nothing sent.
+TEST(HttpSession, SendsTheOptionsAsGivenAndRefusesAHeaderThatWouldSplit) {
     Simulator sim;
     ASSERT_GT(sim.Start(), 0);
     sim.Queue("/echo", {201, "created", 0, {}});
-    http::Payload payload{{"grant_type", "authorization_code"}, {"scopes[]", "openid"}};
-    payload.Add("scopes[]", "device id");
     const http::Response response =
         http::Post(http::Url{sim.BaseUrl() + "/echo"}, http::Timeout{5000}, http::UserAgent{"kova/7.2.1 (QN-420)"},
-                   http::Header{{"X-Client-ID", "hos"}}, http::Header{{"Authorization", "Bearer at-1"}},
-                   http::Parameters{{"a", "1"}, {"b", "x y"}}, payload);
-    EXPECT_EQ(response.error.code, http::ErrorCode::OK);
+                   http::Parameters{{"a", "1"}, {"b", "x y"}}, http::Payload{{"scopes[]", "device id"}});
     EXPECT_EQ(std::to_string(response.status_code) + " " + response.text, "201 created");
     const auto sent = sim.RequestsTo("/echo").at(0);
-    EXPECT_EQ(sent.method + " " + sent.query, "POST a=1&b=x%20y");
-    EXPECT_EQ(sent.body, "grant_type=authorization_code&scopes%5B%5D=openid&scopes%5B%5D=device%20id");
-    EXPECT_EQ(sent.Header("Authorization"), "Bearer at-1");
-    EXPECT_FALSE(sent.HasHeader("X-Client-ID")) << "replaced by the later header set";
-    EXPECT_EQ(sent.Header("User-Agent"), "kova/7.2.1 (QN-420)");
-
-    EXPECT_EQ(http::Get(http::Url{sim.BaseUrl() + "/missing"}).status_code, 404);
-    EXPECT_EQ(sim.RequestsTo("/missing").at(0).method, "GET");
-    // A header value with a line break would add a header of its own: refused, nothing sent.
+    EXPECT_EQ(sent.method + " " + sent.query + " " + sent.body + " " + sent.Header("User-Agent"),
+              "POST a=1&b=x%20y scopes%5B%5D=device%20id kova/7.2.1 (QN-420)");
     for (const std::string& bad : {std::string("hos\r\nX-Evil: 1"), std::string("hos\n"), std::string("h\0s", 3)}) {
         EXPECT_EQ(quilkova::test::CodeOf([&] {
                       http::Post(http::Url{sim.BaseUrl() + "/echo"}, http::Header{{"X-Client-ID", bad}});

@@ -9,15 +9,6 @@ using quilkova::sim::Simulator;
 
 constexpr const char* kLogin = "device/api/password_login";
 
-// The device token the sender must have sent (its derivation is tested on its own).
-std::string TokenFor(const char* serial, const char* id, const char* password) {
-    char serial_buffer[256];
-    std::snprintf(serial_buffer, sizeof(serial_buffer), "%s", serial);
-    char token[33] = {};
-    QUILKOVAGenerateToken(id, password, serial_buffer, sizeof(serial_buffer), token, sizeof(token));
-    return token;
-}
-
 class HttpsSendTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -39,7 +30,7 @@ TEST_F(HttpsSendTest, PostSendsTheDeviceFieldsFirstThenTheFormAsTheBody) {
     const auto request = sim_.RequestsTo("/device/api/password_login").at(0);
     EXPECT_EQ(request.method + " [" + request.query + "]", "POST []");
     // Values escaped, keys not; the serial and token lead.
-    EXPECT_EQ(request.body, "hs_sn=2150ABCD1234&hs_token=" + TokenFor("2150ABCD1234", "", "") +
+    EXPECT_EQ(request.body, "hs_sn=2150ABCD1234&hs_token=" + DeviceTokenOf("2150ABCD1234") +
                                 "&type=acnt_pw_apikey&email=owner%40example.com&passwd=s3cret%26%3D"
                                 "&serial_no=2150ABCD1234");
     EXPECT_EQ(request.Header("User-Agent"), "kova/7.2.1 (QN-420)");
@@ -54,7 +45,7 @@ TEST_F(HttpsSendTest, GetPutsTheSameTextInTheQueryAndSendsTheSerialTwiceWhenGive
     EXPECT_EQ(query.Body(), "{\"code\":\"good\"}") << "trimmed";
     const auto request = sim_.RequestsTo("/device/api/report").at(0);
     EXPECT_EQ(request.method + " [" + request.body + "]", "GET []");
-    EXPECT_EQ(request.query, "hs_sn=OTHER1&hs_token=" + TokenFor("OTHER1", "owner@example.com", "pw") +
+    EXPECT_EQ(request.query, "hs_sn=OTHER1&hs_token=" + DeviceTokenOf("OTHER1owner@example.compw") +
                                  "&kovaID=owner%40example.com&kovaPW=pw&auth_key=key%201234&hs_sn=OTHER1");
 }
 
