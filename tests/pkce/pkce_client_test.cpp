@@ -94,22 +94,6 @@ TEST_F(PkceClientTest, ATokenIsValidThroughItsLastSecondAndUnreadableMeansExpire
     EXPECT_EQ(CodeOf([&] { client_.GetPkceTokenVal("access_token"); }), KOVA_ERR_BAD_JSON);
 }
 
-TEST_F(PkceClientTest, ExchangesACodeThenRenewsAnExpiredToken) {
-    Exchange();
-    const std::string first = client_.GetPkceTokenVal("access_token");
-    const std::string first_refresh = client_.GetPkceTokenVal("refresh_token");
-    EXPECT_EQ(client_.GetAccessToken(), first) << "still valid: no renewal";
-    const auto exchange = sim().RequestsTo("/oauth2/token").at(0);
-    EXPECT_EQ(exchange.Header("X-Client-ID"), "hos-client");
-    EXPECT_EQ(exchange.body.rfind("grant_type=authorization_code&code=", 0), 0u) << exchange.body;
-    Restamp(kHosToken, 7200);
-    EXPECT_NE(client_.GetAccessToken(), first);
-    EXPECT_NE(client_.GetPkceTokenVal("refresh_token"), first_refresh) << "refresh tokens rotate";
-    EXPECT_EQ(client_.GetIdToken(), client_.GetPkceTokenVal("id_token"));
-    EXPECT_EQ(TokenRequests("refresh_token"), 1u);
-    EXPECT_EQ(sim().RequestsTo("/oauth2/token").back().body.find("grant_type=refresh_token&refresh_token="), 0u);
-}
-
 TEST_F(PkceClientTest, RefusedOrIncompleteAnswersGiveTheirCodesWithoutSecrets) {
     quilkova::test::LogCapture log;
     const PkcePair pair;
@@ -150,7 +134,9 @@ TEST_F(PkceClientTest, RefusedOrIncompleteAnswersGiveTheirCodesWithoutSecrets) {
     EXPECT_NE(unreachable.find("Couldn't connect to server"), std::string::npos) << unreachable;
 }
 
-TEST_F(PkceClientTest, SavingWaitsForAHeldSaveLockAndReadersRenewOnce) {
+// An exchange saves once the save lock is free; an expired token is then
+// renewed once for all readers, and the refresh token rotates.
+TEST_F(PkceClientTest, ExchangingWaitsForAHeldSaveLockAndReadersRenewOnce) {
     {
         LockHolder holder("/tmp/account_hos_save_token.lock");
         ASSERT_TRUE(holder.holding());
@@ -163,10 +149,19 @@ TEST_F(PkceClientTest, SavingWaitsForAHeldSaveLockAndReadersRenewOnce) {
         EXPECT_GE(std::chrono::steady_clock::now() - start, 900ms);
         release.join();
     }
+    const std::string first = client_.GetPkceTokenVal("access_token");
+    const std::string first_refresh = client_.GetPkceTokenVal("refresh_token");
+    EXPECT_EQ(client_.GetAccessToken(), first) << "still valid: no renewal";
+    const auto exchange = sim().RequestsTo("/oauth2/token").at(0);
+    EXPECT_EQ(exchange.Header("X-Client-ID"), "hos-client");
+    EXPECT_EQ(exchange.body.rfind("grant_type=authorization_code&code=", 0), 0u) << exchange.body;
     Restamp(kHosToken, 7200);
     const auto tokens = ResultsOf(8, [this] { return client_.GetAccessToken(); });
     EXPECT_EQ(tokens, std::set<std::string>{client_.GetPkceTokenVal("access_token")});
     EXPECT_EQ(TokenRequests("refresh_token"), 1u);
+    EXPECT_NE(tokens, std::set<std::string>{first});
+    EXPECT_NE(client_.GetPkceTokenVal("refresh_token"), first_refresh) << "refresh tokens rotate";
+    EXPECT_EQ(client_.GetIdToken(), client_.GetPkceTokenVal("id_token"));
 }
 
 TEST_F(PkceClientTest, ReadersNeverSeeAHalfWrittenFileAndAKilledRenewalChangesNothing) {

@@ -60,11 +60,7 @@ ChildProcess::ChildProcess(const std::function<int()>& body) : pid_(::fork()) {
     }
 }
 
-ChildProcess::~ChildProcess() {
-    if (!reaped_) {
-        Kill();
-    }
-}
+ChildProcess::~ChildProcess() { Kill(); }
 
 int ChildProcess::Wait(std::chrono::milliseconds timeout) {
     if (reaped_) {
@@ -128,9 +124,7 @@ LockHolder::LockHolder(const std::string& lock_path) {
     holding_ = locked_.Wait(std::chrono::seconds(10));
 }
 
-LockHolder::~LockHolder() {
-    Release();
-}
+LockHolder::~LockHolder() { Release(); }
 
 bool LockHolder::Release() {
     release_.Notify();

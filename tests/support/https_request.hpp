@@ -31,10 +31,6 @@ public:
     HttpsRequest(const HttpsRequest&) = delete;
     HttpsRequest& operator=(const HttpsRequest&) = delete;
 
-    void SetAccount(const char* id, const char* password) {
-        std::snprintf(request.accountId, sizeof(request.accountId), "%s", id);
-        std::snprintf(request.accountPassword, sizeof(request.accountPassword), "%s", password);
-    }
     int Send() {
         QUILKOVAHttpsResponseFree(&response);
         return QUILKOVAHttpsRequestSend(&request, &response);

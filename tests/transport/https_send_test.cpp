@@ -39,7 +39,8 @@ TEST_F(HttpsSendTest, PostSendsTheDeviceFieldsFirstThenTheFormAsTheBody) {
 TEST_F(HttpsSendTest, GetPutsTheSameTextInTheQueryAndSendsTheSerialTwiceWhenGiven) {
     HttpsRequest query(sim_.BaseUrl(), "device/api/report", {{"auth_key", "key 1234"}, {"hs_sn", "OTHER1"}});
     query.request.method = 1;
-    query.SetAccount("owner@example.com", "pw");
+    std::snprintf(query.request.accountId, sizeof(query.request.accountId), "owner@example.com");
+    std::snprintf(query.request.accountPassword, sizeof(query.request.accountPassword), "pw");
     sim_.Queue("/device/api/report", {200, "  {\"code\":\"good\"}\n\n", 0, {}});
     ASSERT_EQ(query.Send(), 0);
     EXPECT_EQ(query.Body(), "{\"code\":\"good\"}") << "trimmed";
