@@ -70,7 +70,7 @@ TEST(Errors, KeywordsMapByPrefixInTableOrderAndEveryCodeHasItsText) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Failed to get kova account\nSystem error\n");
 }
 
-TEST(KovaException, WhatIsTheShortMessageThenAStackCutToFifteenLines) {
+TEST(KovaException, WhatIsTheShortMessageThenAStackCutToFifteenLinesAndCopiesNestIt) {
     const std::vector<std::pair<std::string, std::string>> cases = {
         {KovaException(KOVA_ERR_SEND).what(), "Failed to send the request [code=4]"},
         {KovaException("Something broke").what(), "Something broke [code=24]"},
@@ -87,9 +87,8 @@ TEST(KovaException, WhatIsTheShortMessageThenAStackCutToFifteenLines) {
     EXPECT_EQ(KovaException("x").GetCode(), KOVA_ERR_UNKNOWN);
     // 16 frames, less the capturing one: a deep stack gives exactly 15 lines.
     EXPECT_EQ(Lines(ThrownAtDepth(40)).size(), 1u + 15u + 1u);
-}
 
-TEST(KovaException, CopyingNestsTheSourceTextInsteadOfSharingIt) {
+    // A copy nests the source's text instead of sharing it.
     const KovaException original(KOVA_ERR_BAD_JSON, "bad");
     const std::string original_text = original.what();
     KovaException assigned(KOVA_ERR_AUTH);

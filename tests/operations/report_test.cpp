@@ -7,7 +7,7 @@ constexpr const char* kReport = "/device/api/report";
 
 class ReportTest : public quilkova::test::OperationsTest {};
 
-TEST_F(ReportTest, ReportsTheDeviceAndKeepsTheAppliancesTokenFresh) {
+TEST_F(ReportTest, ReportsTheDeviceKeepsTheTokenFreshAndOnlyTheServicesRefusalLogsOut) {
     EXPECT_EQ(FailureCode(QUILKOVAReportInfo()), KOVA_ERR_NO_ACCOUNT);
     EXPECT_EQ(Sent(kReport), 0u) << "no account: nothing sent";
 
@@ -24,10 +24,7 @@ TEST_F(ReportTest, ReportsTheDeviceAndKeepsTheAppliancesTokenFresh) {
               "hs_sn=2150ABCD1234 hs_token=... id=u-1 auth_key=key-1 timezone=Pacific/Auckland model=QN-420 "
               "firmware=7.2.1 mac=00:11:32:aa:bb:cc orig_serial_no=2150ABCD1234 ");
     EXPECT_EQ(Sent("/oauth2/token"), 1u) << "the expired token was renewed";
-}
 
-TEST_F(ReportTest, OnlyTheServicesRefusalOfTheAccountLogsTheApplianceOut) {
-    BrowserLogin();
     const std::string record = UserConf();
     // A network failure, another refusal: nothing changes on disk.
     Answer(kReport, R"({"code": "badparam"})");

@@ -5,15 +5,11 @@ namespace {
 
 Json::Value RawConfig() {
     Json::Value raw;
-    for (const char* member : {"auth_endpoint", "token_endpoint", "end_session_endpoint"}) {
-        raw[std::string(member) + "_path"] = std::string("/oauth2/") + member;
-    }
-    raw["client_id"] = "hos-client";
-    raw["scope"] = "openid device:$sn$ mac:$mac$ $sn$";
-    raw["token_endpoint_path"] = "/oauth2/token";
-    raw["login_redirect_path"] = "/pkce/login";
-    raw["logout_redirect_path"] = "/pkce/logout";
-    raw["ignored"] = "not carried over";
+    internal::TryParseJson(R"({"auth_endpoint_path": "/oauth2/auth_endpoint", "token_endpoint_path": "/oauth2/token",
+        "end_session_endpoint_path": "/oauth2/end_session_endpoint", "client_id": "hos-client",
+        "scope": "openid device:$sn$ mac:$mac$ $sn$", "login_redirect_path": "/pkce/login",
+        "logout_redirect_path": "/pkce/logout", "ignored": "not carried over"})",
+                           raw);
     return raw;
 }
 
