@@ -6,7 +6,6 @@
 #include "internal/cron_schedule.hpp"
 #include "internal/redact.hpp"
 #include "internal/root_prefix.hpp"
-#include "internal/string_utils.hpp"
 
 // Exported from the test program (linked with -rdynamic), so its frame has a
 // symbol name to demangle.

@@ -30,6 +30,12 @@ protected:
         result_ = Json::Value();
         return QUILKOVAAccountQueryInfo(result_, query_allowed, true);
     }
+    // A query due (the last a day ago) that the service answers with `body`.
+    int QueryAnswered(const std::string& body) {
+        LastQueried(86400);
+        Answer(kQuery, body);
+        return Query();
+    }
     Json::Value result_;
 };
 
@@ -58,10 +64,9 @@ TEST_F(QueryTest, TheAgeOfTheLastQueryDecidesWhetherToAsk) {
 }
 
 TEST_F(QueryTest, EveryMemberIsStoredThroughItsSetter) {
-    LastQueried(86400);
-    Answer(kQuery, QueryAnswer(R"(, "realname_validation_pass": "yes", "report_cron_timestring": "0 3 * * *",
-                              "critical_version_list": [{"version": "7.2", "domain": "updates.example"}, "7.3"])"));
-    ASSERT_EQ(Query(), 0);
+    ASSERT_EQ(QueryAnswered(QueryAnswer(R"(, "realname_validation_pass": "yes", "report_cron_timestring": "0 3 * * *",
+                              "critical_version_list": [{"version": "7.2", "domain": "updates.example"}, "7.3"])")),
+              0);
     const User user;
     EXPECT_EQ(std::vector<std::string>({user.GetEmail(), user.GetName(), user.GetCountry(), user.GetTimezone(),
                                         user.GetNotifyLanguage(), user.GetCriticalVersionList(),
@@ -76,9 +81,7 @@ TEST_F(QueryTest, EveryMemberIsStoredThroughItsSetter) {
 
     // A schedule the scheduler could not install keeps the one on record.
     for (const char* refused : {"99 99 99 99 99", "*/0 * * * *", "tomorrow"}) {
-        LastQueried(86400);
-        Answer(kQuery, QueryAnswer(std::string(R"(, "report_cron_timestring": ")") + refused + "\""));
-        ASSERT_EQ(Query(), 0) << refused;
+        ASSERT_EQ(QueryAnswered(QueryAnswer(std::string(R"(, "report_cron_timestring": ")") + refused + "\"")), 0);
         EXPECT_EQ(user.GetReportCronTimestring(), "0 3 * * *") << refused;
     }
 }
@@ -91,11 +94,11 @@ TEST_F(QueryTest, PresentMembersOfAnyTypeAreStoredAsTheirText) {
         {"false", "false", "no"}, {"{\"a\": 1}", "", "no"}, {"[1, 2]", "", "no"}, {"1.5", "1.5", "no"}};
     LogCapture log;
     for (const auto& [value, text, flag] : values) {
-        LastQueried(86400);
         const std::string v = value;
-        Answer(kQuery, QueryAnswer(", \"country\": " + v + ", \"timezone\": " + v + ", \"enews\": " + v +
-                                   ", \"activated\": " + v + ", \"realname_validation_pass\": " + v));
-        ASSERT_EQ(Query(), 0) << value;
+        ASSERT_EQ(QueryAnswered(QueryAnswer(", \"country\": " + v + ", \"timezone\": " + v + ", \"enews\": " + v +
+                                            ", \"activated\": " + v + ", \"realname_validation_pass\": " + v)),
+                  0)
+            << value;
         const User user;
         EXPECT_EQ(user.GetCountry() + "|" + user.GetTimezone() + "|" + user.GetUserId(),
                   std::string(text) + "|" + text + "|u-1")
@@ -122,17 +125,13 @@ TEST_F(QueryTest, MissingMembersRefusalsAndUnwritableAnswersStoreNothing) {
     };
     LogCapture log;
     for (const auto& [body, code] : answers) {
-        LastQueried(86400);
-        Answer(kQuery, body);
-        EXPECT_EQ(FailureCode(Query()), code) << body;
+        EXPECT_EQ(FailureCode(QueryAnswered(body)), code) << body;
         EXPECT_EQ(User().GetName(), "Local Name") << body;
     }
     EXPECT_TRUE(log.Contains(" Server returned insufficient data. resp={\"code\": \"good\"")) << log.Dump();
     EXPECT_TRUE(log.Contains(" Failed to query ")) << log.Dump();
     // An answer the record cannot hold (a line break) fails with the record's code.
-    LastQueried(86400);
-    Answer(kQuery, QueryAnswer(R"(, "country": "two\nlines")"));
-    EXPECT_EQ(FailureCode(Query()), KOVA_ERR_CONFIG_WRITE);
+    EXPECT_EQ(FailureCode(QueryAnswered(QueryAnswer(R"(, "country": "two\nlines")"))), KOVA_ERR_CONFIG_WRITE);
     EXPECT_TRUE(log.Contains(" Failed to set user: ")) << log.Dump();
 }
 

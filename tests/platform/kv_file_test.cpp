@@ -138,16 +138,9 @@ TEST(KeyValueFile, AHeldDirectoryLockFailsTheWriteAfterThirtySeconds) {
     TempRoot root;
     ASSERT_EQ(QLIBCFileSetKeyValue(kUserConf, "kovaID", "keep", kLine), 0);
     const std::string directory = root.Path("/usr/quil/etc/quillion-account/private");
-    ReadySignal locked;
-    ChildProcess holder([&directory, &locked] {
-        if (::flock(::open(directory.c_str(), O_RDONLY | O_DIRECTORY), LOCK_EX) != 0) {
-            return 1;
-        }
-        locked.Notify();
-        ::pause();
-        return 0;
-    });
-    ASSERT_TRUE(locked.Wait(10s));
+    const LockHolder holder(
+        [&directory] { return ::flock(::open(directory.c_str(), O_RDONLY | O_DIRECTORY), LOCK_EX) == 0; });
+    ASSERT_TRUE(holder.holding());
     const auto start = std::chrono::steady_clock::now();
     EXPECT_LT(QLIBCFileSetKeyValue(kUserConf, "kovaID", "blocked", kLine), 0);
     EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_FILE_LOCK);

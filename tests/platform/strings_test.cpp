@@ -17,6 +17,7 @@ TEST(Strings, TheHashKeepsInsertionOrderAndFailuresRecordWhereInTheirThread) {
     EXPECT_EQ(QLIBCSzHashGetValue(hash, "nothing"), nullptr);
     PQLIBCSzList keys = QLIBCSzListAlloc(1);
     ASSERT_EQ(QLIBCSzHashEnumKey(hash, keys), 4);
+    EXPECT_EQ(QLIBCSzHashEnumKey(hash, nullptr), -1);
     EXPECT_EQ(std::string(QLIBCSzListGet(keys, 0)) + QLIBCSzListGet(keys, 3), "hs_snpasswd");
     EXPECT_EQ(QLIBCSzListGet(keys, 4), nullptr);
     QLIBCSzListFree(keys);

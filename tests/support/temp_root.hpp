@@ -1,8 +1,14 @@
 #ifndef QUILKOVA_TESTS_TEMP_ROOT_HPP
 #define QUILKOVA_TESTS_TEMP_ROOT_HPP
 
-#include <sys/types.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
 #include <string>
 
 namespace quilkova::test {
@@ -19,8 +25,27 @@ constexpr const char* kLoginConfig = "/usr/quil/etc.defaults/quillion-account/co
 // removed with everything in it afterwards.
 class TempRoot {
 public:
-    TempRoot();
-    ~TempRoot();
+    TempRoot() {
+        char pattern[] = "/tmp/quilkova-test-XXXXXX";
+        if (::mkdtemp(pattern) == nullptr) {
+            throw std::runtime_error("mkdtemp failed");
+        }
+        root_ = pattern;
+        if (const char* previous = std::getenv("QUILKOVA_ROOT")) {
+            previous_root_ = previous;
+            had_previous_root_ = true;
+        }
+        ::setenv("QUILKOVA_ROOT", root_.c_str(), 1);
+    }
+    ~TempRoot() {
+        if (had_previous_root_) {
+            ::setenv("QUILKOVA_ROOT", previous_root_.c_str(), 1);
+        } else {
+            ::unsetenv("QUILKOVA_ROOT");
+        }
+        std::error_code ignored;
+        std::filesystem::remove_all(root_, ignored);
+    }
     TempRoot(const TempRoot&) = delete;
     TempRoot& operator=(const TempRoot&) = delete;
 
@@ -28,10 +53,30 @@ public:
     // The real path of an appliance path such as "/usr/quil/etc/x".
     std::string Path(const std::string& appliance_path) const { return root_ + appliance_path; }
 
-    void WriteFile(const std::string& appliance_path, const std::string& content) const;
-    std::string ReadFile(const std::string& appliance_path) const;
-    bool Exists(const std::string& appliance_path) const;
-    mode_t Mode(const std::string& appliance_path) const;  // permission bits; 0 when missing
+    // Replaced, as every writer of the platform does: a new file, never one changed in place.
+    void WriteFile(const std::string& appliance_path, const std::string& content) const {
+        const std::string path = Path(appliance_path);
+        std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+        const std::string fresh = path + ".written";
+        if (!(std::ofstream(fresh, std::ios::binary | std::ios::trunc) << content) ||
+            ::rename(fresh.c_str(), path.c_str()) != 0) {
+            throw std::runtime_error("cannot write " + path);
+        }
+    }
+    std::string ReadFile(const std::string& appliance_path) const {
+        std::ostringstream text;
+        text << std::ifstream(Path(appliance_path), std::ios::binary).rdbuf();
+        return text.str();
+    }
+    bool Exists(const std::string& appliance_path) const {
+        struct stat info {};
+        return ::lstat(Path(appliance_path).c_str(), &info) == 0;
+    }
+    // Permission bits; 0 when missing.
+    mode_t Mode(const std::string& appliance_path) const {
+        struct stat info {};
+        return ::lstat(Path(appliance_path).c_str(), &info) == 0 ? info.st_mode & 07777 : 0;
+    }
 
 private:
     std::string root_;

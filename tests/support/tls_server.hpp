@@ -1,32 +1,42 @@
 #ifndef QUILKOVA_TESTS_TLS_SERVER_HPP
 #define QUILKOVA_TESTS_TLS_SERVER_HPP
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include "child_process.hpp"
 #include "temp_root.hpp"
 
 namespace quilkova::test {
 
-// `openssl s_server` on 127.0.0.1 with a freshly made self-signed
-// certificate: a TLS peer no client should trust. Stopped with the object.
-class TlsServer {
-public:
-    explicit TlsServer(const TempRoot& root);
-    bool ready() const { return port_ > 0; }
-    std::string BaseUrl() const { return "https://127.0.0.1:" + std::to_string(port_); }
-
-private:
-    int port_ = -1;
-    std::unique_ptr<ChildProcess> server_;
-};
+inline sockaddr_in LoopbackAddress(int port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
 
 // A socket on 127.0.0.1 that accepts connections into its backlog and never answers.
 class SilentServer {
 public:
-    SilentServer();
-    ~SilentServer();
+    SilentServer() : fd_(::socket(AF_INET, SOCK_STREAM, 0)) {
+        sockaddr_in address = LoopbackAddress(0);
+        socklen_t length = sizeof(address);
+        if (::bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0 && ::listen(fd_, 16) == 0 &&
+            ::getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &length) == 0) {
+            port_ = ntohs(address.sin_port);
+        }
+    }
+    ~SilentServer() { ::close(fd_); }
     SilentServer(const SilentServer&) = delete;
     SilentServer& operator=(const SilentServer&) = delete;
     int port() const { return port_; }
@@ -38,6 +48,43 @@ private:
 
 // A port on 127.0.0.1 that nothing listens on (found free, then released).
 inline int UnusedLoopbackPort() { return SilentServer().port(); }
+
+// `openssl s_server` on 127.0.0.1 with a freshly made self-signed
+// certificate: a TLS peer no client should trust. Stopped with the object.
+class TlsServer {
+public:
+    explicit TlsServer(const TempRoot& root) {
+        const std::string key = root.Path("/tls-key.pem");
+        const std::string cert = root.Path("/tls-cert.pem");
+        if (std::system(("openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=127.0.0.1 -days 1 -keyout " + key +
+                         " -out " + cert + " >/dev/null 2>&1")
+                            .c_str()) != 0) {
+            return;
+        }
+        const int port = UnusedLoopbackPort();
+        server_ = std::make_unique<ChildProcess>([port, key, cert] {
+            const std::string accept = "127.0.0.1:" + std::to_string(port);
+            ::execlp("openssl", "openssl", "s_server", "-quiet", "-accept", accept.c_str(), "-cert", cert.c_str(),
+                     "-key", key.c_str(), "-www", static_cast<char*>(nullptr));
+            return 3;
+        });
+        for (int i = 0; i < 200 && port_ < 0; ++i) {
+            const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+            const sockaddr_in address = LoopbackAddress(port);
+            if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0) {
+                port_ = port;
+            }
+            ::close(fd);
+            std::this_thread::sleep_for(std::chrono::milliseconds(25));
+        }
+    }
+    bool ready() const { return port_ > 0; }
+    std::string BaseUrl() const { return "https://127.0.0.1:" + std::to_string(port_); }
+
+private:
+    int port_ = -1;
+    std::unique_ptr<ChildProcess> server_;
+};
 
 }  // namespace quilkova::test
 

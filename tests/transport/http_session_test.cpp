@@ -18,7 +18,7 @@ TEST(HttpSession, SendsTheOptionsAsGivenAndRefusesAHeaderThatWouldSplit) {
     ASSERT_GT(sim.Start(), 0);
     sim.Queue("/echo", {201, "created", 0, {}});
     const http::Response response =
-        http::Post(http::Url{sim.BaseUrl() + "/echo"}, http::Timeout{5000}, http::UserAgent{"kova/7.2.1 (QN-420)"},
+        http::Post(http::Url{sim.BaseUrl() + "/echo"}, http::UserAgent{"kova/7.2.1 (QN-420)"},
                    http::Parameters{{"a", "1"}, {"b", "x y"}}, http::Payload{{"scopes[]", "device id"}});
     EXPECT_EQ(std::to_string(response.status_code) + " " + response.text, "201 created");
     const auto sent = sim.RequestsTo("/echo").at(0);

@@ -57,6 +57,9 @@ TEST_F(HttpsSendTest, BadRequestsFailBeforeAnyTraffic) {
     EXPECT_TRUE(log.Contains(" no key in the hash, ERR=[0x")) << log.Dump();
     KOVA_HTTPS_RESPONSE response = {};
     EXPECT_EQ(FailureCode(QUILKOVAHttpsRequestSend(nullptr, &response)), KOVA_ERR_BAD_PARAM);
+    empty.request.path = nullptr;
+    EXPECT_EQ(FailureCode(QUILKOVAHttpsRequestSend(&empty.request, &response)), KOVA_ERR_BAD_PARAM);
+    QUILKOVAHttpsResponseFree(nullptr);
 
     // A token that cannot be made.
     root_.WriteFile(quilkova::test::kDeviceFile, "serial=\"-bad\"\n");
