@@ -48,7 +48,8 @@ TEST_F(ProfileTest, ARegisteredAccountLogsInAndItsFormHoldsEachFieldExactly) {
     EXPECT_EQ(FailureCode(QUILKOVAAccountRegister(nullptr, "pw", "x", false, false, false, nullptr)),
               KOVA_ERR_BAD_PARAM);
     for (const auto& [body, code] : {std::pair<const char*, int>{"<html>oops</html>", KOVA_ERR_BAD_JSON},
-                                     {"{\"code\": [\"good\"]}", KOVA_ERR_UNKNOWN}, {"{\"code\": \"badsys\"}", KOVA_ERR_SYSTEM}}) {
+                                     {"{\"code\": [\"good\"]}", KOVA_ERR_UNKNOWN},
+                                     {"{\"code\": \"badsys\"}", KOVA_ERR_SYSTEM}}) {
         Answer(kRegister, body);
         EXPECT_EQ(FailureCode(QUILKOVAAccountRegister("x@example.com", "pw", "X", false, false, false, nullptr)), code)
             << body;

@@ -58,10 +58,7 @@ TEST_F(PackageTest, APackageIsGrantedRenewedAndReGrantedOnTheAppliancesWord) {
 TEST_F(PackageTest, TheCachedConfigurationLivesThirtyHoursAndMustBeOurs) {
     PackagePkceClient("backup").GetAccessToken();
     ASSERT_EQ(Sent(kConfigEndpoint), 1u);
-    // Right after a new second begins, so that "now" is the same second throughout.
-    for (const std::time_t now = std::time(nullptr); std::time(nullptr) == now;) {
-        std::this_thread::sleep_for(1ms);
-    }
+    StartOfASecond();
     Restamp(kCache, 108000);
     PackagePkceClient("backup");
     EXPECT_EQ(Sent(kConfigEndpoint), 1u) << "exactly 30 hours old: used";
@@ -132,7 +129,8 @@ TEST_F(PackageTest, TheMonitoringServiceGetsItsRedirectWithTheCode) {
     EXPECT_EQ(grant.Header("Authorization").rfind("Bearer at-", 0), 0u) << "the healthbeacon package's token";
     const std::string prefix = "https://beacon.example/cb?x=1?scope=read%20write&state=s%20t%261&code=code-";
     EXPECT_EQ(url.rfind(prefix, 0), 0u) << url;
-    for (const auto& [status, body] : {std::pair<int, const char*>{401, "{}"}, {500, "{}"}, {200, R"({"code": "x"})"}}) {
+    for (const auto& [status, body] :
+         {std::pair<int, const char*>{401, "{}"}, {500, "{}"}, {200, R"({"code": "x"})"}}) {
         Answer(kBeaconGrant, body, status);
         EXPECT_EQ(CodeOf([&] { beacon.Grant("beacon-web", "read", "https://b.example", "s"); }), KOVA_ERR_RESPONSE)
             << status;

@@ -67,10 +67,7 @@ TEST_F(PkceClientTest, ATokenIsValidThroughItsLastSecondAndUnreadableMeansExpire
     EXPECT_EQ(root().Mode(kHosToken), 0600);
     EXPECT_LE(std::llabs(std::stoll(client_.GetPkceTokenVal("created_at")) - std::time(nullptr)), 2)
         << "created_at is the local save time";
-    // Right after a new second begins, so that the checks run in the second they were written for.
-    for (const std::time_t now = std::time(nullptr); std::time(nullptr) == now;) {
-        std::this_thread::sleep_for(1ms);
-    }
+    StartOfASecond();
     const auto ago = [](long long age) { return Json::Value(static_cast<Json::Int64>(std::time(nullptr) - age)); };
     Stamp(ago(3600), 3600);
     EXPECT_FALSE(client_.IsTokenExpired()) << "the expiry second itself is valid";

@@ -111,7 +111,8 @@ TEST(Scheduler, RendersRangesToValuesWithinThemAndFailsWithItsError) {
             const std::vector<std::string> words = internal::Words(cron.substr(cron.find('\n') + 1));
             ASSERT_EQ(words.size(), 8u) << cron;
             const std::string rendered = cron.substr(cron.find('\n') + 1, cron.find(" root") - cron.find('\n') - 1);
-            EXPECT_TRUE(internal::IsValidSchedule(rendered) && rendered.find_first_not_of("0123456789 ") == std::string::npos)
+            EXPECT_TRUE(internal::IsValidSchedule(rendered) &&
+                        rendered.find_first_not_of("0123456789 ") == std::string::npos)
                 << "values within the ranges: " << cron;
             minutes.insert(words[0]);
             EXPECT_EQ(words[5] + " " + words[6] + " " + words[7], "root /usr/quil/bin/quilkova --report_info");

@@ -68,6 +68,14 @@ inline std::string DeviceTokenOf(const std::string& seed) {
     return x;
 }
 
+// Returns right after a new second begins, so that checks of a stamp made
+// now run in the second it was made for.
+inline void StartOfASecond() {
+    for (const std::time_t now = std::time(nullptr); std::time(nullptr) == now;) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
 // The code a flat call left in the error slot when it returned -1; for any
 // other result 1000 + the result, which is no code.
 inline int FailureCode(int result) {

@@ -24,13 +24,11 @@
 #include <utility>
 #include <vector>
 
-#include "child_process.hpp"
 #include "fixtures.hpp"
 #include "internal/json_utils.hpp"
 #include "log_capture.hpp"
 #include "quilkova/quilkova.hpp"
 #include "quilplatform/qlibc_error.h"
-#include "temp_root.hpp"
 #include "tls_server.hpp"
 
 using namespace quilkova;  // NOLINT(google-build-using-namespace): test code only
