@@ -12,14 +12,6 @@ constexpr uid_t kNobody = 65534;
 
 class PrivilegeTest : public quilkova::test::AccountTest {};
 
-KOVA_INFO Identity() {
-    KOVA_INFO info = {};
-    std::snprintf(info.email, sizeof(info.email), "owner@example.com");
-    std::snprintf(info.user_id, sizeof(info.user_id), "u-1");
-    std::snprintf(info.auth_key, sizeof(info.auth_key), "key-1");
-    return info;
-}
-
 // The priority and text of every log line, one per row.
 std::string Logged(const LogCapture& log) {
     std::string rows;
@@ -60,7 +52,10 @@ TEST_F(PrivilegeTest, EachAccessRaisesToRootAndDropsBackOrFailsWithCodeSixWritin
             }
             const bool raisable = each.saved_uid == 0;
             LogCapture log;
-            const KOVA_INFO written = Identity();
+            KOVA_INFO written = {};
+            std::strcpy(written.email, "owner@example.com");
+            std::strcpy(written.user_id, "u-1");
+            std::strcpy(written.auth_key, "key-1");
             EXPECT_EQ(FailureCode(QUILKOVAAccountSet(&written)), raisable ? 1000 : KOVA_ERR_SYSTEM);
             std::string repeated = each.logged;  // one raise and one drop per access
             while (repeated.size() < Logged(log).size()) {

@@ -139,26 +139,21 @@ TEST_F(AccountPkceTest, BrokenConfigurationsAndAnswersGiveTheirCodesNeverACrash)
     const quilkova::AccountPkceServiceImpl service("", "");
     EXPECT_EQ(service.GetClientId(), "") << "no client id is no error";
 
-    const std::vector<std::pair<const char*, int>> exchanges = {
-        {R"({"user_id": "u-1"})", KOVA_ERR_TOKEN}, {"[]", KOVA_ERR_TOKEN}, {"oops", KOVA_ERR_TOKEN}};
-    for (const auto& [body, code] : exchanges) {
-        Answer(kExchange, body);
-        EXPECT_EQ(CodeOf([&] { service.ExchangeAuthKey("at-x"); }), code) << body;
+    // status, body, code of the exchange; then of the grant
+    using Answers = std::vector<std::tuple<int, const char*, int>>;
+    for (const auto& [status, body, code] : Answers{{200, R"({"user_id": "u-1"})", KOVA_ERR_TOKEN},
+             {200, "[]", KOVA_ERR_TOKEN}, {200, "oops", KOVA_ERR_TOKEN}, {401, "", KOVA_ERR_RESPONSE}}) {
+        Answer(kExchange, body, status);
+        EXPECT_EQ(CodeOf([&] { service.ExchangeAuthKey("at-x"); }), code) << status << " " << body;
     }
-    Answer(kExchange, "", 401);
-    EXPECT_EQ(CodeOf([&] { service.ExchangeAuthKey("at-x"); }), KOVA_ERR_RESPONSE);
     EXPECT_FALSE(sim().RequestsTo(kExchange).back().HasHeader("X-Client-ID"));
-
     User().SetAuthKey("key-1");
-    const std::vector<std::pair<const char*, int>> grants = {{R"({"grant": "x"})", KOVA_ERR_RESPONSE},
-        {"[1]", KOVA_ERR_RESPONSE}, {"oops", KOVA_ERR_BAD_JSON}, {R"({"grant_code": 5})", KOVA_ERR_RESPONSE}};
-    for (const auto& [body, code] : grants) {
-        Answer(kGrant, body);
-        EXPECT_EQ(CodeOf([&] { service.GrantByAuthKey(); }), code) << body;
-    }
-    for (const auto& [status, code] : {std::pair<int, int>{401, KOVA_ERR_AUTH}, {403, KOVA_ERR_RESPONSE}}) {
-        Answer(kGrant, "{}", status);
-        EXPECT_EQ(CodeOf([&] { service.GrantByAuthKey(); }), code) << status;
+    for (const auto& [status, body, code] : Answers{{200, R"({"grant": "x"})", KOVA_ERR_RESPONSE},
+             {200, "[1]", KOVA_ERR_RESPONSE}, {200, "oops", KOVA_ERR_BAD_JSON},
+             {200, R"({"grant_code": 5})", KOVA_ERR_RESPONSE}, {401, "{}", KOVA_ERR_AUTH},
+             {403, "{}", KOVA_ERR_RESPONSE}}) {
+        Answer(kGrant, body, status);
+        EXPECT_EQ(CodeOf([&] { service.GrantByAuthKey(); }), code) << status << " " << body;
     }
     EXPECT_EQ(sim().RequestsTo(kGrant).back().Joined("scopes[]"), "openid");
 }
