@@ -1,8 +1,6 @@
 // The three logins against the simulator.
 #include "test_prelude.hpp"
 
-#include <map>
-
 #include "quilplatform/cloud_service.h"
 
 namespace {

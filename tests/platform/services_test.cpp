@@ -2,8 +2,6 @@
 // processes, scheduler, time zone and PKCE pair.
 #include "test_prelude.hpp"
 
-#include <set>
-
 #include "internal/cron_schedule.hpp"
 #include "quilplatform/cloud_service.h"
 #include "quilplatform/crond.h"
