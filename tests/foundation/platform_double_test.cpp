@@ -98,11 +98,7 @@ TEST(AllocationFailures, EveryPointOfFailureFailsWithTheOutOfMemoryError) {
     jobs[0]["crontab"] = "~ 9~16 * * 1~5";
     jobs[0]["cmd_list"].append("/usr/quil/bin/quilkova");
     const std::vector<std::pair<const char*, std::function<bool()>>> calls = {
-        {"mac",
-         [] {
-             char mac[24];
-             return QUILHsinfoCloudServiceGetMacAddress(mac, sizeof(mac)) > 0;
-         }},
+        {"mac", [] { char mac[24]; return QUILHsinfoCloudServiceGetMacAddress(mac, sizeof(mac)) > 0; }},
         {"notify",
          [] {
              PQLIBCSzHash params = QLIBCSzHashAlloc(2);
@@ -114,11 +110,7 @@ TEST(AllocationFailures, EveryPointOfFailureFailsWithTheOutOfMemoryError) {
         {"event", [] { return QUILLogSet1(2, 1, 0x13a00002, "", "", "", "") == 0; }},
         {"set", [] { return QLIBCFileSetKeyValue("/etc/x.conf", "k", "v", "%s=\"%s\"\n") == 0; }},
         {"pkce", [] { char c[44], v[44]; return quil_challenge_verifier_no_save(c, sizeof(c), v, sizeof(v)) == 0; }},
-        {"zone",
-         [] {
-             char zone[64];
-             return QUILZoneGet(zone, sizeof(zone), nullptr) == 0;
-         }},
+        {"zone", [] { char zone[64]; return QUILZoneGet(zone, sizeof(zone), nullptr) == 0; }},
         {"schedule", [&jobs] { return QUIL::QUILCrond::ConfigManager("kova", false).Save(jobs); }},
     };
     for (const auto& [name, call] : calls) {
