@@ -28,22 +28,24 @@ bool ResolveAccountHost(std::string& host, Where where) {
     return true;
 }
 
-bool ReadSerial(char (&serial)[kSerialSize], Where where) {
-    if (QLIBGetSerialNumber(serial, kSerialSize) < 0) {
-        KOVA_LOG_AT(where, "%s:%d Failed to get serial number, err=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
+namespace {
+// `name` is how the failure log calls that serial.
+bool ReadSerialWith(int (*get)(char*, int), const char* name, char (&serial)[kSerialSize], Where where) {
+    if (get(serial, kSerialSize) < 0) {
+        KOVA_LOG_AT(where, "%s:%d Failed to get %s, err=[0x%04X %s:%d]", name, QLIBCErrGet(), QLIBCErrorGetFile(),
                     QLIBCErrorGetLine());
         return Fail(KOVA_ERR_SERIAL);
     }
     return true;
 }
+}  // namespace
+
+bool ReadSerial(char (&serial)[kSerialSize], Where where) {
+    return ReadSerialWith(QLIBGetSerialNumber, "serial number", serial, where);
+}
 
 bool ReadOriginalSerial(char (&serial)[kSerialSize], Where where) {
-    if (QLIBGetOriginalSerialNumber(serial, kSerialSize) < 0) {
-        KOVA_LOG_AT(where, "%s:%d Failed to get original sn, err=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
-                    QLIBCErrorGetLine());
-        return Fail(KOVA_ERR_SERIAL);
-    }
-    return true;
+    return ReadSerialWith(QLIBGetOriginalSerialNumber, "original sn", serial, where);
 }
 
 bool ReadMac(char (&mac)[kMacSize], Where where) {

@@ -57,11 +57,12 @@ TEST_F(PrivilegeTest, EachAccessRaisesToRootAndDropsBackOrFailsWithCodeSixWritin
             std::strcpy(written.user_id, "u-1");
             std::strcpy(written.auth_key, "key-1");
             EXPECT_EQ(FailureCode(QUILKOVAAccountSet(&written)), raisable ? 1000 : KOVA_ERR_SYSTEM);
+            const std::string logged = Logged(log);
             std::string repeated = each.logged;  // one raise and one drop per access
-            while (repeated.size() < Logged(log).size()) {
+            while (repeated.size() < logged.size()) {
                 repeated += each.logged;
             }
-            EXPECT_EQ(Logged(log), repeated);
+            EXPECT_EQ(logged, repeated);
             EXPECT_EQ(std::make_pair(::geteuid(), ::getegid()), std::make_pair(kNobody, kNobody));
             KOVA_INFO read = {};
             EXPECT_EQ(FailureCode(QUILKOVAAccountGet(&read)), raisable ? 1000 : KOVA_ERR_SYSTEM);

@@ -73,9 +73,10 @@ public:
             const sockaddr_in address = LoopbackAddress(port);
             if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0) {
                 port_ = port;
+            } else {
+                std::this_thread::sleep_for(std::chrono::milliseconds(25));
             }
             ::close(fd);
-            std::this_thread::sleep_for(std::chrono::milliseconds(25));
         }
     }
     bool ready() const { return port_ > 0; }
