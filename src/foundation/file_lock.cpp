@@ -20,18 +20,46 @@ namespace {
 constexpr unsigned int kMinWaitMicros = 50000;
 constexpr unsigned int kMaxWaitMicros = 100000;
 
-int OpenLockFile(const std::string& real_path) {
-    const mode_t saved_umask = ::umask(0011);
-    const int fd = ::open(real_path.c_str(), O_RDWR | O_CREAT | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC, 0666);
-    ::umask(saved_umask);
+// Any local user can create files in /tmp. A lock file counts only when it is
+// a plain file with one name, owned by root or by this process's user: never
+// a link, never a file another user planted (and could swap or remove).
+bool IsOurLockFile(const struct stat& info) {
+    return S_ISREG(info.st_mode) && info.st_nlink == 1 && (info.st_uid == 0 || info.st_uid == ::geteuid());
+}
+
+// The descriptor of the lock file at the path, created if missing; -1 when it
+// cannot be opened or is not ours.
+int OpenOurLockFile(const std::string& real_path) {
+    const auto open = [&real_path] {
+        const mode_t saved_umask = ::umask(0011);
+        const int fd = ::open(real_path.c_str(), O_RDWR | O_CREAT | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC, 0666);
+        ::umask(saved_umask);
+        return fd;
+    };
+    const int fd = internal::OpenMakingParents(real_path, open);
+    struct stat info {};
+    if (fd >= 0 && (::fstat(fd, &info) != 0 || !IsOurLockFile(info))) {
+        ::close(fd);
+        return -1;
+    }
     return fd;
 }
 
-// Makes sure the lock file exists and that any user can open it later. Its
-// directories are made only when they are missing.
+// Something at the path that is not a lock file of ours.
+bool IsForeign(const std::string& real_path) {
+    struct stat info {};
+    return ::lstat(real_path.c_str(), &info) == 0 && !IsOurLockFile(info);
+}
+
+// Makes sure a lock file of ours exists and that any user can open it later.
+// Anything else found there is replaced where this process may remove it
+// (root may, in sticky /tmp). Directories are made only when missing.
 bool CreateLockFile(const std::string& path) {
     const std::string real_path = internal::RootedPath(path);
-    const int fd = internal::OpenMakingParents(real_path, [&real_path] { return OpenLockFile(real_path); });
+    int fd = OpenOurLockFile(real_path);
+    if (fd < 0 && IsForeign(real_path) && ::unlink(real_path.c_str()) == 0) {
+        fd = OpenOurLockFile(real_path);
+    }
     if (fd < 0) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to open file: %s", path.c_str());
         return false;

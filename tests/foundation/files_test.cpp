@@ -125,17 +125,25 @@ TEST(FileLock, ExcludesOtherHoldersReleasesOnRelockingAndNeverFollowsALink) {
     second.Unlock();
     EXPECT_EQ(OpenDescriptors(), descriptors);
 
-    // A link planted at the lock path is not followed.
-    ASSERT_EQ(::unlink(root.Path(kLockPath).c_str()), 0);
+    // A link planted at the lock path, or another user's file there, is never
+    // used: root replaces it with a lock file of its own; anyone else fails.
+    const bool as_root = ::geteuid() == 0;
     root.WriteFile("/etc/shadow-like", "secret\n");
-    ::chmod(root.Path("/etc/shadow-like").c_str(), 0600);
-    ASSERT_EQ(::symlink(root.Path("/etc/shadow-like").c_str(), root.Path(kLockPath).c_str()), 0);
-    LogCapture log;
-    FileLock lock(kLockPath);
-    EXPECT_FALSE(lock.Lock(1));
-    EXPECT_TRUE(log.Contains("file_lock.cpp:") && log.Contains(std::string(" Failed to open file: ") + kLockPath))
-        << log.Dump();
-    EXPECT_EQ(root.Mode("/etc/shadow-like"), 0600);
+    for (const bool link : {true, as_root ? false : true}) {
+        ::unlink(root.Path(kLockPath).c_str());
+        if (link) {
+            ASSERT_EQ(::symlink(root.Path("/etc/shadow-like").c_str(), root.Path(kLockPath).c_str()), 0);
+        } else {
+            root.WriteFile(kLockPath, "");
+            ASSERT_EQ(::chown(root.Path(kLockPath).c_str(), 4242, 4242), 0);
+        }
+        LogCapture log;
+        FileLock lock(kLockPath);
+        EXPECT_EQ(lock.Lock(1), as_root) << link;
+        EXPECT_EQ(log.Contains(std::string(" Failed to open file: ") + kLockPath), !as_root) << log.Dump();
+        EXPECT_EQ(root.ReadFile("/etc/shadow-like"), "secret\n");
+        EXPECT_EQ(root.Mode(kLockPath), as_root ? 0666 : 0777) << "a lock file of our own";
+    }
 }
 
 }  // namespace

@@ -17,6 +17,7 @@
 
 #include "child_process.hpp"
 #include "internal/json_utils.hpp"
+#include "internal/waits.hpp"
 #include "quilkova/account_pkce_service.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/quilkova.h"
@@ -112,6 +113,22 @@ struct PkcePair {
     }
     std::string verifier;
     std::string challenge;
+};
+
+// The library's waits cut short for the lifetime of the object: a lock another
+// process holds fails a call after one second instead of thirty.
+class ShortWaits {
+public:
+    ShortWaits() : saved_(internal::CurrentWaits()) {
+        internal::CurrentWaits().lock_seconds = 1;
+        internal::CurrentWaits().ddns_answer = std::chrono::milliseconds(300);
+    }
+    ~ShortWaits() { internal::CurrentWaits() = saved_; }
+    ShortWaits(const ShortWaits&) = delete;
+    ShortWaits& operator=(const ShortWaits&) = delete;
+
+private:
+    internal::Waits saved_;
 };
 
 // A fresh root for tests of the account record. Every access to the record

@@ -1,0 +1,10 @@
+#include "internal/waits.hpp"
+
+namespace quilkova::internal {
+
+Waits& CurrentWaits() {
+    static Waits waits;
+    return waits;
+}
+
+}  // namespace quilkova::internal
