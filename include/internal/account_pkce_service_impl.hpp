@@ -7,7 +7,7 @@
 
 #include "quilkova/account_pkce_service.hpp"
 #include "quilkova/account_service.hpp"
-#include "quilkova/pkce_client.hpp"
+#include "internal/pkce_client_impl.hpp"
 
 namespace quilkova {
 
@@ -41,12 +41,11 @@ public:
     void GrantByAuthKey() const;
 
 private:
-    using TokenGetter = std::string (PkceClient::*)() const;
+    using TokenGetter = std::string (PkceClientImpl::*)() const;
     // The rescue ladder shared by the two token getters.
     std::string GetToken(TokenGetter getter) const;
 
-    Json::Value login_config_;  // read once: the client's identity for every request
-    PkceClient client_;
+    PkceClientImpl client_;
 };
 
 }  // namespace quilkova

@@ -19,6 +19,10 @@ std::vector<std::string> DirectoryEntries(const std::string& directory);
 // `info`, when given, receives the file's status.
 int ReadFileNoFollow(const std::string& path, std::string& content, struct stat* info = nullptr);
 
+// A file of this process's user that nobody else may write: the only kind
+// of token or cached configuration the library trusts.
+bool IsOwnFile(const struct stat& info);
+
 // Replaces `path` by a file holding `content`: a temporary file in the same
 // directory is written, synced and renamed over it, then the directory is
 // synced. A reader sees the old file or the new one, never a part; a link

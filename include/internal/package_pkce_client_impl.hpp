@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "quilkova/pkce_client.hpp"
+#include "internal/pkce_client_impl.hpp"
 
 namespace quilkova {
 
@@ -26,18 +26,18 @@ public:
     std::string GetAccessToken() const;
     std::string GetIdToken() const;
 
-    // Letters, digits, ".", "_", "-"; not "..", not the appliance's own client.
+    // Letters, digits, ".", "_", "-"; not starting with ".", no "..", not the appliance's own client.
     static bool IsValidPackageName(const std::string& package);
     // The cached configuration when it is ours and readable; created_at 0 otherwise.
     bool ReadCache(Json::Value& config, long long& created_at) const;
 
 private:
-    using TokenGetter = std::string (PkceClient::*)() const;
+    using TokenGetter = std::string (PkceClientImpl::*)() const;
     std::string GetToken(TokenGetter getter) const;
     bool IsFresh(long long created_at) const;
 
     std::string package_;
-    PkceClient client_;
+    PkceClientImpl client_;
 };
 
 }  // namespace quilkova

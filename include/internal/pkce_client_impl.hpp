@@ -5,10 +5,24 @@
 
 #include <string>
 
+#include "quilkova/file_lock.hpp"
+
 namespace quilkova {
 
 class PkceClientImpl {
 public:
+    // The exchange and save locks, taken before a one-time code is spent, so
+    // that a lock nobody can get costs nothing but the call: a code asked
+    // for (or a grant made) while they are held has its token set saved.
+    class ExchangeLocks {
+    public:
+        explicit ExchangeLocks(const PkceClientImpl& client);
+
+    private:
+        FileLock exchange_;
+        FileLock save_;
+    };
+
     explicit PkceClientImpl(const std::string& name);
 
     Json::Value FormatPkceConfig(const Json::Value& raw) const;
@@ -26,10 +40,15 @@ public:
     void RenewToken() const;
     void ExchangeToken(const std::string& code, const std::string& redirect_uri,
                        const std::string& code_verifier) const;
+    // The exchange, with the locks already held by the caller.
+    void ExchangeToken(const ExchangeLocks& held, const std::string& code, const std::string& redirect_uri,
+                       const std::string& code_verifier) const;
 
 private:
     std::string GetTokenUnderLock(const char* key) const;
     Json::Value ReadToken() const;
+    // Writes a token answer, stamped; the caller holds the save lock.
+    void WriteToken(const Json::Value& answer) const;
     std::string ConfigText(const char* key) const;
     std::string LockPath(const char* suffix) const;
 

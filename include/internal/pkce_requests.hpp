@@ -9,20 +9,27 @@
 
 #include "internal/http.hpp"
 #include "quilkova/file_lock.hpp"
-#include "quilkova/pkce_client.hpp"
+#include "internal/pkce_client_impl.hpp"
 #include "quilkova/quilkova.h"
 
 // What the PKCE clients' requests share: locks, the reading of answers, the
 // challenge pair and the grant form.
 namespace quilkova::internal {
 
-constexpr unsigned int kLockSeconds = 30;
 constexpr long kRequestTimeoutMs = 30000;
 
 // "/tmp/account_<name>.lock"
 std::string LockPath(const std::string& name);
-// Takes the lock or throws 22 "Failed to lock file: <path>".
+// Takes the lock (waiting up to 30 s) or throws 22 "Failed to lock file: <path>".
 void LockOrThrow(FileLock& lock);
+
+// The answer's body fit for a message: no secret of the answer's own, none
+// the request sent.
+std::string Redacted(const http::Response& response);
+
+// Parses the answer's body; a body that is no JSON is logged ("Failed to
+// parse json: %s", redacted) and gives false.
+bool ParseAnswer(const http::Response& response, Json::Value& answer);
 
 // "<prefix>, code=<status>, resp=<body>", the body without secrets.
 std::string StatusMessage(const std::string& prefix, const http::Response& response);
@@ -60,8 +67,9 @@ struct Grant {
 };
 // Asks for a grant code for the client of `config` (its client id, redirect and
 // scope) and trades it, with this request's verifier, for the client's first
-// token set.
-void GrantToken(const PkceClient& client, const Json::Value& config, const Grant& grant);
+// token set. The client's exchange and save locks are taken first: a grant is
+// never spent on a token set that could not be saved for want of a lock.
+void GrantToken(const PkceClientImpl& client, const Json::Value& config, const Grant& grant);
 
 }  // namespace quilkova::internal
 

@@ -60,7 +60,8 @@ public:
     bool HasToken() const;
     /** The access token, renewed when expired; a missing token file or a refused renewal is rescued
      *  with the auth key (one grant across processes), and an auth key the service refuses logs the
-     *  appliance out (then 22 is thrown). */
+     *  appliance out (then 22 is thrown). A lock, a save, the network or a server error fail the call
+     *  with their code (22, 2, 5) and keep the account and its tokens. */
     std::string GetAccessToken() const;
     /** The ID token, as GetAccessToken(). */
     std::string GetIdToken() const;

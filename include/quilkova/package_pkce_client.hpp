@@ -28,7 +28,8 @@ class PackagePkceClientImpl;
 class QUILKOVA_EXPORT PackagePkceClient {
 public:
     /** Builds the client and its configuration (from the cache or the account host). @p package
-     *  must be letters, digits, ".", "_" and "-" (not "..", not the appliance's own "hos"):
+     *  must be letters, digits, ".", "_" and "-" (not starting with ".", no "..", not the
+     *  appliance's own "hos"):
      *  anything else throws 1 before any file is touched. */
     explicit PackagePkceClient(const std::string& package);
     virtual ~PackagePkceClient();

@@ -139,6 +139,10 @@ int ReadFileNoFollow(const std::string& path, std::string& content, struct stat*
     return 0;
 }
 
+bool IsOwnFile(const struct stat& info) {
+    return info.st_uid == ::geteuid() && (info.st_mode & 022) == 0;
+}
+
 namespace {
 // Temporary files of `base` are named ".<base>.XXXXXX".
 bool IsTemporaryOf(const char* name, const std::string& base) {

@@ -35,6 +35,10 @@ private:
     FileLock lock_;
 };
 
+bool IsRefusalOfTheAccount(int code) {
+    return code == KOVA_ERR_AUTH || code == KOVA_ERR_ACCOUNT_NOT_FOUND;
+}
+
 // The path in single quotes for the shell; a quote inside it closes, escapes and reopens.
 std::string ShellQuoted(const std::string& text) {
     std::string quoted = "'";
@@ -47,8 +51,7 @@ std::string ShellQuoted(const std::string& text) {
 
 AccountPkceServiceImpl::AccountPkceServiceImpl(const std::string& account_host, const std::string& identity_host)
     : AccountService(account_host, identity_host), client_(kClientName) {
-    login_config_ = GetLoginPkceConfig();
-    client_.SetPkceConfig(login_config_);
+    client_.SetPkceConfig(GetLoginPkceConfig());
 }
 
 Json::Value AccountPkceServiceImpl::GetPkceConfig(const std::string& path) const {
@@ -59,8 +62,10 @@ Json::Value AccountPkceServiceImpl::GetPkceConfig(const std::string& path) const
     return client_.FormatPkceConfig(raw);
 }
 
+// Read afresh, as every use of the login configuration: an update of the
+// file reaches long-lived objects too.
 std::string AccountPkceServiceImpl::GetClientId() const {
-    return internal::TextOf(login_config_["client_id"]);
+    return internal::TextOf(GetLoginPkceConfig()["client_id"]);
 }
 
 Json::Value AccountPkceServiceImpl::ExchangeAuthKey(const std::string& access_token) const {
@@ -71,13 +76,13 @@ Json::Value AccountPkceServiceImpl::ExchangeAuthKey(const std::string& access_to
                    http::Header{{"X-Client-ID", GetClientId()}}, http::Header{{"Authorization", "Bearer " + access_token}});
     internal::RequireDelivered(response, "Failed to exchange authkey", "Failed to exchange authkey");
     Json::Value answer;
-    if (internal::ParseJson(response.text, answer) && answer.isObject() && answer.isMember("user_id") &&
+    if (internal::ParseAnswer(response, answer) && answer.isObject() && answer.isMember("user_id") &&
         answer.isMember("auth_key")) {
         return answer;
     }
     KOVA_LOG(LOG_ERR, "%s:%d Failed to ExchangeAuthKey by [%s], code=%d, resp=%s",
              internal::RedactedValue("access_token", access_token).c_str(), static_cast<int>(response.status_code),
-             internal::Redacted(response.text).c_str());
+             internal::Redacted(response).c_str());
     throw KovaException(KOVA_ERR_TOKEN, internal::StatusMessage("Failed to parse exchange authkey resp", response));
 }
 
@@ -99,7 +104,7 @@ Json::Value AccountPkceServiceImpl::Login(const ParamPkceLogin& param) const {
 }
 
 void AccountPkceServiceImpl::GrantByAuthKey() const {
-    internal::GrantToken(client_, login_config_,
+    internal::GrantToken(client_, GetLoginPkceConfig(),
                          {GetAccountHost() + "/migration/api/v1/device/core/authorization_code/grant",
                           {{"auth_key", User().GetAuthKey()}}, "", "by authkey", true});
 }
@@ -125,7 +130,13 @@ std::string AccountPkceServiceImpl::GetToken(TokenGetter getter) const {
         if (client_.IsTokenExpired()) {
             try {
                 GrantByAuthKey();
-            } catch (const KovaException&) {
+            } catch (const KovaException& error) {
+                // Only the account host's own refusal of the auth key ends the
+                // binding. A lock, a save, the network or a server error fail
+                // this call and keep the account, its tokens and its schedule.
+                if (!IsRefusalOfTheAccount(error.GetCode())) {
+                    throw;
+                }
                 KOVA_LOG(LOG_ERR, "%s:%d Failed to rescue by authkey, force logout");
                 Logout(false);
             }
@@ -135,11 +146,11 @@ std::string AccountPkceServiceImpl::GetToken(TokenGetter getter) const {
 }
 
 std::string AccountPkceServiceImpl::GetAccessToken() const {
-    return GetToken(&PkceClient::GetAccessToken);
+    return GetToken(&PkceClientImpl::GetAccessToken);
 }
 
 std::string AccountPkceServiceImpl::GetIdToken() const {
-    return GetToken(&PkceClient::GetIdToken);
+    return GetToken(&PkceClientImpl::GetIdToken);
 }
 
 bool AccountPkceServiceImpl::HasToken() const {

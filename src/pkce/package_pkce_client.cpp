@@ -35,7 +35,8 @@ std::string ApplianceBearer() {
 PackagePkceClientImpl::PackagePkceClientImpl(const std::string& package) : package_(package), client_(package) {}
 
 bool PackagePkceClientImpl::IsValidPackageName(const std::string& package) {
-    if (package.empty() || package == "hos" || package.find("..") != std::string::npos) {
+    // A leading "." would hide the token file from the logout's "*_token.json".
+    if (package.empty() || package == "hos" || package[0] == '.' || package.find("..") != std::string::npos) {
         return false;
     }
     for (const char c : package) {
@@ -63,7 +64,7 @@ bool PackagePkceClientImpl::ReadCache(Json::Value& config, long long& created_at
     std::string text;
     struct stat info {};
     if (internal::ReadFileNoFollow(internal::RootedPath(GetConfigFilePath()), text, &info) != 0 ||
-        info.st_uid != ::geteuid() || (info.st_mode & 022) != 0 || !internal::TryParseJson(text, config) ||
+        !internal::IsOwnFile(info) || !internal::TryParseJson(text, config) ||
         !config.isObject()) {
         return false;
     }
@@ -140,11 +141,11 @@ std::string PackagePkceClientImpl::GetToken(TokenGetter getter) const {
 }
 
 std::string PackagePkceClientImpl::GetAccessToken() const {
-    return GetToken(&PkceClient::GetAccessToken);
+    return GetToken(&PkceClientImpl::GetAccessToken);
 }
 
 std::string PackagePkceClientImpl::GetIdToken() const {
-    return GetToken(&PkceClient::GetIdToken);
+    return GetToken(&PkceClientImpl::GetIdToken);
 }
 
 PackagePkceClient::PackagePkceClient(const std::string& package)

@@ -1,6 +1,7 @@
 #include "quilkova/pkce_client.hpp"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <boost/algorithm/string/replace.hpp>
@@ -71,10 +72,27 @@ long long ExpiryOf(const Json::Value& token) {
     return 0;
 }
 
-// A token answer the client can live with: all three tokens.
-bool IsCompleteAnswer(const Json::Value& answer) {
-    return answer.isObject() && answer.isMember("access_token") && answer.isMember("id_token") &&
-           answer.isMember("refresh_token");
+// What a token endpoint's answer is worth. One that lacks a token is
+// incomplete; one whose tokens are there but are no usable text (null, "",
+// an object or a list) is a refusal of the answer. Neither replaces the file.
+enum class TokenAnswer { kComplete, kIncomplete, kUnusable };
+
+TokenAnswer Judge(const Json::Value& answer) {
+    constexpr const char* kTokens[] = {"access_token", "id_token", "refresh_token"};
+    if (!answer.isObject()) {
+        return TokenAnswer::kIncomplete;
+    }
+    for (const char* token : kTokens) {
+        if (!answer.isMember(token)) {
+            return TokenAnswer::kIncomplete;
+        }
+    }
+    for (const char* token : kTokens) {
+        if (!answer[token].isString() || answer[token].asString().empty()) {
+            return TokenAnswer::kUnusable;
+        }
+    }
+    return TokenAnswer::kComplete;
 }
 
 http::Response PostToTokenEndpoint(const std::string& endpoint, const std::string& client_id,
@@ -124,20 +142,25 @@ std::string PkceClientImpl::GetTokenFilePath() const {
     return "/usr/quil/etc/quillion-account/private/" + name_ + "_token.json";
 }
 
+// A token file counts only when it is ours and nobody else may write it.
 bool PkceClientImpl::HasTokenFile() const {
     const int fd = ::open(internal::RootedPath(GetTokenFilePath()).c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
     if (fd < 0) {
         return false;
     }
+    struct stat info {};
+    const bool ours = ::fstat(fd, &info) == 0 && internal::IsOwnFile(info);
     ::close(fd);
-    return true;
+    return ours;
 }
 
-// One open and one parse: 22 when the file cannot be opened, 2 when it holds no JSON.
+// One open and one parse: 22 when there is no file of ours, 2 when it holds no JSON.
 Json::Value PkceClientImpl::ReadToken() const {
     std::string text;
-    const int error = internal::ReadFileNoFollow(internal::RootedPath(GetTokenFilePath()), text);
-    if (error == ENOENT || error == ELOOP || error == EACCES || error == ENOTDIR) {
+    struct stat info {};
+    const int error = internal::ReadFileNoFollow(internal::RootedPath(GetTokenFilePath()), text, &info);
+    const bool missing = error == ENOENT || error == ELOOP || error == EACCES || error == ENOTDIR;
+    if (missing || (error == 0 && !internal::IsOwnFile(info))) {
         throw KovaException(KOVA_ERR_TOKEN, "Failed to find an existed token file");
     }
     Json::Value token;
@@ -167,6 +190,10 @@ bool PkceClientImpl::IsTokenExpired() const {
 void PkceClientImpl::SaveToken(const Json::Value& answer) const {
     FileLock lock(LockPath("_save_token"));
     LockOrThrow(lock);
+    WriteToken(answer);
+}
+
+void PkceClientImpl::WriteToken(const Json::Value& answer) const {
     if (!answer.isObject()) {
         throw KovaException(KOVA_ERR_BAD_JSON);
     }
@@ -206,6 +233,10 @@ std::string PkceClientImpl::GetIdToken() const {
 void PkceClientImpl::RenewToken() const {
     FileLock lock(LockPath("_renew_token"));
     LockOrThrow(lock);
+    // Taken before the refresh token is spent: a renewed token set is never
+    // thrown away for want of the lock to save it.
+    FileLock save(LockPath("_save_token"));
+    LockOrThrow(save);
     const std::string client_id = ConfigText("client_id");
     const std::string endpoint = ConfigText("token_endpoint");
     const http::Response response = PostToTokenEndpoint(
@@ -218,7 +249,7 @@ void PkceClientImpl::RenewToken() const {
     }
     // Parsed before the status is looked at, so that a refusal is reported with its body.
     Json::Value answer;
-    if (!internal::ParseJson(response.text, answer)) {
+    if (!internal::ParseAnswer(response, answer)) {
         const std::string message = internal::StatusMessage("Failed to parse renew token resp", response);
         KOVA_LOG(LOG_ERR, "%s:%d %s", message.c_str());
         throw KovaException(KOVA_ERR_RESPONSE, message);
@@ -229,18 +260,29 @@ void PkceClientImpl::RenewToken() const {
         KOVA_LOG(LOG_ERR, "%s:%d %s", message.c_str());
         throw KovaException(KOVA_ERR_AUTH, message);
     }
-    if (!IsCompleteAnswer(answer)) {
+    const TokenAnswer judged = Judge(answer);
+    if (judged != TokenAnswer::kComplete) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to RenewToken by [%s], resp=%s", name_.c_str(),
-                 internal::Redacted(response.text).c_str());
-        throw KovaException(KOVA_ERR_TOKEN, internal::StatusMessage("Failed to parse renew token resp", response));
+                 internal::Redacted(response).c_str());
+        throw KovaException(judged == TokenAnswer::kUnusable ? KOVA_ERR_RESPONSE : KOVA_ERR_TOKEN,
+                            internal::StatusMessage("Failed to parse renew token resp", response));
     }
-    SaveToken(answer);
+    WriteToken(answer);
+}
+
+PkceClientImpl::ExchangeLocks::ExchangeLocks(const PkceClientImpl& client)
+    : exchange_(client.LockPath("_exchange_token")), save_(client.LockPath("_save_token")) {
+    LockOrThrow(exchange_);
+    LockOrThrow(save_);
 }
 
 void PkceClientImpl::ExchangeToken(const std::string& code, const std::string& redirect_uri,
                                    const std::string& code_verifier) const {
-    FileLock lock(LockPath("_exchange_token"));
-    LockOrThrow(lock);
+    ExchangeToken(ExchangeLocks(*this), code, redirect_uri, code_verifier);
+}
+
+void PkceClientImpl::ExchangeToken(const ExchangeLocks&, const std::string& code, const std::string& redirect_uri,
+                                   const std::string& code_verifier) const {
     const std::string client_id = ConfigText("client_id");
     const std::string endpoint = ConfigText("token_endpoint");
     const http::Response response =
@@ -251,15 +293,17 @@ void PkceClientImpl::ExchangeToken(const std::string& code, const std::string& r
     // The status first: a refused exchange is a failed response, whatever its body.
     internal::RequireDelivered(response, "Failed to exchange token", "Failed to exchange token");
     Json::Value answer;
-    if (!internal::ParseJson(response.text, answer)) {
+    if (!internal::ParseAnswer(response, answer)) {
         throw KovaException(KOVA_ERR_BAD_JSON);
     }
-    if (!IsCompleteAnswer(answer)) {
+    const TokenAnswer judged = Judge(answer);
+    if (judged != TokenAnswer::kComplete) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to PkceLogin by [%s|%s], resp=%s", name_.c_str(), endpoint.c_str(),
-                 internal::Redacted(response.text).c_str());
-        throw KovaException(KOVA_ERR_TOKEN, internal::StatusMessage("Failed to parse exchange authkey resp", response));
+                 internal::Redacted(response).c_str());
+        throw KovaException(judged == TokenAnswer::kUnusable ? KOVA_ERR_RESPONSE : KOVA_ERR_TOKEN,
+                            internal::StatusMessage("Failed to parse exchange authkey resp", response));
     }
-    SaveToken(answer);
+    WriteToken(answer);
 }
 
 std::string PkceClientImpl::ConfigText(const char* key) const {

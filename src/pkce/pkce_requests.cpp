@@ -6,8 +6,10 @@
 #include <ctime>
 
 #include "internal/json_utils.hpp"
+#include "internal/log.hpp"
 #include "internal/redact.hpp"
 #include "internal/string_utils.hpp"
+#include "internal/waits.hpp"
 #include "quilkova/hos_service.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilplatform/pkce.h"
@@ -23,14 +25,26 @@ std::string LockPath(const std::string& name) {
 }
 
 void LockOrThrow(FileLock& lock) {
-    if (!lock.Lock(kLockSeconds)) {
+    if (!lock.Lock(CurrentWaits().lock_seconds)) {
         throw KovaException(KOVA_ERR_TOKEN, format("Failed to lock file: %s", lock.GetPath().c_str()));
     }
 }
 
+std::string Redacted(const http::Response& response) {
+    return Redacted(response.text, response.sent_secrets);
+}
+
+bool ParseAnswer(const http::Response& response, Json::Value& answer) {
+    if (TryParseJson(response.text, answer)) {
+        return true;
+    }
+    KOVA_LOG(LOG_ERR, "%s:%d Failed to parse json: %s", Redacted(response).c_str());
+    return false;
+}
+
 std::string StatusMessage(const std::string& prefix, const http::Response& response) {
     return format((prefix + ", code=%d, resp=%s").c_str(), static_cast<int>(response.status_code),
-                  Redacted(response.text).c_str());
+                  Redacted(response).c_str());
 }
 
 void RequireDelivered(const http::Response& response, const std::string& transport, const std::string& status) {
@@ -46,7 +60,7 @@ void RequireDelivered(const http::Response& response, const std::string& transpo
 Json::Value RequireObject(const http::Response& response, const std::string& shape, KOVA_ERRCODE shape_code,
                           const char* required) {
     Json::Value answer;
-    if (!ParseJson(response.text, answer)) {
+    if (!ParseAnswer(response, answer)) {
         throw KovaException(KOVA_ERR_BAD_JSON);
     }
     if (!answer.isObject() || (required != nullptr && !answer.isMember(required))) {
@@ -84,7 +98,8 @@ http::Payload GrantForm(const std::string& client_id, const std::string& redirec
     return form;
 }
 
-void GrantToken(const PkceClient& client, const Json::Value& config, const Grant& grant) {
+void GrantToken(const PkceClientImpl& client, const Json::Value& config, const Grant& grant) {
+    const PkceClientImpl::ExchangeLocks held(client);
     const std::string redirect = TextOf(config["login_redirect_uri"]);
     const std::string client_id = TextOf(config["client_id"]);
     const ChallengePair pair = NewChallengePair();
@@ -102,7 +117,7 @@ void GrantToken(const PkceClient& client, const Json::Value& config, const Grant
     const Json::Value answer =
         RequireObject(response, "Failed to parse grant " + grant.what + " resp", KOVA_ERR_RESPONSE, "grant_code");
     // The grant code plays the authorization code, with this request's verifier.
-    client.ExchangeToken(TextOf(answer["grant_code"]), redirect, pair.verifier);
+    client.ExchangeToken(held, TextOf(answer["grant_code"]), redirect, pair.verifier);
 }
 
 }  // namespace quilkova::internal

@@ -73,6 +73,72 @@ TEST_F(AccountPkceTest, TheRescueLadderRecreatesTheTokenFromTheAuthKeyOrLogsOut)
     EXPECT_EQ(PluginCalls(), "login 4 []\nlogin 5 []\nlogout 4 []\n") << "the logout was told";
 }
 
+// Any local user can plant a link or a file of their own at a lock's path in
+// /tmp, or hold the lock. Root replaces what was planted; a held lock fails
+// the call with 22 before any refresh token or grant is spent. Neither ever
+// costs the owner the record, the tokens or the report schedule.
+TEST_F(AccountPkceTest, NoLockAnyoneCanPlantOrHoldCostsTheAccount) {
+    const ShortWaits waits;
+    BrowserLogin();
+    enum Trap { kLink, kForeignFile, kHeld };
+    enum Due { kRenewal, kRescue, kNoTokenFile };
+    const auto token = [] { return CodeOf([] { AccountPkceService().GetAccessToken(); }); };
+    const auto key_login = [] {
+        Json::Value output;
+        return FailureCode(QUILKOVAAccountLoginByKey("u-1", "key-1", output)) % 1000;
+    };
+    const auto query = [] {
+        Json::Value account;
+        return FailureCode(QUILKOVAAccountQueryInfo(account, false, false)) % 1000;
+    };
+    // lock, trap, what is due, the call, its code (twice), grants spent in all (the recovery included)
+    const std::vector<std::tuple<const char*, Trap, Due, std::function<int()>, int, size_t>> rows = {
+        {"hos_save_token", kLink, kRenewal, token, 0, 0},
+        {"hos_save_token", kForeignFile, kNoTokenFile, token, 0, 1},
+        {"hos_save_token", kHeld, kRenewal, token, KOVA_ERR_TOKEN, 0},
+        {"hos_save_token", kHeld, kNoTokenFile, token, KOVA_ERR_TOKEN, 1},
+        {"hos_exchange_token", kLink, kRescue, token, 0, 1},
+        {"hos_exchange_token", kHeld, kRescue, token, KOVA_ERR_TOKEN, 1},
+        {"hos_rescue_token", kHeld, kRescue, token, KOVA_ERR_TOKEN, 1},
+        {"query_info", kLink, kRenewal, key_login, 0, 0},
+        {"query_info", kHeld, kRenewal, key_login, KOVA_ERR_TOKEN, 0},
+        {"query_info", kHeld, kRenewal, query, KOVA_ERR_TOKEN, 0}};
+    for (const auto& [name, trap, due, call, code, grants] : rows) {
+        const std::string row = std::string(name) + " trap " + std::to_string(trap) + " due " + std::to_string(due);
+        sim().Reset();
+        Restamp(kHosToken, 7200);
+        if (due == kRescue) {
+            sim().RevokeRefreshTokens();
+        } else if (due == kNoTokenFile) {
+            ASSERT_EQ(::unlink(root().Path(kHosToken).c_str()), 0);
+        }
+        const std::string lock = std::string("/tmp/account_") + name + ".lock";
+        ::unlink(root().Path(lock).c_str());
+        std::unique_ptr<LockHolder> holder;
+        if (trap == kLink) {
+            ASSERT_EQ(::symlink(root().Path("/elsewhere").c_str(), root().Path(lock).c_str()), 0);
+        } else if (trap == kForeignFile) {
+            root().WriteFile(lock, "");
+            ASSERT_EQ(::chown(root().Path(lock).c_str(), 4242, 4242), 0);
+        } else {
+            holder = std::make_unique<LockHolder>(lock);
+            ASSERT_TRUE(holder->holding());
+        }
+        // Twice, as two scheduled reports would; a held lock is tried once (it costs a second).
+        for (int i = trap == kHeld ? 1 : 0; i < 2; ++i) {
+            EXPECT_EQ(call(), code) << row;
+        }
+        EXPECT_TRUE(User().Exists() && root().Exists("/etc/cron.d/quil-kova")) << row;
+        EXPECT_EQ(root().Exists(kHosToken), due != kNoTokenFile || code == 0) << row;
+        EXPECT_EQ(Sent(kLogout), 0u) << row;
+        EXPECT_EQ(PluginCalls().find("logout"), std::string::npos) << row;
+        EXPECT_FALSE(root().Exists("/elsewhere")) << row;
+        holder.reset();
+        EXPECT_EQ(token(), 0) << row << ": the next call recovers";
+        EXPECT_EQ(Sent(kGrant), grants) << row << ": no refresh token or grant spent in vain";
+    }
+}
+
 TEST_F(AccountPkceTest, SixteenProcessesRescueWithOneGrant) {
     BrowserLogin();
     Restamp(kHosToken, 7200);

@@ -108,8 +108,8 @@ TEST_F(PackageTest, ProcessesOfOnePackageShareOneFetchAndOneGrantAndPackagesDoNo
 
 TEST_F(PackageTest, ANameThatCouldLeaveItsDirectoryIsRefusedBeforeAnyFile) {
     for (const std::string& name :
-         {std::string(""), std::string("../backup"), std::string("a/b"), std::string(".."), std::string("hos"),
-          std::string("a b"), std::string("a\0b", 3), std::string("tab\t"), std::string("\xc3\xbc")}) {
+         {std::string(""), std::string("../backup"), std::string("a/b"), std::string(".."), std::string(".hidden"),
+          std::string("hos"), std::string("a b"), std::string("a\0b", 3), std::string("tab\t"), std::string("\xc3\xbc")}) {
         EXPECT_EQ(CodeOf([&] { PackagePkceClient client(name); }), KOVA_ERR_BAD_PARAM) << name;
     }
     for (const std::string& made : internal::DirectoryEntries(root().Path("/tmp"))) {

@@ -92,32 +92,65 @@ TEST_F(PkceClientTest, RefusedOrIncompleteAnswersGiveTheirCodesWithoutSecrets) {
     const PkcePair pair;
     const std::string redirect = sim().BaseUrl() + kRedirect;
     const std::string code = BrowserCode(pair);
-    EXPECT_EQ(CodeOf([&] { client_.ExchangeToken(code, redirect, PkcePair().verifier); }), KOVA_ERR_RESPONSE);
+    // A refusal that repeats what was sent, in free text too, shows none of it.
+    const std::string refused = WhatOf([&] { client_.ExchangeToken(code, redirect, PkcePair().verifier); });
+    EXPECT_EQ(refused.find("Failed to exchange token, code=400, resp="), 0u) << refused;
     EXPECT_EQ(CodeOf([&] { client_.ExchangeToken(code, redirect, pair.verifier); }), KOVA_ERR_RESPONSE)
         << "the code was spent";
+    Answer("/oauth2/token", "{\"error\": \"invalid_grant\", \"error_description\": \"verifier " + pair.verifier +
+                                " does not match\"}", 400);
+    EXPECT_EQ(WhatOf([&] { client_.ExchangeToken(BrowserCode(pair), redirect, pair.verifier); }).find(pair.verifier),
+              std::string::npos);
     Answer("/oauth2/token", R"({"access_token": "leaked-token", "refresh_token": "r"})");
     const std::string what = WhatOf([&] { Exchange(); });
     EXPECT_EQ(what.find("Failed to parse exchange authkey resp, code=200, resp={\"access_token\": \"***\", "), 0u);
     EXPECT_EQ(what.find("leaked-token"), std::string::npos) << what;
-    EXPECT_FALSE(log.Contains("leaked-token")) << log.Dump();
     EXPECT_TRUE(log.Contains(" Failed to PkceLogin by [hos|" + sim().BaseUrl() + "/oauth2/token]")) << log.Dump();
+
+    // Hostile token answers: a missing token is an incomplete answer (22);
+    // tokens that are no usable text are a refused answer (5). Neither is
+    // saved, by the exchange or by a renewal.
+    const std::vector<std::pair<std::string, KOVA_ERRCODE>> answers = {
+        {R"({"access_token": "a", "refresh_token": "r"})", KOVA_ERR_TOKEN},
+        {"[1]", KOVA_ERR_TOKEN},
+        {R"({"access_token": null, "id_token": "i", "refresh_token": "r"})", KOVA_ERR_RESPONSE},
+        {R"({"access_token": "", "id_token": "i", "refresh_token": "r"})", KOVA_ERR_RESPONSE},
+        {R"({"access_token": "a", "id_token": {}, "refresh_token": "r"})", KOVA_ERR_RESPONSE},
+        {R"({"access_token": "a", "id_token": "i", "refresh_token": []})", KOVA_ERR_RESPONSE},
+        {R"({"access_token": "a", "id_token": "i", "refresh_token": 7})", KOVA_ERR_RESPONSE}};
+    for (const auto& [body, expected] : answers) {
+        Answer("/oauth2/token", body);
+        EXPECT_EQ(CodeOf([&] { Exchange(); }), expected) << body;
+    }
     EXPECT_FALSE(client_.HasTokenFile()) << "a refused or incomplete answer saves nothing";
 
     Exchange();
     Restamp(kHosToken, 7200);
     const std::string aged = root().ReadFile(kHosToken);
-    sim().RevokeRefreshTokens();
-    EXPECT_NE(WhatOf([&] { client_.GetAccessToken(); })
-                  .find("refresh_token is expired or revoked, code=400, resp={\"error\":\"invalid_grant\""),
+    const std::string refresh = client_.GetPkceTokenVal("refresh_token");
+    Answer("/oauth2/token", "{\"error\": \"invalid_grant\", \"error_description\": \"token " + refresh + " revoked\"}",
+           400);
+    const std::string revoked = WhatOf([&] { client_.GetAccessToken(); });
+    EXPECT_NE(revoked.find("refresh_token is expired or revoked, code=400, resp={\"error\": \"invalid_grant\""),
               std::string::npos);
-    const std::vector<std::tuple<int, const char*, KOVA_ERRCODE>> renewals = {
-        {400, "{}", KOVA_ERR_AUTH}, {502, "<html>bad gateway</html>", KOVA_ERR_RESPONSE},
-        {200, R"({"access_token": "a", "refresh_token": "r"})", KOVA_ERR_TOKEN}};
-    for (const auto& [status, body, expected] : renewals) {
-        Answer("/oauth2/token", body, status);
+    EXPECT_EQ(revoked.find(refresh), std::string::npos) << revoked;
+    EXPECT_FALSE(log.Contains(refresh) || log.Contains(pair.verifier)) << log.Dump();
+    std::vector<std::pair<std::string, KOVA_ERRCODE>> renewals = {{"{}", KOVA_ERR_AUTH}};
+    renewals.insert(renewals.end(), answers.begin(), answers.end());
+    for (const auto& [body, expected] : renewals) {
+        Answer("/oauth2/token", body, expected == KOVA_ERR_AUTH ? 400 : 200);
         EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }), expected) << body;
     }
+    Answer("/oauth2/token", "<html>bad gateway</html>", 502);
+    EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }), KOVA_ERR_RESPONSE);
     EXPECT_EQ(root().ReadFile(kHosToken), aged) << "failed renewals leave the token file as it was";
+
+    // A token file that is not ours, or that others may write, is not used.
+    for (const auto& [owner, mode] : {std::pair<uid_t, mode_t>{4242, 0600}, {0, 0620}}) {
+        ASSERT_EQ(::chown(root().Path(kHosToken).c_str(), owner, 0) | ::chmod(root().Path(kHosToken).c_str(), mode), 0);
+        EXPECT_FALSE(client_.HasTokenFile()) << owner;
+        EXPECT_EQ(CodeOf([&] { client_.GetPkceTokenVal("access_token"); }), KOVA_ERR_TOKEN) << owner;
+    }
 
     Json::Value config = client_.FormatPkceConfig(RawConfig());
     config["token_endpoint"] = "http://127.0.0.1:" + std::to_string(UnusedLoopbackPort()) + "/t";
