@@ -5,10 +5,12 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "internal/json_utils.hpp"
 #include "internal/log.hpp"
 #include "internal/platform_handles.hpp"
+#include "internal/redact.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/qlibc_string.h"
 
@@ -29,14 +31,18 @@ struct Where {
 
 using FormHash = SzHash;
 
-// A response of the sender, freed on every path.
+// A response of the sender, freed on every path, with the secrets of the
+// form that asked for it.
 struct Response {
     KOVA_HTTPS_RESPONSE raw = {};
+    std::vector<std::string> sent_secrets;
     Response() = default;
     ~Response() { QUILKOVAHttpsResponseFree(&raw); }
     Response(const Response&) = delete;
     Response& operator=(const Response&) = delete;
     std::string Body() const { return raw.data != nullptr ? raw.data : ""; }
+    // The body fit for a log line: no secret of its own, none the form sent.
+    std::string Redacted() const { return internal::Redacted(Body(), sent_secrets); }
 };
 
 constexpr int kSerialSize = 36;

@@ -91,6 +91,9 @@ struct Response {
     long status_code = 0;  // 0 when no answer was read
     std::string text;
     Error error;
+    // The secrets the request carried (credential fields, codes, the bearer
+    // token): masked wherever the answer repeats them in a message.
+    std::vector<std::string> sent_secrets;
 };
 
 // Everything one request is made of.

@@ -225,7 +225,8 @@ extern "C" {
  *  and a day with @p queryAllowed), then fills @p result with its 11 members. Holds the lock
  *  "/tmp/account_query_info.lock" (30 s); "badauth" removes the account. Talks to the network.
  *  @p shortTimeout picks the sender's short class.
- *  @return 0; -1 with 3, 23, 8, 6, 4, 2, 5 (a member missing), 19 or the service's code. */
+ *  @return 0; -1 with 22 (the lock), 3, 23, 8, 6, 4, 2, 5 (a member missing), 19 or the service's
+ *  code. */
 QUILKOVA_EXPORT int QUILKOVAAccountQueryInfo(Json::Value &result, bool queryAllowed, bool shortTimeout);
 /** Logs in with e-mail and password (or, with @p checkOnly, only checks them): stores user id and
  *  auth key, installs the report schedule, queries the profile and fires "kova/login" action 5.
@@ -234,9 +235,11 @@ QUILKOVA_EXPORT int QUILKOVAAccountQueryInfo(Json::Value &result, bool queryAllo
 QUILKOVA_EXPORT int QUILKOVAAccountLogin(const char *email, const char *password, Json::Value &answer, bool checkOnly);
 /** Logs in with an OAuth access token obtained elsewhere; as QUILKOVAAccountLogin() otherwise. */
 QUILKOVA_EXPORT int QUILKOVAAccountOauthLogin(Json::Value &answer, const char *accessToken);
-/** Binds the account of a known user id and auth key, proven by a query; a pair the query refuses
- *  leaves no record (14). @p output receives "email", "auth_key" and "activated".
- *  @return 0; -1 with 1, the cloud-service code, 19 or 14. */
+/** Binds the account of a known user id and auth key, proven by a query; a pair the service
+ *  refuses leaves no record (14). A query that never got the service's answer (its lock, the
+ *  network, the device) keeps the pair and fails with its own code (22, 4, 6, 8, 19, 23).
+ *  @p output receives "email", "auth_key" and "activated".
+ *  @return 0; -1 with 1, the cloud-service code, 19, 22, 4, 6, 8, 23 or 14. */
 QUILKOVA_EXPORT int QUILKOVAAccountLoginByKey(const char *userId, const char *authKey, Json::Value &output);
 /** The accounts other services use, by e-mail: {"<email>": {"services": [{"type", "value"}]}} from
  *  the store ("package"), the relay ("linkanywhere") and dynamic DNS ("ddns"). @return 0. */

@@ -1,5 +1,7 @@
 #include "internal/redact.hpp"
 
+#include <algorithm>
+#include <cctype>
 #include <cstring>
 
 namespace quilkova::internal {
@@ -85,16 +87,47 @@ bool IsSecretKey(const std::string& key) {
     return false;
 }
 
-std::string Redacted(const std::string& body) {
+std::string Redacted(const std::string& body, const std::vector<std::string>& sent) {
     std::string text = body;
     for (const char* key : kSecretKeys) {
         MaskJsonMembers(text, key);
         MaskFormFields(text, key);
     }
+    // Longest first: a secret that holds another is masked whole.
+    std::vector<std::string> values(sent);
+    std::sort(values.begin(), values.end(),
+              [](const std::string& a, const std::string& b) { return a.size() > b.size(); });
+    for (const std::string& value : values) {
+        for (size_t at = value.empty() ? std::string::npos : text.find(value); at != std::string::npos;
+             at = text.find(value, at + std::strlen(kMask))) {
+            text.replace(at, value.size(), kMask);
+        }
+    }
     if (text.size() > kMessageBodyLimit) {
         text.resize(kMessageBodyLimit);
     }
     return text;
+}
+
+void AddSentSecret(std::vector<std::string>& sent, const std::string& key, const std::string& value) {
+    if (value.empty() || (key != "code" && !IsSecretKey(key))) {
+        return;
+    }
+    sent.push_back(value);
+    // As a form would carry it: everything but letters, digits and "-._~" as %XX.
+    std::string escaped;
+    for (const unsigned char c : value) {
+        if (std::isalnum(c) != 0 || (c != '\0' && std::strchr("-._~", c) != nullptr)) {
+            escaped += static_cast<char>(c);
+        } else {
+            escaped += '%';
+            escaped += "0123456789ABCDEF"[c >> 4];
+            escaped += "0123456789ABCDEF"[c & 15];
+        }
+    }
+    if (escaped != value) {
+        sent.push_back(escaped);
+    }
 }
 
 std::string RedactedValue(const std::string& key, const std::string& value) {

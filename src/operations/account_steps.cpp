@@ -83,9 +83,28 @@ FormHash NewZonedForm(std::string& zone, Where where) {
     return ReadTimezone(zone, where) ? NewForm(where) : FormHash();
 }
 
+namespace {
+// The values of the form's secret fields, to be masked wherever an answer repeats them.
+std::vector<std::string> SecretsOf(QLIBCSzHash* form) {
+    std::vector<std::string> secrets;
+    const SzList keys(QLIBCSzListAlloc(64));
+    if (keys && QLIBCSzHashEnumKey(form, keys.get()) > 0) {
+        for (int i = 0; i < QLIBCSzListCount(keys.get()); ++i) {
+            const char* key = QLIBCSzListGet(keys.get(), i);
+            const char* value = QLIBCSzHashGetValue(form, key);
+            if (key != nullptr && value != nullptr) {
+                AddSentSecret(secrets, key, value);
+            }
+        }
+    }
+    return secrets;
+}
+}  // namespace
+
 bool SendForm(const std::string& host, const char* path, QLIBCSzHash* form, bool short_timeout, Response& response,
               Json::Value& answer, Where where, const char* failure) {
     QUILKOVAHttpsResponseFree(&response.raw);
+    response.sent_secrets = SecretsOf(form);
     KOVA_HTTPS_REQUEST request = {};
     request.host = host.c_str();
     request.path = path;
@@ -98,7 +117,7 @@ bool SendForm(const std::string& host, const char* path, QLIBCSzHash* form, bool
         return Fail(KOVA_ERR_SEND);
     }
     if (!TryParseJson(response.Body(), answer)) {
-        KOVA_LOG_AT(where, "%s:%d Failed to parse json: %s", Redacted(response.Body()).c_str());
+        KOVA_LOG_AT(where, "%s:%d Failed to parse json: %s", response.Redacted().c_str());
         return Fail(KOVA_ERR_BAD_JSON);
     }
     return true;

@@ -78,6 +78,20 @@ bool SendLogin(const std::string& host, const char* path, QLIBCSzHash* form, Jso
     return true;
 }
 
+bool IsLocalOrTransportFailure(int code) {
+    switch (code) {
+        case KOVA_ERR_TOKEN:          // the query's lock
+        case KOVA_ERR_SEND:           // nothing came back
+        case KOVA_ERR_SYSTEM:         // privileges, memory
+        case KOVA_ERR_SERIAL:
+        case KOVA_ERR_CONFIG_WRITE:
+        case KOVA_ERR_SERVER_CONFIG:
+            return true;
+        default:
+            return false;
+    }
+}
+
 // Stores the user id and auth key as given; only a failed write fails.
 bool StoreIdentity(const std::string& user_id, const std::string& auth_key) {
     try {
@@ -152,7 +166,7 @@ int PasswordLogin(const char* email, const char* password, Json::Value& answer, 
         return -1;
     }
     if (QUILKOVAErrGet() != KOVA_ERR_SUCCESS) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to login %s, resp=%s", email, Redacted(response.Body()).c_str());
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to login %s, resp=%s", email, response.Redacted().c_str());
         return -1;
     }
     if (check_only) {
@@ -192,7 +206,7 @@ int OauthLogin(Json::Value& answer, const char* access_token) {
         return -1;
     }
     if (QUILKOVAErrGet() != KOVA_ERR_SUCCESS) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to login, resp=%s", Redacted(response.Body()).c_str());
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to login, resp=%s", response.Redacted().c_str());
         return -1;
     }
     return BindAnsweredAccount(plugins, answer, TextOf(answer["email"]));
@@ -217,8 +231,14 @@ int LoginByKey(const char* user_id, const char* auth_key, Json::Value& output) {
     Json::Value account;
     if (QUILKOVAAccountQueryInfo(account, true, true) != 0) {
         KOVA_LOG(LOG_ERR, "%s:%d QUILKOVAAccountQueryInfo failed");
+        // A query that never got the service's answer proves nothing against
+        // the pair: a lock anyone can hold, privileges, the device or the
+        // network fail the login with their own code and keep the record.
+        if (IsLocalOrTransportFailure(QUILKOVAErrGet())) {
+            return -1;
+        }
         QUILKOVAErrSet(KOVA_ERR_AUTH);
-        // A key pair that did not prove itself leaves no account behind.
+        // A key pair the service did not accept leaves no account behind.
         quilkova::UserImpl::RemoveRecord();
         return -1;
     }

@@ -10,6 +10,7 @@
 #include "internal/log.hpp"
 #include "internal/query_answer.hpp"
 #include "internal/redact.hpp"
+#include "internal/waits.hpp"
 #include "quilkova/file_lock.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/quilkova.h"
@@ -82,12 +83,12 @@ bool QueryService(const KOVA_INFO& info, bool short_timeout) {
         return false;
     }
     if (!HasRequiredMembers(answer)) {
-        KOVA_LOG(LOG_ERR, "%s:%d Server returned insufficient data. resp=%s", Redacted(response.Body()).c_str());
+        KOVA_LOG(LOG_ERR, "%s:%d Server returned insufficient data. resp=%s", response.Redacted().c_str());
         QUILKOVAErrSet(KOVA_ERR_RESPONSE);
         return false;
     }
     if (MapLibKovaCenterErrorCode(code.c_str()) != KOVA_ERR_SUCCESS) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to query %s, resp=%s, code=%u", info.email, Redacted(response.Body()).c_str(),
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to query %s, resp=%s, code=%u", info.email, response.Redacted().c_str(),
                  static_cast<unsigned int>(QUILKOVAErrGet()));
         return false;
     }
@@ -128,8 +129,9 @@ bool ReadRecord(Json::Value& result) {
 int QueryInfo(Json::Value& result, bool query_allowed, bool short_timeout) {
     // One query at a time across all processes, from reading the record to building the result.
     quilkova::FileLock lock("/tmp/account_query_info.lock");
-    if (!lock.Lock(30)) {
+    if (!lock.Lock(CurrentWaits().lock_seconds)) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to lock file: %s", lock.GetPath().c_str());
+        QUILKOVAErrSet(KOVA_ERR_TOKEN);  // a lock not had, as everywhere else: never a refusal
         return -1;
     }
     QUILKOVAErrSet(KOVA_ERR_SUCCESS);

@@ -62,7 +62,7 @@ int Register(const char* email, const char* password, const char* full_name, boo
         return -1;
     }
     if (MapLibKovaCenterErrorCode(CodeOf(answer).c_str()) != KOVA_ERR_SUCCESS) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to register %s, resp=%s", email, Redacted(response.Body()).c_str());
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to register %s, resp=%s", email, response.Redacted().c_str());
         return -1;
     }
     return 0;  // nothing is stored: the new account is used through a login

@@ -1,10 +1,18 @@
 // The cloud accounts other services of the appliance already use.
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "internal/flat_boundary.hpp"
 #include "internal/json_utils.hpp"
 #include "internal/log.hpp"
+#include "internal/waits.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/process.h"
 #include "quilplatform/qlibc_string.h"
@@ -50,20 +58,52 @@ void ScanRelay(Json::Value& result) {
     }
 }
 
-// The first line the DDNS tool prints for `option`, trimmed; "" when it cannot run or fails.
+// The first line of the tool's output, given at most `limit` to come: the
+// tool is another package's and may print nothing, or never end.
+bool ReadFirstLine(FILE* out, std::chrono::milliseconds limit, std::string& line) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    std::string text;
+    while (text.find('\n') == std::string::npos && text.size() < kLineSize - 1) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        pollfd ready = {::fileno(out), POLLIN, 0};
+        const int polled = left.count() > 0 ? ::poll(&ready, 1, static_cast<int>(left.count())) : 0;
+        if (polled < 0 && errno == EINTR) {
+            continue;
+        }
+        if (polled <= 0) {
+            return false;  // nothing more in time
+        }
+        char chunk[256];
+        const ssize_t n = ::read(ready.fd, chunk, sizeof(chunk));
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n <= 0) {
+            break;  // the tool closed its output
+        }
+        text.append(chunk, static_cast<size_t>(n));
+    }
+    line = text.substr(0, std::min(text.find('\n'), kLineSize - 1));
+    return !text.empty();
+}
+
+// The first line the DDNS tool prints for `option`, trimmed; "" when it cannot
+// run, fails, or does not answer within a few seconds.
 std::string AskDdnsTool(const char* option) {
     FILE* out = QLIBCPopen(kDdnsTool, "r", option, static_cast<char*>(nullptr));
     if (out == nullptr) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to open pipe");
         return "";
     }
-    char line[kLineSize] = {};
-    const bool read = std::fgets(line, sizeof(line), out) != nullptr;
+    std::string line;
+    const bool read = ReadFirstLine(out, quilkova::internal::CurrentWaits().ddns_answer, line);
     if (QLIBCPclose(out) != 0 || !read) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to execute ddns command, option=%s", option);
         return "";
     }
-    return QLIBCStrTrimSpace(line);
+    std::vector<char> trimmed(line.begin(), line.end());
+    trimmed.push_back('\0');
+    return QLIBCStrTrimSpace(trimmed.data());
 }
 
 void ScanDdns(Json::Value& result) {

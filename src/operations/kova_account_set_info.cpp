@@ -116,7 +116,7 @@ int SetInfo(const Changes& changes) {
         return -1;
     }
     if (MapLibKovaCenterErrorCode(CodeOf(answer).c_str()) != KOVA_ERR_SUCCESS) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to update account:%s, resp=%s", info.email, Redacted(response.Body()).c_str());
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to update account:%s, resp=%s", info.email, response.Redacted().c_str());
         return -1;
     }
     if (changes.password != nullptr && changes.new_password != nullptr) {

@@ -6,6 +6,7 @@
 
 #include "internal/curl_handles.hpp"
 #include "internal/curl_policy.hpp"
+#include "internal/redact.hpp"
 #include "internal/http.hpp"
 #include "internal/string_utils.hpp"
 #include "quilkova/kova_exception.hpp"
@@ -81,6 +82,22 @@ void RefuseUnsafeHeader(const std::string& name, const std::string& value) {
     }
 }
 
+// What of the request must never come back in a message.
+std::vector<std::string> SecretsOf(const Request& request) {
+    std::vector<std::string> secrets;
+    for (const Pairs* pairs : {static_cast<const Pairs*>(&request.payload), static_cast<const Pairs*>(&request.parameters)}) {
+        for (const auto& [key, value] : pairs->pairs()) {
+            internal::AddSentSecret(secrets, key, value);
+        }
+    }
+    const auto authorization = request.header.find("Authorization");
+    if (authorization != request.header.end()) {
+        const std::string& value = authorization->second;
+        internal::AddSentSecret(secrets, "access_token", value.substr(value.find(' ') + 1));
+    }
+    return secrets;
+}
+
 }  // namespace
 
 std::string Encode(const Pairs& pairs) {
@@ -100,6 +117,7 @@ std::string Encode(const Pairs& pairs) {
 
 Response Perform(const Request& request, bool post) {
     Response response;
+    response.sent_secrets = SecretsOf(request);
     const internal::CurlEasy curl(curl_easy_init());
     if (!curl) {
         response.error = {ErrorCode::INTERNAL_ERROR, "failed to start a transfer"};

@@ -10,6 +10,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "internal/curl_handles.hpp"
 #include "internal/curl_policy.hpp"
@@ -219,6 +220,16 @@ int Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
     if (!BuildQuery(curl.get(), query, req, keys.get(), serial, token, account_id, account_password)) {
         return Fail(KOVA_ERR_SEND);
     }
+    // What the request carried that an answer must not repeat in a log line.
+    std::vector<std::string> secrets;
+    quilkova::internal::AddSentSecret(secrets, "hs_token", token);
+    quilkova::internal::AddSentSecret(secrets, "kovaPW", account_password);
+    for (int i = 0; i < QLIBCSzListCount(keys.get()); ++i) {
+        const char* key = QLIBCSzListGet(keys.get(), i);
+        if (const char* value = QLIBCSzHashGetValue(req.params, key)) {
+            quilkova::internal::AddSentSecret(secrets, key, value);
+        }
+    }
 
     const bool is_get = req.method == 1;
     char url[kUrlSize];
@@ -264,7 +275,8 @@ int Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
     // A 400 is delivered: its body says what the service refused.
     if (status != 200 && status != 400) {
         KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to request packages, httpResponseCode=%ld, data=%s", url, status,
-                 quilkova::internal::Redacted(received.memory.memory != nullptr ? received.memory.memory : "").c_str());
+                 quilkova::internal::Redacted(received.memory.memory != nullptr ? received.memory.memory : "", secrets)
+                     .c_str());
         return Fail(KOVA_ERR_SEND);
     }
     if (received.memory.memory == nullptr) {

@@ -47,13 +47,18 @@ TEST_F(ProfileTest, ARegisteredAccountLogsInAndItsFormHoldsEachFieldExactly) {
               KOVA_ERR_ACCOUNT_IN_USE);
     EXPECT_EQ(FailureCode(QUILKOVAAccountRegister(nullptr, "pw", "x", false, false, false, nullptr)),
               KOVA_ERR_BAD_PARAM);
+    LogCapture log;
     for (const auto& [body, code] : {std::pair<const char*, int>{"<html>oops</html>", KOVA_ERR_BAD_JSON},
                                      {"{\"code\": [\"good\"]}", KOVA_ERR_UNKNOWN},
-                                     {"{\"code\": \"badsys\"}", KOVA_ERR_SYSTEM}}) {
+                                     {"{\"code\": \"badsys\"}", KOVA_ERR_SYSTEM},
+                                     {"{\"code\": \"badparam\", \"message\": \"Pa55 w+rd is weak\"}", KOVA_ERR_BAD_PARAM}}) {
         Answer(kRegister, body);
-        EXPECT_EQ(FailureCode(QUILKOVAAccountRegister("x@example.com", "pw", "X", false, false, false, nullptr)), code)
+        EXPECT_EQ(FailureCode(QUILKOVAAccountRegister("x@example.com", "Pa55 w+rd", "X", false, false, false, nullptr)),
+                  code)
             << body;
     }
+    EXPECT_TRUE(log.Contains("\"message\": \"*** is weak\"")) << "a password the service repeats is masked";
+    EXPECT_FALSE(log.Contains("Pa55")) << log.Dump();
 }
 
 TEST_F(ProfileTest, APasswordChangeWorksAtTheNextLoginAndIsNotifiedOnce) {
@@ -123,10 +128,14 @@ TEST_F(ProfileTest, TheScanFindsAnAccountBehindEachSourceInOrder) {
     root().WriteFile("/usr/quil/etc/quilrelayd/quilrelayd.conf",
                      R"({"server_alias": {"alias": "ann-nas"}, "server_kova": {"account": ""}})");
     LogCapture log;
-    for (const char* tool : {"echo owner@example.com; exit 3", "exit 0", "echo"}) {
+    const ShortWaits waits;
+    for (const char* tool : {"echo owner@example.com; exit 3", "exit 0", "echo", "echo owner@example.com; exec sleep 60",
+                             "exec sleep 60"}) {
         quilkova::test::WriteScript(root(), "/usr/quil/sbin/quilddnsinfo", tool);
+        const auto start = std::chrono::steady_clock::now();
         ASSERT_EQ(QUILKOVAAccountScanExisting(result), 0) << tool;
         EXPECT_EQ(result, Json::Value(Json::objectValue)) << tool;
+        EXPECT_LT(std::chrono::steady_clock::now() - start, 10s) << tool << ": a tool that never ends is not waited for";
     }
     EXPECT_TRUE(log.Contains(" Failed to execute ddns command, option=--get-quil-account")) << log.Dump();
 }
@@ -157,6 +166,10 @@ TEST_F(ProfileTest, IframeInfoApiKeyRecoveryAndTheStoreClient) {
     for (const auto& [buffer, size] : {std::pair<char*, size_t>{nullptr, 32}, {email, 17}}) {
         EXPECT_EQ(FailureCode(QUILPaymentKoVAAccountGet(buffer, size)), KOVA_ERR_BAD_PARAM) << "nothing cut silently";
     }
+    root().WriteFile("/usr/quil/etc/quilpayment/store.conf", "account=\"" + std::string(5000, 'a') + "@example.com\"\n");
+    std::vector<char> large(4096);
+    EXPECT_EQ(FailureCode(QUILPaymentKoVAAccountGet(large.data(), large.size())), KOVA_ERR_BAD_PARAM)
+        << "longer than the caller's buffer: refused, not cut";
 
     Json::Value purchases;
     EXPECT_EQ(FailureCode(QUILKOVAAccountPurchaseList(purchases)), KOVA_ERR_NO_ACCOUNT) << "no account: nothing sent";
