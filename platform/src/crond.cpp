@@ -43,14 +43,36 @@ bool RenderField(const std::string& field, const CronRange& range, std::mt19937&
     return true;
 }
 
-// A cron argument: '%' means a line break to cron, so it is escaped.
+bool IsControl(char c) {
+    return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
+}
+
+// A user name as cron reads it: letters, digits, ".", "_" and "-", not
+// starting with "-". Anything else (blanks, control characters) would let the
+// field carry more than a name.
+bool IsUserName(const Json::Value& user) {
+    if (!user.isString() || user.asString().empty() || user.asString()[0] == '-') {
+        return false;
+    }
+    for (const char c : user.asString()) {
+        const bool allowed = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
+                             c == '_' || c == '-';
+        if (!allowed) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// A cron argument: '%' means a line break to cron, so it is escaped; control
+// characters are refused.
 bool CronArgument(const Json::Value& arg, std::string& out) {
     if (!arg.isString()) {
         return false;
     }
     out.clear();
     for (const char c : arg.asString()) {
-        if (c == '\n' || c == '\r') {
+        if (IsControl(c)) {
             return false;
         }
         if (c == '%') {
@@ -79,7 +101,7 @@ bool RenderJob(const Json::Value& job, std::mt19937& random, std::string& line) 
         line += value + " ";
     }
     const Json::Value user = job.get("user", "root");
-    if (!user.isString() || user.asString().empty() || user.asString().find_first_of(" \t\n") != std::string::npos) {
+    if (!IsUserName(user)) {
         return false;
     }
     line += user.asString();

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdarg>
 #include <cstring>
 #include <map>
@@ -25,6 +26,8 @@ std::vector<std::string> CollectArguments(const char* path, va_list args) {
     }
     return argv;
 }
+
+constexpr std::chrono::milliseconds kCloseGrace{1000};
 
 // The children behind open QLIBCPopen streams.
 std::mutex g_streams_mutex;
@@ -105,7 +108,9 @@ int QLIBCPclose(FILE* stream) {
         g_stream_children.erase(found);
     }
     std::fclose(stream);
-    return quilplatform::WaitProcess(pid);
+    // Nobody reads the program any more: one that does not end soon after is
+    // ended with its whole group, so a caller never waits on it for ever.
+    return quilplatform::WaitProcess(pid, kCloseGrace);
 }
 
 }  // extern "C"

@@ -1,7 +1,9 @@
 // The store client: the account store purchases were made with, and the
 // bound account's purchases at the payment host.
+#include <algorithm>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "internal/account_steps.hpp"
 #include "internal/fixed_field.hpp"
@@ -19,6 +21,7 @@ using namespace quilkova::internal;
 
 constexpr const char* kStoreFile = "/usr/quil/etc/quilpayment/store.conf";
 constexpr long kPaymentTimeoutMs = 120000;  // the flat sender's long class
+constexpr size_t kLongestAccount = 65536;
 
 int Fail(KOVA_ERRCODE code) {
     QUILKOVAErrSet(code);
@@ -77,17 +80,21 @@ extern "C" int QUILPaymentKoVAAccountGet(char* email, size_t size) {
     if (email == nullptr || size == 0) {
         return Fail(KOVA_ERR_BAD_PARAM);
     }
-    char account[4096] = {};
-    const int length = QLIBCFileGetKeyValue(kStoreFile, "account", account, sizeof(account), 0);
-    if (length < 1) {
-        return Fail(KOVA_ERR_NO_ACCOUNT);
-    }
-    // Too small a buffer is refused: an e-mail is never cut silently.
-    if (static_cast<size_t>(length) >= size) {
-        return Fail(KOVA_ERR_BAD_PARAM);
-    }
-    std::memcpy(email, account, static_cast<size_t>(length) + 1);
-    return 0;
+    return GuardFlat([email, size] {
+        // One byte more than the caller's buffer holds (within reason): a value
+        // that fills it did not fit, and is refused rather than cut silently.
+        std::vector<char> account(std::min(size, kLongestAccount) + 1, '\0');
+        const int length =
+            QLIBCFileGetKeyValue(kStoreFile, "account", account.data(), static_cast<int>(account.size()), 0);
+        if (length < 1) {
+            return Fail(KOVA_ERR_NO_ACCOUNT);
+        }
+        if (static_cast<size_t>(length) >= account.size() - 1) {
+            return Fail(KOVA_ERR_BAD_PARAM);
+        }
+        std::memcpy(email, account.data(), static_cast<size_t>(length) + 1);
+        return 0;
+    });
 }
 
 extern "C" int QUILKOVAAccountPurchaseList(Json::Value& purchases) {

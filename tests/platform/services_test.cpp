@@ -118,10 +118,19 @@ TEST(Scheduler, RendersRangesToValuesWithinThemAndFailsWithItsError) {
     EXPECT_NE(root.ReadFile("/usr/quil/etc/crond/kova.json").find("\"7 9~16 1~31 1~12 1~5\""), std::string::npos)
         << "the job is kept as given";
 
-    // A schedule it cannot render, or a rendering it cannot write: the scheduler says so.
-    jobs[0]["crontab"] = "* 24 * * *";
+    // A schedule, user or command it cannot render, or a rendering it cannot write: the scheduler says so.
+    for (const auto& [member, value] : std::vector<std::pair<const char*, Json::Value>>{
+             {"crontab", "* 24 * * *"}, {"user", "\x01\x02"}, {"user", "root\r* * * * * root evil"},
+             {"user", "-x"}, {"user", 0}}) {
+        Json::Value bad = jobs;
+        bad[0]["crontab"] = "0 3 * * *";
+        bad[0][member] = value;
+        EXPECT_FALSE(kova.Save(bad)) << value;
+        EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_BAD_PARAMETERS);
+    }
+    jobs[0]["cmd_list"][1] = "--report_info\x1b";
     EXPECT_FALSE(kova.Save(jobs));
-    EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_BAD_PARAMETERS);
+    jobs[0]["cmd_list"][1] = "--report_info";
     jobs[0]["crontab"] = "0 3 * * *";
     ASSERT_TRUE(kova.Remove());
     EXPECT_FALSE(kova.Remove()) << "nothing left to remove";

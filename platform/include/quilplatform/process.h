@@ -17,7 +17,9 @@ QUILPLATFORM_EXPORT int QLIBCExecl(const char *path, ...);
 /* Starts path with the arguments that follow (NULL-terminated) and returns a
    stream of its standard output; mode must be "r". NULL on failure. */
 QUILPLATFORM_EXPORT FILE *QLIBCPopen(const char *path, const char *mode, ...);
-/* Closes the stream and waits: as QLIBCExecl. */
+/* Closes the stream and waits as QLIBCExecl, for 1 second at most: a
+   program still running then is killed with its process group (the result is
+   then non-zero). */
 QUILPLATFORM_EXPORT int QLIBCPclose(FILE *stream);
 
 QUILPLATFORM_END_DECLS
