@@ -50,9 +50,9 @@ run "Query the account (the login stored it just now)" "quilkova query" quilkova
 sim_control token_lifetime '{"seconds": 2}' >/dev/null
 verifier=$(openssl rand -base64 48 | tr -d '\n/+=' | cut -c1-43)
 code=$(browser_login_code "$verifier" ann@example.com)
-run "Finish a browser (PKCE) login the owner made with the account" \
-    "quilkova login --pkce --code $code --verifier ... --redirect-uri $SIM_URL/pkce/login" \
-    quilkova login --pkce --code "$code" --verifier "$verifier" --redirect-uri "$SIM_URL/pkce/login"
+run "Finish a browser (PKCE) login the owner made with the account (code and verifier on standard input)" \
+    "printf '%s\\n%s\\n' \"\$code\" \"\$verifier\" | quilkova login --pkce --redirect-uri $SIM_URL/pkce/login" \
+    with_password "$code"$'\n'"$verifier" quilkova login --pkce --redirect-uri "$SIM_URL/pkce/login"
 first=$(quilkova token)
 run "Print the appliance's bearer token" "quilkova token" quilkova token
 run "A package's own token, vouched for by the appliance's" "quilkova token --package backup" \

@@ -3,6 +3,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <iostream>
 
@@ -17,19 +18,35 @@ std::string OneLine(const Json::Value& value) {
     return Json::writeString(builder, value);
 }
 
-// Echo off for the lifetime of the object, when standard input is a terminal.
+// The terminal as it was before the echo went off, for the signal handler.
+termios g_saved_terminal;
+
+void RestoreTerminalAndDie(int signal) {
+    ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &g_saved_terminal);
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
+// Echo off for the lifetime of the object, when standard input is a terminal;
+// an interrupt, a hang-up or a termination meanwhile gives the echo back first.
 class QuietTerminal {
 public:
-    QuietTerminal() : active_(::tcgetattr(STDIN_FILENO, &saved_) == 0) {
+    QuietTerminal() : active_(::tcgetattr(STDIN_FILENO, &g_saved_terminal) == 0) {
         if (active_) {
-            termios quiet = saved_;
+            for (const int signal : kSignals) {
+                std::signal(signal, RestoreTerminalAndDie);
+            }
+            termios quiet = g_saved_terminal;
             quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
             ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
         }
     }
     ~QuietTerminal() {
         if (active_) {
-            ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved_);
+            ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &g_saved_terminal);
+            for (const int signal : kSignals) {
+                std::signal(signal, SIG_DFL);
+            }
             std::fputs("\n", stderr);
         }
     }
@@ -37,9 +54,29 @@ public:
     QuietTerminal& operator=(const QuietTerminal&) = delete;
 
 private:
-    termios saved_{};
+    static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
     bool active_;
 };
+
+// The text without control characters (ESC among them, and the C1 controls
+// U+0080-U+009F): what a server sent must not move the cursor or retitle the
+// terminal.
+std::string Printable(const std::string& text) {
+    std::string out;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        if (c == 0xc2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) >= 0x80 &&
+            static_cast<unsigned char>(text[i + 1]) <= 0x9f) {
+            ++i;
+            out += '?';
+        } else if (c < 0x20 || c == 0x7f) {
+            out += '?';
+        } else {
+            out += static_cast<char>(c);
+        }
+    }
+    return out;
+}
 }  // namespace
 
 const char* CodeName(int code) {
@@ -78,7 +115,7 @@ int Console::Error(int code, const std::string& text) const {
         error["error"]["text"] = text;
         std::cerr << OneLine(error) << std::endl;
     } else {
-        std::cerr << "quilkova: error " << code << " (" << CodeName(code) << "): " << text << std::endl;
+        std::cerr << "quilkova: error " << code << " (" << CodeName(code) << "): " << Printable(text) << std::endl;
     }
     return 1;
 }
@@ -87,22 +124,32 @@ int Console::Failed(int code) const {
     return Error(code, GetKovaErrorMsg(code));
 }
 
-void Console::Show(const Json::Value& value, const std::vector<std::pair<std::string, std::string>>& lines) const {
-    if (json_) {
+void Console::Print(const Json::Value& value) const {
+    if (show_auth_key_ || !value.isObject() || !value.isMember("auth_key")) {
         std::cout << OneLine(value) << std::endl;
         return;
     }
+    Json::Value shown = value;
+    shown.removeMember("auth_key");
+    std::cout << OneLine(shown) << std::endl;
+}
+
+void Console::Show(const Json::Value& value, const std::vector<std::pair<std::string, std::string>>& lines) const {
+    if (json_) {
+        Print(value);
+        return;
+    }
     for (const auto& [label, text] : lines) {
-        std::cout << label << ": " << text << "\n";
+        std::cout << label << ": " << Printable(text) << "\n";
     }
     std::cout.flush();
 }
 
 void Console::Say(const std::string& line, const Json::Value& json) const {
     if (json_) {
-        std::cout << OneLine(json) << std::endl;
+        Print(json);
     } else {
-        std::cout << line << std::endl;
+        std::cout << Printable(line) << std::endl;
     }
 }
 

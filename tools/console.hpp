@@ -13,9 +13,12 @@ namespace quilkova::tool {
 // The enumerator's name of a code, e.g. "KOVA_ERR_AUTH".
 const char* CodeName(int code);
 
+// Results go to standard output: as JSON with --json, else as lines whose
+// values are stripped of control characters (a server's text must not drive
+// the terminal). The auth key is left out unless asked for.
 class Console {
 public:
-    explicit Console(bool json) : json_(json) {}
+    Console(bool json, bool show_auth_key) : json_(json), show_auth_key_(show_auth_key) {}
 
     // One failure on standard error: code, name and text (as a JSON object
     // with --json). The program's status for it: 1.
@@ -28,11 +31,15 @@ public:
     bool json() const { return json_; }
 
 private:
+    void Print(const Json::Value& value) const;
+
     bool json_;
+    bool show_auth_key_;
 };
 
 // A secret read from standard input: a line of it when it is not a terminal,
-// else typed at a prompt on the terminal without echo. False at end of input.
+// else typed at a prompt on the terminal without echo (restored also when the
+// program is interrupted there). False at end of input.
 bool ReadSecret(const char* prompt, std::string& secret);
 
 }  // namespace quilkova::tool

@@ -97,19 +97,26 @@ struct LoginOptions {
     std::string email;
     bool check = false;
     bool pkce = false;
-    std::string code;
-    std::string verifier;
+    bool code_given = false;  // --code or --verifier on the command line: refused
     std::string redirect_uri;
 };
 
 int Login(const Console& console, const LoginOptions& options) {
     if (options.pkce) {
-        if (options.code.empty() || options.verifier.empty() || options.redirect_uri.empty()) {
-            return console.Error(KOVA_ERR_BAD_PARAM, "login --pkce needs --code, --verifier and --redirect-uri");
+        // A command line is readable by every local user (/proc/PID/cmdline).
+        if (options.code_given) {
+            return console.Error(KOVA_ERR_BAD_PARAM,
+                                 "the code and the verifier are read from standard input, never from the command line");
+        }
+        std::string code;
+        std::string verifier;
+        if (options.redirect_uri.empty() || !ReadSecret("Authorization code: ", code) ||
+            !ReadSecret("Code verifier: ", verifier) || code.empty() || verifier.empty()) {
+            return console.Error(KOVA_ERR_BAD_PARAM,
+                                 "login --pkce needs --redirect-uri, and the code and the verifier on standard input");
         }
         return Classes(console, [&] {
-            const Json::Value account = quilkova::AccountPkceService().Login(
-                {"", options.code, options.verifier, options.redirect_uri});
+            const Json::Value account = quilkova::AccountPkceService().Login({"", code, verifier, options.redirect_uri});
             console.Say("Logged in as " + account["email"].asString() + " (browser login)", account);
             return 0;
         });
@@ -226,6 +233,8 @@ int main(int argc, char** argv) {
     bool json = false;
     bool report = false;
     app.add_flag("--json", json, "print results (and errors, on standard error) as JSON, for scripts");
+    bool show_auth_key = false;
+    app.add_flag("--show-auth-key", show_auth_key, "include the device's auth key in what is printed");
     app.add_flag("--report_info", report, "send the scheduled report of the appliance's state");
 
     CLI::App* status = app.add_subcommand("status", "show the bound account and the appliance's token");
@@ -235,9 +244,13 @@ int main(int argc, char** argv) {
     login->add_option("email", login_options.email, "the account's e-mail");
     login->add_flag("--check", login_options.check, "only check the password; store nothing");
     login->add_flag("--pkce", login_options.pkce, "finish a browser (PKCE) login instead");
-    login->add_option("--code", login_options.code, "the authorization code of the browser login");
-    login->add_option("--verifier", login_options.verifier, "the PKCE code verifier");
-    login->add_option("--redirect-uri", login_options.redirect_uri, "the redirect address the code was issued for");
+    login->add_option("--redirect-uri", login_options.redirect_uri,
+                      "with --pkce: the redirect address the code was issued for (the code, then the verifier, "
+                      "are read from standard input)");
+    // Accepted only to be refused with a clear message; hidden from the help.
+    const auto refuse_on_command_line = [&login_options](const std::string&) { login_options.code_given = true; };
+    login->add_option_function<std::string>("--code", refuse_on_command_line)->group("");
+    login->add_option_function<std::string>("--verifier", refuse_on_command_line)->group("");
     bool local = false;
     CLI::App* logout = app.add_subcommand("logout", "log out at the service, then on this appliance");
     logout->add_flag("--local", local, "only on this appliance");
@@ -282,7 +295,7 @@ int main(int argc, char** argv) {
         std::cerr << "quilkova: " << error.what() << " (see quilkova --help)" << std::endl;
         return 2;
     }
-    const Console console(json);
+    const Console console(json, show_auth_key);
     if (report) {
         return QUILKOVAReportInfo() == 0 ? 0 : console.Failed(QUILKOVAErrGet());
     }

@@ -28,8 +28,18 @@ expect 1 'error 3 (KOVA_ERR_NO_ACCOUNT): Failed to get kova account' "$quilkova"
 expect 1 '"name":"KOVA_ERR_NO_ACCOUNT"' "$quilkova" --json query
 expect 1 'error 1 (KOVA_ERR_BAD_PARAM): no password' "$quilkova" login ann@example.com </dev/null
 
-curl -fsS -o /dev/null --data 'email=ann@example.com&passwd=pw' "$SIM_URL/device/api/user/register"
+expect 1 'never from the command line' "$quilkova" login --pkce --code c --verifier v --redirect-uri "$SIM_URL/x"
+
+# A name with terminal escapes: plain output shows none of them; the auth key only when asked for.
+curl -fsS -o /dev/null --data 'email=ann@example.com&passwd=pw&full_name=%1B]0;owned%07Ann%1B[2J' \
+    "$SIM_URL/device/api/user/register"
 echo pw | "$quilkova" login ann@example.com >/dev/null
+shown=$("$quilkova" query)
+[[ $shown == *$'\nname: ?]0;owned?Ann?[2J\n'* && $shown != *$'\x1b'* ]] || { echo "query: $shown" >&2; exit 1; }
+[[ $("$quilkova" --json query; echo pw | "$quilkova" --json login ann@example.com) != *auth_key* ]] ||
+    { echo "the auth key was printed unasked" >&2; exit 1; }
+"$quilkova" --json --show-auth-key query | grep -q '"auth_key":"'
+
 "$quilkova" --report_info
 [[ $(curl -fsS "$SIM_URL/_sim/requests" | grep -o '"/device/api/report"' | wc -l) -eq 1 ]]
 sim_control queue '{"path": "/device/api/report", "body": "{\"code\": \"badauth\"}"}' >/dev/null
