@@ -30,7 +30,7 @@ struct Profile {
 // "code" and the eleven members every answer must hold, whatever their type.
 bool HasRequiredMembers(const Json::Value& answer);
 
-// Each member as its setter takes it: texts as they are, numbers and booleans
+// Each member as its setter takes it: texts on one line (a line break becomes a blank), numbers and booleans
 // as their text, null as empty; flags from booleans, numbers or their words;
 // an object or a list where a value belongs is empty (and logged).
 Profile ReadProfile(const Json::Value& answer);

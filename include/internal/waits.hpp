@@ -10,8 +10,11 @@
 namespace quilkova::internal {
 
 struct Waits {
-    unsigned int lock_seconds = 30;                       // each of the library's own FileLocks
-    std::chrono::milliseconds ddns_answer{3000};          // the DDNS tool's line, during the scan
+    unsigned int lock_seconds = 30;               // each of the library's own FileLocks
+    std::chrono::milliseconds ddns_answer{3000};  // the DDNS tool's line, during the scan
+    long sender_short_seconds = 15;               // the flat sender's short time-out class
+    long sender_long_seconds = 120;               // and its long one
+    std::chrono::milliseconds sender_pause{1000};  // between the sender's attempts
 };
 
 Waits& CurrentWaits();

@@ -37,6 +37,19 @@ void ReapplyOwnership() {
         ::close(fd);
     }
 }
+
+// What a read can give back whole: the first 2047 bytes, ending on a whole UTF-8 character.
+std::string Storable(const std::string& key, const std::string& value) {
+    if (value.size() < kValueBufferSize) {
+        return value;
+    }
+    size_t cut = kValueBufferSize - 1;
+    while (cut > 0 && (static_cast<unsigned char>(value[cut]) & 0xc0) == 0x80) {
+        --cut;  // not in the middle of a character
+    }
+    KOVA_LOG(LOG_ERR, "%s:%d Value of %s cut to %zu of its %zu bytes", key.c_str(), cut, value.size());
+    return value.substr(0, cut);
+}
 }  // namespace
 
 std::string UserImpl::Get(const std::string& key, const std::string& default_value) const {
@@ -49,13 +62,12 @@ std::string UserImpl::Get(const std::string& key, const std::string& default_val
     return length >= 1 ? std::string(buffer) : default_value;
 }
 
-void UserImpl::Set(const std::string& key, const std::string& value) const {
+void UserImpl::Set(const std::string& key, const std::string& given) const {
+    const std::string value = Storable(key, given);
     bool written = false;
     {
         const internal::PrivilegedSection root;
-        // A value that reads could not give back whole is never stored.
-        written = value.size() < kValueBufferSize &&
-                  QLIBCFileSetKeyValue(kPath, key.c_str(), value.c_str(), kLineFormat) >= 0;
+        written = QLIBCFileSetKeyValue(kPath, key.c_str(), value.c_str(), kLineFormat) >= 0;
         if (!written) {
             KOVA_LOG(LOG_ERR, "%s:%d Failed to set kova config for %s:%s", key.c_str(),
                      internal::RedactedValue(key, value).c_str());

@@ -23,10 +23,21 @@ bool IsStructure(const Json::Value& value, const char* member) {
     return false;
 }
 
-// Texts as they are, numbers and booleans as their text, null as "".
+// A record value is one line: a line break the service sent becomes a blank,
+// so that no other key can ride in on it.
+std::string OneLine(std::string text) {
+    for (char& c : text) {
+        if (c == '\n' || c == '\r') {
+            c = ' ';
+        }
+    }
+    return text;
+}
+
+// Texts as they are (on one line), numbers and booleans as their text, null as "".
 std::string AnswerText(const Json::Value& answer, const char* member) {
     const Json::Value& value = answer[member];
-    return IsStructure(value, member) ? "" : TextOf(value);
+    return IsStructure(value, member) ? "" : OneLine(TextOf(value));
 }
 
 // true/false, numbers (non-zero), "true"/"yes"/"1"; anything else false.
@@ -91,6 +102,8 @@ Profile ReadProfile(const Json::Value& answer) {
     profile.enews_local_promotion = AnswerFlag(answer, "enews_local_promotion");
     ReadCriticalVersions(answer["critical_version_list"], profile.critical_version_list,
                          profile.critical_version_domain);
+    profile.critical_version_list = OneLine(profile.critical_version_list);
+    profile.critical_version_domain = OneLine(profile.critical_version_domain);
     if (answer.isMember("realname_validation_pass")) {
         profile.realname_validation_pass = AnswerFlag(answer, "realname_validation_pass");
     }

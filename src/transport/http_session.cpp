@@ -139,7 +139,9 @@ Response Perform(const Request& request, bool post) {
     };
     for (const auto& [name, value] : request.header) {
         RefuseUnsafeHeader(name, value);
-        grow(name + ": " + value);
+        // libcurl takes "Name: " with nothing after it as "remove this header";
+        // "Name;" is how it sends one that is empty.
+        grow(value.empty() ? name + ";" : name + ": " + value);
     }
     if (request.has_body) {
         grow("Content-Type: " + request.body.content_type);

@@ -2,7 +2,6 @@
 // the device's identity, over libcurl, with retries for resolution and
 // time-out failures.
 #include <curl/curl.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -10,6 +9,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "internal/curl_handles.hpp"
@@ -18,6 +18,7 @@
 #include "internal/log.hpp"
 #include "internal/platform_handles.hpp"
 #include "internal/redact.hpp"
+#include "internal/waits.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/qlibc_error.h"
 #include "quilplatform/qlibc_string.h"
@@ -40,6 +41,10 @@ constexpr const char* kCaBundle = "/etc/ssl/certs/ca-certificates.crt";
 struct ReceiveBuffer {
     KOVA_MEMORY memory = {nullptr, 0};
     ~ReceiveBuffer() { std::free(memory.memory); }
+    void Clear() {
+        std::free(memory.memory);
+        memory = {nullptr, 0};
+    }
 };
 
 struct TimeoutClass {
@@ -156,10 +161,12 @@ bool IsRetried(CURLcode code) {
 
 // Resolution failures and time-outs are tried again one second later, the
 // last attempt over IPv4 only. Gives the last result; `exhausted` tells
-// whether every attempt was used up that way.
-CURLcode PerformWithRetries(CURL* curl, int attempts, bool& exhausted) {
+// whether every attempt was used up that way. Each attempt starts with an
+// empty buffer: what a failed one received is no part of the answer.
+CURLcode PerformWithRetries(CURL* curl, int attempts, ReceiveBuffer& received, bool& exhausted) {
     exhausted = false;
     for (int attempt = 0;;) {
+        received.Clear();
         const CURLcode code = curl_easy_perform(curl);
         if (!IsRetried(code)) {
             return code;
@@ -168,7 +175,7 @@ CURLcode PerformWithRetries(CURL* curl, int attempts, bool& exhausted) {
             curl_easy_setopt(curl, CURLOPT_IPRESOLVE, static_cast<long>(CURL_IPRESOLVE_V4));
         }
         ++attempt;
-        ::sleep(1);
+        std::this_thread::sleep_for(quilkova::internal::CurrentWaits().sender_pause);
         if (attempt >= attempts) {
             exhausted = true;
             return code;
@@ -249,14 +256,16 @@ int Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
             return Fail(KOVA_ERR_SEND);
         }
     }
-    const TimeoutClass timeouts = req.shortTimeout != 0 ? TimeoutClass{15, 2} : TimeoutClass{120, 3};
+    const quilkova::internal::Waits& waits = quilkova::internal::CurrentWaits();
+    const TimeoutClass timeouts = req.shortTimeout != 0 ? TimeoutClass{waits.sender_short_seconds, 2}
+                                                       : TimeoutClass{waits.sender_long_seconds, 3};
     quilkova::internal::RedirectPolicy redirects(url);
     if (!SetOptions(curl.get(), req, url, headers.get(), host_header, timeouts, received, redirects)) {
         return Fail(KOVA_ERR_SEND);
     }
 
     bool exhausted = false;
-    const CURLcode performed = PerformWithRetries(curl.get(), timeouts.attempts, exhausted);
+    const CURLcode performed = PerformWithRetries(curl.get(), timeouts.attempts, received, exhausted);
     if (performed != CURLE_OK && !exhausted) {
         KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to curl perform, code=%d, err=%s", url, performed,
                  curl_easy_strerror(performed));
@@ -273,7 +282,16 @@ int Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
     }
     resp.httpCode = status;
     // A 400 is delivered: its body says what the service refused.
-    if (status != 200 && status != 400) {
+    const bool delivered_status = status == 200 || status == 400;
+    // An answer is delivered only when its transfer completed: the last of the
+    // attempts may have timed out after its status line.
+    if (delivered_status && performed != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to curl perform, code=%d, err=%s", url, performed,
+                 curl_easy_strerror(performed));
+        resp.curlCode = performed;
+        return Fail(KOVA_ERR_SEND);
+    }
+    if (!delivered_status) {
         KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to request packages, httpResponseCode=%ld, data=%s", url, status,
                  quilkova::internal::Redacted(received.memory.memory != nullptr ? received.memory.memory : "", secrets)
                      .c_str());

@@ -69,7 +69,7 @@ TEST_F(RecordTest, DefaultsTheDocumentedLinesAndStoredTextsAsDocumented) {
     EXPECT_EQ(user.GetLastQueryTime(), 0) << "out of range";
 }
 
-TEST_F(RecordTest, WhatCouldNotBeReadBackWholeIsRefusedAndTheFileStaysRootsOnly) {
+TEST_F(RecordTest, LongValuesAreCutLineBreaksRefusedAndTheFileStaysRootsOnly) {
     const User user;
     user.SetEmail("owner@example.com");
     const std::string path = root().Path(kUserConf);
@@ -77,11 +77,19 @@ TEST_F(RecordTest, WhatCouldNotBeReadBackWholeIsRefusedAndTheFileStaysRootsOnly)
     ASSERT_EQ(::chown(path.c_str(), 65534, 65534), 0);
     const std::string before = UserConf();
     LogCapture log;
-    for (const std::string& value : {std::string("x\"\nkovaIDSerial=\"hijacked"), std::string(2048, 'n')}) {
-        EXPECT_EQ(CodeOf([&] { user.SetName(value); }), KOVA_ERR_CONFIG_WRITE);
-    }
+    EXPECT_EQ(CodeOf([&] { user.SetName("x\"\nkovaIDSerial=\"hijacked"); }), KOVA_ERR_CONFIG_WRITE);
     EXPECT_EQ(CodeOf([&] { user.SetAuthKey("secret\nvalue"); }), KOVA_ERR_CONFIG_WRITE);
     EXPECT_EQ(UserConf(), before);
+    // What a read could not give back whole is stored cut to 2047 bytes, never in a character's middle.
+    const std::string e_acute = "\xc3\xa9";
+    for (const auto& [value, kept] : {std::pair<std::string, std::string>{std::string(2048, 'n'), std::string(2047, 'n')},
+                                      {std::string(2046, 'n') + e_acute + "tail", std::string(2046, 'n')},
+                                      {std::string(2045, 'n') + e_acute + "tail", std::string(2045, 'n') + e_acute}}) {
+        user.SetName(value);
+        EXPECT_EQ(user.GetName(), kept) << value.size();
+    }
+    EXPECT_TRUE(log.Contains(" Value of full_name cut to 2047 of its 2048 bytes")) << log.Dump();
+    user.SetName("");
     EXPECT_TRUE(log.Contains("Failed to set kova config for full_name:x\"")) << log.Dump();
     EXPECT_TRUE(log.Contains("Failed to set kova config for hs_auth_key:***")) << log.Dump();
     struct stat info {};

@@ -163,8 +163,11 @@ TEST_F(AccountPkceTest, ARemoteLogoutClearsLocallyOnlyAfterTheServiceAgreed) {
         EXPECT_EQ(what.rfind(message, 0), 0u) << what;
         EXPECT_TRUE(root().Exists(kUserConf) && root().Exists(kHosToken)) << body;
     }
+    // The login configuration is read afresh by each call that uses it.
+    root().WriteFile(quilkova::test::kLoginConfig, R"({"client_id": "hos-client-2"})");
     service.Logout();
     const auto sent = sim().RequestsTo(kLogout).back();
+    EXPECT_EQ(sent.Header("X-Client-ID"), "hos-client-2");
     EXPECT_EQ(sent.Field("serial_no") + "|" + sent.Field("id") + "|" + sent.Field("auth_key"),
               "2150ABCD1234|u-1|key-1");
     EXPECT_EQ(sent.Field("access_token").rfind("at-", 0), 0u);

@@ -116,12 +116,17 @@ struct PkcePair {
 };
 
 // The library's waits cut short for the lifetime of the object: a lock another
-// process holds fails a call after one second instead of thirty.
+// process holds fails a call after one second instead of thirty, a silent
+// peer costs the flat sender a second per attempt.
 class ShortWaits {
 public:
     ShortWaits() : saved_(internal::CurrentWaits()) {
-        internal::CurrentWaits().lock_seconds = 1;
-        internal::CurrentWaits().ddns_answer = std::chrono::milliseconds(300);
+        internal::Waits& waits = internal::CurrentWaits();
+        waits.lock_seconds = 1;
+        waits.ddns_answer = std::chrono::milliseconds(300);
+        waits.sender_short_seconds = 1;
+        waits.sender_long_seconds = 1;
+        waits.sender_pause = std::chrono::milliseconds(100);
     }
     ~ShortWaits() { internal::CurrentWaits() = saved_; }
     ShortWaits(const ShortWaits&) = delete;

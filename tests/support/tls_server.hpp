@@ -10,7 +10,10 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <mutex>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "child_process.hpp"
 #include "temp_root.hpp"
@@ -41,9 +44,79 @@ public:
     SilentServer& operator=(const SilentServer&) = delete;
     int port() const { return port_; }
 
-private:
+protected:
     int fd_;
     int port_ = -1;
+};
+
+// A socket on 127.0.0.1 that reads each request whole, keeps its raw text,
+// and writes `answer`; then hangs up, or with `stall` keeps the connection
+// open and says nothing more (an answer cut in its middle, say).
+class ScriptedServer : public SilentServer {
+public:
+    ScriptedServer(std::string answer, bool stall) : answer_(std::move(answer)), stall_(stall) {
+        thread_ = std::thread([this] {
+            for (int fd; (fd = ::accept(fd_, nullptr, nullptr)) >= 0;) {
+                {
+                    const std::lock_guard<std::mutex> lock(mutex_);
+                    open_.push_back(fd);
+                }
+                const std::string request = ReadRequest(fd);
+                {
+                    const std::lock_guard<std::mutex> lock(mutex_);
+                    requests_.push_back(request);
+                }
+                (void)!::write(fd, answer_.data(), answer_.size());
+                if (!stall_) {
+                    ::shutdown(fd, SHUT_RDWR);
+                }
+            }
+        });
+    }
+    ~ScriptedServer() {
+        ::shutdown(fd_, SHUT_RDWR);  // ends the accept
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            for (const int fd : open_) {
+                ::shutdown(fd, SHUT_RDWR);  // and any read
+            }
+        }
+        thread_.join();
+        for (const int fd : open_) {
+            ::close(fd);
+        }
+    }
+    std::vector<std::string> Requests() const {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return requests_;
+    }
+
+private:
+    // Up to the blank line and the body its Content-Length announces.
+    static std::string ReadRequest(int fd) {
+        std::string text;
+        char chunk[4096];
+        for (;;) {
+            const size_t end = text.find("\r\n\r\n");
+            const size_t length_at = text.find("Content-Length: ");
+            const size_t length = length_at < end ? std::stoul(text.substr(length_at + 16)) : 0;
+            if (end != std::string::npos && text.size() >= end + 4 + length) {
+                return text;
+            }
+            const ssize_t n = ::recv(fd, chunk, sizeof(chunk), 0);
+            if (n <= 0) {
+                return text;
+            }
+            text.append(chunk, static_cast<size_t>(n));
+        }
+    }
+
+    std::string answer_;
+    bool stall_;
+    mutable std::mutex mutex_;
+    std::vector<int> open_;
+    std::vector<std::string> requests_;
+    std::thread thread_;
 };
 
 // A port on 127.0.0.1 that nothing listens on (found free, then released).

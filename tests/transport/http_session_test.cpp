@@ -31,6 +31,11 @@ TEST(HttpSession, SendsTheOptionsAsGivenAndRefusesAHeaderThatWouldSplit) {
                   KOVA_ERR_BAD_JSON);
     }
     EXPECT_EQ(sim.RequestsTo("/echo").size(), 1u);
+    // An empty value is sent as an empty header, not dropped.
+    const quilkova::test::ScriptedServer raw("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", false);
+    http::Post(http::Url{"http://127.0.0.1:" + std::to_string(raw.port()) + "/"}, http::Header{{"X-Client-ID", ""}},
+               http::Timeout{5000});
+    EXPECT_NE(raw.Requests().at(0).find("\r\nX-Client-ID:\r\n"), std::string::npos) << raw.Requests().at(0);
 }
 
 // Both layers: at most 3 redirects, never away from the host (not even with
