@@ -68,7 +68,7 @@ bool PackagePkceClientImpl::ReadCache(Json::Value& config, long long& created_at
         !config.isObject()) {
         return false;
     }
-    if (config["created_at"].isIntegral()) {
+    if (config["created_at"].isInt64()) {
         created_at = config["created_at"].asLargestInt();
     }
     return true;
