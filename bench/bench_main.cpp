@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "bench_env.hpp"
-#include "internal/json_utils.hpp"
+#include "foundation/json_utils.hpp"
 
 namespace quilkova::bench {
 

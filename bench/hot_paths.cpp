@@ -9,8 +9,8 @@
 #include <string>
 
 #include "bench_env.hpp"
-#include "internal/http.hpp"
-#include "internal/root_prefix.hpp"
+#include "transport/http.hpp"
+#include "util/root_prefix.hpp"
 #include "quilkova/pkce_client.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/qlibc_string.h"

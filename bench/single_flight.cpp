@@ -11,7 +11,7 @@
 
 #include "bench_env.hpp"
 #include "child_process.hpp"
-#include "internal/json_utils.hpp"
+#include "foundation/json_utils.hpp"
 #include "quilkova/pkce_client.hpp"
 
 namespace {

@@ -5,11 +5,11 @@
 #include <string>
 
 #include "fuzz_root.hpp"
-#include "internal/account_steps.hpp"
-#include "internal/json_utils.hpp"
-#include "internal/pkce_requests.hpp"
-#include "internal/query_answer.hpp"
-#include "internal/redact.hpp"
+#include "operations/account_steps.hpp"
+#include "foundation/json_utils.hpp"
+#include "pkce/pkce_requests.hpp"
+#include "operations/query_answer.hpp"
+#include "foundation/redact.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/pkce_client.hpp"
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "fuzz_root.hpp"
-#include "internal/cron_schedule.hpp"
+#include "util/cron_schedule.hpp"
 #include "quilplatform/crond.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

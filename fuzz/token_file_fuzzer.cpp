@@ -6,8 +6,8 @@
 #include <string>
 
 #include "fuzz_root.hpp"
-#include "internal/log.hpp"
-#include "internal/package_pkce_client_impl.hpp"
+#include "foundation/log.hpp"
+#include "pkce/package_pkce_client_impl.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/pkce_client.hpp"
 

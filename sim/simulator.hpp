@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "internal/base64url.hpp"
+#include "util/base64url.hpp"
 
 namespace quilkova::sim {
 

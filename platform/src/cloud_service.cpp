@@ -13,8 +13,8 @@
 #include <new>
 #include <string>
 
-#include "internal/atomic_file.hpp"
-#include "internal/root_prefix.hpp"
+#include "util/atomic_file.hpp"
+#include "util/root_prefix.hpp"
 #include "quilplatform/device.h"
 
 namespace {

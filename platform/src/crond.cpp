@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "internal/atomic_file.hpp"
-#include "internal/cron_schedule.hpp"
-#include "internal/root_prefix.hpp"
+#include "util/atomic_file.hpp"
+#include "util/cron_schedule.hpp"
+#include "util/root_prefix.hpp"
 #include "last_error.hpp"
 #include "quilplatform/qlibc_error.h"
 

@@ -7,7 +7,7 @@
 #include <new>
 #include <string>
 
-#include "internal/root_prefix.hpp"
+#include "util/root_prefix.hpp"
 #include "last_error.hpp"
 #include "quilplatform/qlibc_error.h"
 #include "quilplatform/qlibc_file.h"

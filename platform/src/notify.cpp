@@ -11,7 +11,7 @@
 #include <new>
 #include <string>
 
-#include "internal/root_prefix.hpp"
+#include "util/root_prefix.hpp"
 #include "last_error.hpp"
 #include "quilplatform/qlibc_error.h"
 

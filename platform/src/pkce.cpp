@@ -7,7 +7,7 @@
 #include <new>
 #include <string>
 
-#include "internal/base64url.hpp"
+#include "util/base64url.hpp"
 #include "last_error.hpp"
 #include "quilplatform/qlibc_error.h"
 

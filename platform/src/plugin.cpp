@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "internal/atomic_file.hpp"
-#include "internal/root_prefix.hpp"
+#include "util/atomic_file.hpp"
+#include "util/root_prefix.hpp"
 #include "last_error.hpp"
 #include "process_runner.hpp"
 #include "quilplatform/qlibc_error.h"

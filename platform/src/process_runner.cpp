@@ -9,7 +9,7 @@
 #include <cstring>
 #include <thread>
 
-#include "internal/root_prefix.hpp"
+#include "util/root_prefix.hpp"
 
 extern char** environ;
 

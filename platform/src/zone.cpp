@@ -8,8 +8,8 @@
 #include <new>
 #include <string>
 
-#include "internal/atomic_file.hpp"
-#include "internal/root_prefix.hpp"
+#include "util/atomic_file.hpp"
+#include "util/root_prefix.hpp"
 #include "last_error.hpp"
 #include "quilplatform/qlibc_error.h"
 

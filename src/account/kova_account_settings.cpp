@@ -1,6 +1,6 @@
 // The flat face of the account record: one call copies the whole record.
-#include "internal/fixed_field.hpp"
-#include "internal/flat_boundary.hpp"
+#include "foundation/fixed_field.hpp"
+#include "foundation/flat_boundary.hpp"
 #include "quilkova/quilkova.h"
 #include "quilkova/user.hpp"
 

@@ -1,7 +1,7 @@
 // The flat face of the service hosts.
-#include "internal/fixed_field.hpp"
-#include "internal/flat_boundary.hpp"
-#include "internal/log.hpp"
+#include "foundation/fixed_field.hpp"
+#include "foundation/flat_boundary.hpp"
+#include "foundation/log.hpp"
 #include "quilkova/quilkova.h"
 #include "quilkova/server_info.hpp"
 

@@ -1,11 +1,11 @@
-#include "internal/privilege.hpp"
+#include "account/privilege.hpp"
 
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
-#include "internal/log.hpp"
+#include "foundation/log.hpp"
 #include "quilkova/kova_exception.hpp"
 
 namespace quilkova::internal {

@@ -2,9 +2,9 @@
 
 #include <cstring>
 
-#include "internal/default_hosts.hpp"
-#include "internal/log.hpp"
-#include "internal/server_info_impl.hpp"
+#include "account/default_hosts.hpp"
+#include "foundation/log.hpp"
+#include "account/server_info_impl.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/user.hpp"
 #include "quilplatform/qlibc_file.h"

@@ -1,6 +1,6 @@
 #include "quilkova/user.hpp"
 
-#include "internal/user_impl.hpp"
+#include "account/user_impl.hpp"
 
 namespace quilkova {
 

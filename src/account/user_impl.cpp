@@ -1,4 +1,4 @@
-#include "internal/user_impl.hpp"
+#include "account/user_impl.hpp"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -8,10 +8,10 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "internal/log.hpp"
-#include "internal/privilege.hpp"
-#include "internal/redact.hpp"
-#include "internal/root_prefix.hpp"
+#include "foundation/log.hpp"
+#include "account/privilege.hpp"
+#include "foundation/redact.hpp"
+#include "util/root_prefix.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilplatform/qlibc_file.h"
 

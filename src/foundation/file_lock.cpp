@@ -10,8 +10,8 @@
 #include <random>
 #include <thread>
 
-#include "internal/log.hpp"
-#include "internal/root_prefix.hpp"
+#include "foundation/log.hpp"
+#include "util/root_prefix.hpp"
 #include "quilplatform/qlibc_file.h"
 
 namespace quilkova {

@@ -1,10 +1,10 @@
-#include "internal/json_utils.hpp"
+#include "foundation/json_utils.hpp"
 
 #include <cstring>
 #include <memory>
 
-#include "internal/atomic_file.hpp"
-#include "internal/root_prefix.hpp"
+#include "util/atomic_file.hpp"
+#include "util/root_prefix.hpp"
 
 namespace quilkova::internal {
 

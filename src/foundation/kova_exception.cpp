@@ -3,7 +3,7 @@
 #include <sstream>
 #include <utility>
 
-#include "internal/kova_exception_impl.hpp"
+#include "foundation/kova_exception_impl.hpp"
 
 namespace quilkova {
 

@@ -1,4 +1,4 @@
-#include "internal/log.hpp"
+#include "foundation/log.hpp"
 
 #include <cerrno>
 #include <cstdarg>

@@ -1,4 +1,4 @@
-#include "internal/redact.hpp"
+#include "foundation/redact.hpp"
 
 #include <algorithm>
 #include <cctype>

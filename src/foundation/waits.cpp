@@ -1,4 +1,4 @@
-#include "internal/waits.hpp"
+#include "foundation/waits.hpp"
 
 namespace quilkova::internal {
 

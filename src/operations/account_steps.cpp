@@ -1,8 +1,8 @@
-#include "internal/account_steps.hpp"
+#include "operations/account_steps.hpp"
 
-#include "internal/json_utils.hpp"
-#include "internal/log.hpp"
-#include "internal/redact.hpp"
+#include "foundation/json_utils.hpp"
+#include "foundation/log.hpp"
+#include "foundation/redact.hpp"
 #include "quilplatform/cloud_service.h"
 #include "quilplatform/device.h"
 #include "quilplatform/notify.h"

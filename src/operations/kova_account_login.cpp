@@ -2,13 +2,13 @@
 // access token, or by a user id and auth key proven with a query.
 #include <string>
 
-#include "internal/account_steps.hpp"
-#include "internal/flat_boundary.hpp"
-#include "internal/log.hpp"
-#include "internal/plugin_context.hpp"
-#include "internal/redact.hpp"
-#include "internal/report_schedule.hpp"
-#include "internal/user_impl.hpp"
+#include "operations/account_steps.hpp"
+#include "foundation/flat_boundary.hpp"
+#include "foundation/log.hpp"
+#include "device/plugin_context.hpp"
+#include "foundation/redact.hpp"
+#include "report/report_schedule.hpp"
+#include "account/user_impl.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/quilkova.h"
 #include "quilkova/user.hpp"

@@ -1,6 +1,6 @@
 // Ending the login through the appliance's PKCE account.
-#include "internal/flat_boundary.hpp"
-#include "internal/log.hpp"
+#include "foundation/flat_boundary.hpp"
+#include "foundation/log.hpp"
 #include "quilkova/account_pkce_service.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/quilkova.h"

@@ -4,13 +4,13 @@
 #include <ctime>
 #include <string>
 
-#include "internal/account_steps.hpp"
-#include "internal/cron_schedule.hpp"
-#include "internal/flat_boundary.hpp"
-#include "internal/log.hpp"
-#include "internal/query_answer.hpp"
-#include "internal/redact.hpp"
-#include "internal/waits.hpp"
+#include "operations/account_steps.hpp"
+#include "util/cron_schedule.hpp"
+#include "foundation/flat_boundary.hpp"
+#include "foundation/log.hpp"
+#include "operations/query_answer.hpp"
+#include "foundation/redact.hpp"
+#include "foundation/waits.hpp"
 #include "quilkova/file_lock.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/quilkova.h"

@@ -1,10 +1,10 @@
 // Creating a cloud account from the appliance.
 #include <string>
 
-#include "internal/account_steps.hpp"
-#include "internal/flat_boundary.hpp"
-#include "internal/log.hpp"
-#include "internal/redact.hpp"
+#include "operations/account_steps.hpp"
+#include "foundation/flat_boundary.hpp"
+#include "foundation/log.hpp"
+#include "foundation/redact.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/cloud_service.h"
 #include "quilplatform/qlibc_error.h"

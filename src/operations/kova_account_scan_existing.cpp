@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "internal/flat_boundary.hpp"
-#include "internal/json_utils.hpp"
-#include "internal/log.hpp"
-#include "internal/waits.hpp"
+#include "foundation/flat_boundary.hpp"
+#include "foundation/json_utils.hpp"
+#include "foundation/log.hpp"
+#include "foundation/waits.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/process.h"
 #include "quilplatform/qlibc_string.h"

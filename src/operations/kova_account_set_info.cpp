@@ -2,11 +2,11 @@
 #include <cstring>
 #include <string>
 
-#include "internal/account_steps.hpp"
-#include "internal/fixed_field.hpp"
-#include "internal/flat_boundary.hpp"
-#include "internal/log.hpp"
-#include "internal/redact.hpp"
+#include "operations/account_steps.hpp"
+#include "foundation/fixed_field.hpp"
+#include "foundation/flat_boundary.hpp"
+#include "foundation/log.hpp"
+#include "foundation/redact.hpp"
 #include "quilkova/quilkova.h"
 
 namespace {

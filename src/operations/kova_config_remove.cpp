@@ -1,10 +1,10 @@
 // Unbinding the account locally: the record goes, the plug-ins are told first.
 #include <cerrno>
 
-#include "internal/log.hpp"
-#include "internal/plugin_context.hpp"
-#include "internal/flat_boundary.hpp"
-#include "internal/user_impl.hpp"
+#include "foundation/log.hpp"
+#include "device/plugin_context.hpp"
+#include "foundation/flat_boundary.hpp"
+#include "account/user_impl.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/quilkova.h"
 

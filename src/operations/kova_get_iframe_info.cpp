@@ -2,9 +2,9 @@
 // the repair of its API key when such a page reports it unknown.
 #include <string>
 
-#include "internal/account_steps.hpp"
-#include "internal/flat_boundary.hpp"
-#include "internal/log.hpp"
+#include "operations/account_steps.hpp"
+#include "foundation/flat_boundary.hpp"
+#include "foundation/log.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/cloud_service.h"
 #include "quilplatform/device.h"

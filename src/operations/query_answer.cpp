@@ -1,9 +1,9 @@
 // The account query's answer read into a profile. A service that changes a
 // member's type must not cost the appliance its account.
-#include "internal/query_answer.hpp"
+#include "operations/query_answer.hpp"
 
-#include "internal/json_utils.hpp"
-#include "internal/log.hpp"
+#include "foundation/json_utils.hpp"
+#include "foundation/log.hpp"
 
 namespace quilkova::internal {
 

@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "internal/account_steps.hpp"
-#include "internal/fixed_field.hpp"
-#include "internal/flat_boundary.hpp"
-#include "internal/http.hpp"
-#include "internal/json_utils.hpp"
-#include "internal/log.hpp"
+#include "operations/account_steps.hpp"
+#include "foundation/fixed_field.hpp"
+#include "foundation/flat_boundary.hpp"
+#include "transport/http.hpp"
+#include "foundation/json_utils.hpp"
+#include "foundation/log.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/qlibc_file.h"
 

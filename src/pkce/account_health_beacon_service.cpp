@@ -1,9 +1,9 @@
 // The monitoring service's grant, vouched for by the "healthbeacon" package.
 #include "quilkova/account_health_beacon_service.hpp"
 
-#include "internal/class_boundary.hpp"
-#include "internal/json_utils.hpp"
-#include "internal/pkce_requests.hpp"
+#include "foundation/class_boundary.hpp"
+#include "foundation/json_utils.hpp"
+#include "pkce/pkce_requests.hpp"
 #include "quilkova/account_service.hpp"
 #include "quilkova/hos_service.hpp"
 #include "quilkova/package_pkce_client.hpp"

@@ -8,14 +8,14 @@
 #include <ctime>
 #include <memory>
 
-#include "internal/atomic_file.hpp"
-#include "internal/class_boundary.hpp"
-#include "internal/json_utils.hpp"
-#include "internal/log.hpp"
-#include "internal/package_pkce_client_impl.hpp"
-#include "internal/pkce_requests.hpp"
-#include "internal/root_prefix.hpp"
-#include "internal/string_utils.hpp"
+#include "util/atomic_file.hpp"
+#include "foundation/class_boundary.hpp"
+#include "foundation/json_utils.hpp"
+#include "foundation/log.hpp"
+#include "pkce/package_pkce_client_impl.hpp"
+#include "pkce/pkce_requests.hpp"
+#include "util/root_prefix.hpp"
+#include "foundation/string_utils.hpp"
 #include "quilkova/account_pkce_service.hpp"
 #include "quilkova/hos_service.hpp"
 #include "quilkova/kova_exception.hpp"

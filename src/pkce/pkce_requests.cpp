@@ -1,15 +1,15 @@
-#include "internal/pkce_requests.hpp"
+#include "pkce/pkce_requests.hpp"
 
 #include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/split.hpp>
 #include <cstring>
 #include <ctime>
 
-#include "internal/json_utils.hpp"
-#include "internal/log.hpp"
-#include "internal/redact.hpp"
-#include "internal/string_utils.hpp"
-#include "internal/waits.hpp"
+#include "foundation/json_utils.hpp"
+#include "foundation/log.hpp"
+#include "foundation/redact.hpp"
+#include "foundation/string_utils.hpp"
+#include "foundation/waits.hpp"
 #include "quilkova/hos_service.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilplatform/pkce.h"

@@ -1,8 +1,8 @@
 // The scheduler job that runs the periodic report.
 #include <json/json.h>
 
-#include "internal/log.hpp"
-#include "internal/report_schedule.hpp"
+#include "foundation/log.hpp"
+#include "report/report_schedule.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/quilkova.h"
 #include "quilkova/user.hpp"

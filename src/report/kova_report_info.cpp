@@ -3,11 +3,11 @@
 // own refusal of the account logs the appliance out; a network failure never does.
 #include <string>
 
-#include "internal/account_pkce_service_impl.hpp"
-#include "internal/account_steps.hpp"
-#include "internal/fixed_field.hpp"
-#include "internal/flat_boundary.hpp"
-#include "internal/log.hpp"
+#include "pkce/account_pkce_service_impl.hpp"
+#include "operations/account_steps.hpp"
+#include "foundation/fixed_field.hpp"
+#include "foundation/flat_boundary.hpp"
+#include "foundation/log.hpp"
 #include "quilkova/account_pkce_service.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/pkce_client.hpp"

@@ -1,4 +1,4 @@
-#include "internal/curl_policy.hpp"
+#include "transport/curl_policy.hpp"
 
 #include <strings.h>
 

@@ -4,11 +4,11 @@
 #include <memory>
 #include <new>
 
-#include "internal/curl_handles.hpp"
-#include "internal/curl_policy.hpp"
-#include "internal/redact.hpp"
-#include "internal/http.hpp"
-#include "internal/string_utils.hpp"
+#include "transport/curl_handles.hpp"
+#include "transport/curl_policy.hpp"
+#include "foundation/redact.hpp"
+#include "transport/http.hpp"
+#include "foundation/string_utils.hpp"
 #include "quilkova/kova_exception.hpp"
 
 namespace quilkova::http {

@@ -12,13 +12,13 @@
 #include <thread>
 #include <vector>
 
-#include "internal/curl_handles.hpp"
-#include "internal/curl_policy.hpp"
-#include "internal/fixed_field.hpp"
-#include "internal/log.hpp"
-#include "internal/platform_handles.hpp"
-#include "internal/redact.hpp"
-#include "internal/waits.hpp"
+#include "transport/curl_handles.hpp"
+#include "transport/curl_policy.hpp"
+#include "foundation/fixed_field.hpp"
+#include "foundation/log.hpp"
+#include "foundation/platform_handles.hpp"
+#include "foundation/redact.hpp"
+#include "foundation/waits.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/qlibc_error.h"
 #include "quilplatform/qlibc_string.h"

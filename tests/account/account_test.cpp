@@ -1,8 +1,8 @@
 // The account record, its flat face and the service hosts.
 #include "test_prelude.hpp"
 
-#include "internal/default_hosts.hpp"
-#include "internal/server_info_impl.hpp"
+#include "account/default_hosts.hpp"
+#include "account/server_info_impl.hpp"
 
 namespace {
 

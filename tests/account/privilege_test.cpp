@@ -4,7 +4,7 @@
 
 #include <syslog.h>
 
-#include "internal/default_hosts.hpp"
+#include "account/default_hosts.hpp"
 
 namespace {
 

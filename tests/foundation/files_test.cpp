@@ -8,7 +8,7 @@
 
 #include <algorithm>
 
-#include "internal/atomic_file.hpp"
+#include "util/atomic_file.hpp"
 
 namespace {
 

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <map>
 
-#include "internal/cron_schedule.hpp"
-#include "internal/redact.hpp"
-#include "internal/root_prefix.hpp"
+#include "util/cron_schedule.hpp"
+#include "foundation/redact.hpp"
+#include "util/root_prefix.hpp"
 
 // Exported from the test program (linked with -rdynamic), so its frame has a
 // symbol name to demangle.

@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <new>
 
-#include "internal/string_utils.hpp"
+#include "foundation/string_utils.hpp"
 #include "quilplatform/cloud_service.h"
 #include "quilplatform/crond.h"
 #include "quilplatform/device.h"

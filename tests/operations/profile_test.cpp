@@ -2,7 +2,7 @@
 // API-key recovery and the store client.
 #include "test_prelude.hpp"
 
-#include "internal/account_steps.hpp"
+#include "operations/account_steps.hpp"
 
 namespace {
 

@@ -2,7 +2,7 @@
 // ladder of its token, remote and local logout.
 #include "test_prelude.hpp"
 
-#include "internal/account_pkce_service_impl.hpp"
+#include "pkce/account_pkce_service_impl.hpp"
 
 namespace {
 

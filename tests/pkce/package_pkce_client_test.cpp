@@ -1,7 +1,7 @@
 // Package PKCE clients and the monitoring-service grant against the simulator.
 #include "test_prelude.hpp"
 
-#include "internal/atomic_file.hpp"
+#include "util/atomic_file.hpp"
 
 namespace {
 

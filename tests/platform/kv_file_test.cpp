@@ -6,7 +6,7 @@
 
 #include <random>
 
-#include "internal/atomic_file.hpp"
+#include "util/atomic_file.hpp"
 #include "quilplatform/qlibc_file.h"
 
 namespace {

@@ -2,7 +2,7 @@
 // processes, scheduler, time zone and PKCE pair.
 #include "test_prelude.hpp"
 
-#include "internal/cron_schedule.hpp"
+#include "util/cron_schedule.hpp"
 #include "quilplatform/cloud_service.h"
 #include "quilplatform/crond.h"
 #include "quilplatform/device.h"

@@ -16,8 +16,8 @@
 #include <string>
 
 #include "child_process.hpp"
-#include "internal/json_utils.hpp"
-#include "internal/waits.hpp"
+#include "foundation/json_utils.hpp"
+#include "foundation/waits.hpp"
 #include "quilkova/account_pkce_service.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/quilkova.h"

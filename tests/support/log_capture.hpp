@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "internal/log.hpp"
+#include "foundation/log.hpp"
 
 namespace quilkova::test {
 

@@ -25,7 +25,7 @@
 #include <vector>
 
 #include "fixtures.hpp"
-#include "internal/json_utils.hpp"
+#include "foundation/json_utils.hpp"
 #include "log_capture.hpp"
 #include "quilkova/quilkova.hpp"
 #include "quilplatform/qlibc_error.h"

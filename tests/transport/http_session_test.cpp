@@ -2,7 +2,7 @@
 #include "test_prelude.hpp"
 
 #include "https_request.hpp"
-#include "internal/http.hpp"
+#include "transport/http.hpp"
 
 namespace {
 

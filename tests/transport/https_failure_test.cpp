@@ -5,7 +5,7 @@
 #include <sched.h>
 
 #include "https_request.hpp"
-#include "internal/http.hpp"
+#include "transport/http.hpp"
 
 namespace {
 

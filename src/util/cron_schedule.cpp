@@ -1,4 +1,4 @@
-#include "internal/cron_schedule.hpp"
+#include "util/cron_schedule.hpp"
 
 #include <sstream>
 

@@ -1,4 +1,4 @@
-#include "internal/atomic_file.hpp"
+#include "util/atomic_file.hpp"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -11,7 +11,7 @@
 #include <memory>
 #include <vector>
 
-#include "internal/root_prefix.hpp"
+#include "util/root_prefix.hpp"
 
 namespace quilkova::internal {
 

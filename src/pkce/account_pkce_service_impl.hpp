@@ -7,7 +7,7 @@
 
 #include "quilkova/account_pkce_service.hpp"
 #include "quilkova/account_service.hpp"
-#include "internal/pkce_client_impl.hpp"
+#include "pkce/pkce_client_impl.hpp"
 
 namespace quilkova {
 

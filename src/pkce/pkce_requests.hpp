@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
-#include "internal/http.hpp"
+#include "transport/http.hpp"
 #include "quilkova/file_lock.hpp"
-#include "internal/pkce_client_impl.hpp"
+#include "pkce/pkce_client_impl.hpp"
 #include "quilkova/quilkova.h"
 
 // What the PKCE clients' requests share: locks, the reading of answers, the

@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "internal/log.hpp"
-#include "internal/platform_handles.hpp"
+#include "foundation/log.hpp"
+#include "foundation/platform_handles.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/cloud_service.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <type_traits>
 
-#include "internal/log.hpp"
+#include "foundation/log.hpp"
 
 namespace quilkova {
 

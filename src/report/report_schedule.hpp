@@ -1,7 +1,7 @@
 #ifndef QUILKOVA_INTERNAL_REPORT_SCHEDULE_HPP
 #define QUILKOVA_INTERNAL_REPORT_SCHEDULE_HPP
 
-#include "internal/account_steps.hpp"
+#include "operations/account_steps.hpp"
 
 namespace quilkova::internal {
 

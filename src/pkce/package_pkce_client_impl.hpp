@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "internal/pkce_client_impl.hpp"
+#include "pkce/pkce_client_impl.hpp"
 
 namespace quilkova {
 

@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "internal/log.hpp"
-#include "internal/redact.hpp"
+#include "foundation/log.hpp"
+#include "foundation/redact.hpp"
 #include "quilkova/kova_exception.hpp"
 
 namespace quilkova::internal {

@@ -1,6 +1,6 @@
 #include "quilkova/kova_plugin_manager.hpp"
 
-#include "internal/log.hpp"
+#include "foundation/log.hpp"
 #include "quilplatform/plugin.h"
 
 namespace quilkova {

@@ -1,4 +1,4 @@
-#include "internal/log.hpp"
+#include "foundation/log.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/device.h"
 #include "quilplatform/qlibc_error.h"

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <string>
 
-#include "internal/log.hpp"
-#include "internal/platform_handles.hpp"
+#include "foundation/log.hpp"
+#include "foundation/platform_handles.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/device.h"
 #include "quilplatform/qlibc_error.h"

@@ -1,4 +1,4 @@
-#include "internal/root_prefix.hpp"
+#include "util/root_prefix.hpp"
 
 #include <sys/stat.h>
 

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "internal/json_utils.hpp"
-#include "internal/log.hpp"
-#include "internal/platform_handles.hpp"
-#include "internal/redact.hpp"
+#include "foundation/json_utils.hpp"
+#include "foundation/log.hpp"
+#include "foundation/platform_handles.hpp"
+#include "foundation/redact.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/qlibc_string.h"
 
