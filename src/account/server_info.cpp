@@ -1,3 +1,4 @@
+#include "foundation/appliance_paths.hpp"
 #include "quilkova/server_info.hpp"
 
 #include <cstring>
@@ -32,7 +33,7 @@ std::string ResolveHost(const ServerInfoImpl& self, OverrideGetter get_override,
 
 bool ServerInfoImpl::IsTest() const {
     char value[64] = {};
-    if (QLIBCFileGetKeyValue("/etc.defaults/quilinfo.conf", "quilpkg_server", value, sizeof(value), 0) < 1) {
+    if (QLIBCFileGetKeyValue(internal::kDeviceDefaults, "quilpkg_server", value, sizeof(value), 0) < 1) {
         return false;
     }
     return std::strcmp(value, "test") == 0;

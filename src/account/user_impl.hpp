@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "foundation/appliance_paths.hpp"
+
 // The keys of the account record, each listed once: accessor name, key, default.
 #define QUILKOVA_USER_STRING_KEYS(X)                         \
     X(AccountHost, "account_host", "")                       \
@@ -34,7 +36,7 @@ namespace quilkova {
 // process to root for its one file operation.
 class UserImpl {
 public:
-    static constexpr const char* kPath = "/usr/quil/etc/quillion-account/private/user.conf";
+    static constexpr const char* kPath = internal::kUserConf;
 
     std::string Get(const std::string& key, const std::string& default_value) const;
     void Set(const std::string& key, const std::string& value) const;

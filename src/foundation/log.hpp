@@ -19,9 +19,21 @@ const char* SourceBaseName(const char* path);
 using LogSink = std::function<void(int priority, const std::string& line)>;
 void SetLogSink(LogSink sink);
 
+// A source line a shared step logs as: the operation's own (KOVA_HERE), so
+// that its log lines name the operation that failed, not the step.
+struct Where {
+    const char* file;
+    int line;
+};
+
 }  // namespace quilkova::internal
 
 #define KOVA_LOG(priority, fmt, ...) \
     ::quilkova::internal::LogLine((priority), fmt, ::quilkova::internal::SourceBaseName(__FILE__), __LINE__, ##__VA_ARGS__)
+#define KOVA_HERE (::quilkova::internal::Where{__FILE__, __LINE__})
+// KOVA_LOG at priority error, as written at `where`.
+#define KOVA_LOG_AT(where, fmt, ...)                                                                               \
+    ::quilkova::internal::LogLine(LOG_ERR, fmt, ::quilkova::internal::SourceBaseName((where).file), (where).line, \
+                                  ##__VA_ARGS__)
 
 #endif

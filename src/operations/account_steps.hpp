@@ -19,16 +19,6 @@
 // code in the error slot and returns false when it fails.
 namespace quilkova::internal {
 
-struct Where {
-    const char* file;
-    int line;
-};
-#define KOVA_HERE (::quilkova::internal::Where{__FILE__, __LINE__})
-// KOVA_LOG at priority error, as written at `where`.
-#define KOVA_LOG_AT(where, fmt, ...)                                                                     \
-    ::quilkova::internal::LogLine(LOG_ERR, fmt, ::quilkova::internal::SourceBaseName((where).file), (where).line, \
-                                  ##__VA_ARGS__)
-
 using FormHash = SzHash;
 
 // A response of the sender, freed on every path, with the secrets of the

@@ -2,6 +2,7 @@
 // access token, or by a user id and auth key proven with a query.
 #include <string>
 
+#include "foundation/appliance_paths.hpp"
 #include "operations/account_steps.hpp"
 #include "foundation/flat_boundary.hpp"
 #include "foundation/log.hpp"
@@ -21,7 +22,6 @@ namespace {
 using namespace quilkova::internal;
 
 constexpr unsigned int kLoginEvent = 0x13A00001;
-constexpr const char* kSystemSettings = "/etc/quilinfo.conf";
 
 int BadParameters() {
     KOVA_LOG(LOG_ERR, "%s:%d Bad Parameters");

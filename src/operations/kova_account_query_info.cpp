@@ -4,6 +4,7 @@
 #include <ctime>
 #include <string>
 
+#include "foundation/appliance_paths.hpp"
 #include "operations/account_steps.hpp"
 #include "util/cron_schedule.hpp"
 #include "foundation/flat_boundary.hpp"
@@ -128,7 +129,7 @@ bool ReadRecord(Json::Value& result) {
 
 int QueryInfo(Json::Value& result, bool query_allowed, bool short_timeout) {
     // One query at a time across all processes, from reading the record to building the result.
-    quilkova::FileLock lock("/tmp/account_query_info.lock");
+    quilkova::FileLock lock(LockPath(kQueryLock));
     if (!lock.Lock(CurrentWaits().lock_seconds)) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to lock file: %s", lock.GetPath().c_str());
         QUILKOVAErrSet(KOVA_ERR_TOKEN);  // a lock not had, as everywhere else: never a refusal

@@ -1,6 +1,7 @@
 // Creating a cloud account from the appliance.
 #include <string>
 
+#include "foundation/appliance_paths.hpp"
 #include "operations/account_steps.hpp"
 #include "foundation/flat_boundary.hpp"
 #include "foundation/log.hpp"
@@ -28,7 +29,7 @@ int Register(const char* email, const char* password, const char* full_name, boo
         return -1;
     }
     char language[32] = {};
-    if (QLIBCFileGetKeyValue("/etc/quilinfo.conf", "language", language, sizeof(language), 0) < 1) {
+    if (QLIBCFileGetKeyValue(kSystemSettings, "language", language, sizeof(language), 0) < 1) {
         std::snprintf(language, sizeof(language), "enu");
     }
     char token[QUIL_CLOUD_SERVICE_DSTOKEN_SIZE] = {};

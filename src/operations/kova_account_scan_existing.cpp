@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/appliance_paths.hpp"
 #include "foundation/flat_boundary.hpp"
 #include "foundation/json_utils.hpp"
 #include "foundation/log.hpp"
@@ -19,10 +20,10 @@
 
 namespace {
 
+using quilkova::internal::kDdnsTool;
+using quilkova::internal::kRelayFile;
 using quilkova::internal::TextOf;
 
-constexpr const char* kRelayFile = "/usr/quil/etc/quilrelayd/quilrelayd.conf";
-constexpr const char* kDdnsTool = "/usr/quil/sbin/quilddnsinfo";
 constexpr size_t kLineSize = 1024;
 
 void AddEntry(Json::Value& result, const std::string& account, const char* type, const std::string& value) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/appliance_paths.hpp"
 #include "operations/account_steps.hpp"
 #include "foundation/fixed_field.hpp"
 #include "foundation/flat_boundary.hpp"
@@ -19,7 +20,6 @@ namespace {
 using namespace quilkova;
 using namespace quilkova::internal;
 
-constexpr const char* kStoreFile = "/usr/quil/etc/quilpayment/store.conf";
 constexpr long kPaymentTimeoutMs = 120000;  // the flat sender's long class
 constexpr size_t kLongestAccount = 65536;
 

@@ -1,5 +1,6 @@
 // The appliance's PKCE account: login, the rescue ladder of its tokens, and
 // the remote and local logout.
+#include "foundation/appliance_paths.hpp"
 #include "quilkova/account_pkce_service.hpp"
 
 #include "pkce/account_pkce_service_impl.hpp"
@@ -22,14 +23,13 @@ namespace quilkova {
 namespace {
 constexpr const char* kLoginEvent = "kova/login";
 constexpr unsigned int kLogoutEvent = 0x13a00002;
-constexpr const char* kTokenDirectory = "/usr/quil/etc/quillion-account/private/";
 
 // Rescues of the appliance's token, one at a time across processes: the
 // second of two callers whose renewal was refused finds the token the first
 // one got, instead of spending another grant.
 class RescueLock {
 public:
-    RescueLock() : lock_(internal::LockPath("hos_rescue_token")) { internal::LockOrThrow(lock_); }
+    RescueLock() : lock_(internal::LockPath(internal::RescueLockName())) { internal::LockOrThrow(lock_); }
 
 private:
     FileLock lock_;
@@ -50,7 +50,7 @@ std::string ShellQuoted(const std::string& text) {
 }  // namespace
 
 AccountPkceServiceImpl::AccountPkceServiceImpl(const std::string& account_host, const std::string& identity_host)
-    : AccountService(account_host, identity_host), client_(kClientName) {
+    : AccountService(account_host, identity_host), client_(internal::kApplianceClient) {
     client_.SetPkceConfig(GetLoginPkceConfig());
 }
 
@@ -226,7 +226,7 @@ void internal::LogoutLocally() {
     // the appliance's and each package's. The directory is quoted, the
     // wildcard is not, so a root prefix can never widen the removal.
     const std::string command =
-        "/bin/rm -f " + ShellQuoted(internal::RootedPath(kTokenDirectory)) + "*_token.json";
+        "/bin/rm -f " + ShellQuoted(internal::RootedPath(internal::kPrivateDirectory)) + "*_token.json";
     if (QLIBCExecl("/bin/sh", "-c", command.c_str(), static_cast<char*>(nullptr)) < 0) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to clear token files");
     }

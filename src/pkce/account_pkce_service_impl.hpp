@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "foundation/appliance_paths.hpp"
 #include "quilkova/account_pkce_service.hpp"
 #include "quilkova/account_service.hpp"
 #include "pkce/pkce_client_impl.hpp"
@@ -20,15 +21,11 @@ void LogoutLocally();
 
 class AccountPkceServiceImpl : public AccountService {
 public:
-    static constexpr const char* kClientName = "hos";
-    static constexpr const char* kRegisterConfig = "/usr/quil/etc.defaults/quillion-account/config/pkce_register.conf";
-    static constexpr const char* kLoginConfig = "/usr/quil/etc.defaults/quillion-account/config/pkce_login.conf";
-
     AccountPkceServiceImpl(const std::string& account_host, const std::string& identity_host);
 
     Json::Value GetPkceConfig(const std::string& path) const;
-    Json::Value GetRegisterPkceConfig() const { return GetPkceConfig(kRegisterConfig); }
-    Json::Value GetLoginPkceConfig() const { return GetPkceConfig(kLoginConfig); }
+    Json::Value GetRegisterPkceConfig() const { return GetPkceConfig(internal::kRegisterConfig); }
+    Json::Value GetLoginPkceConfig() const { return GetPkceConfig(internal::kLoginConfig); }
     std::string GetClientId() const;
     Json::Value ExchangeAuthKey(const std::string& access_token) const;
     Json::Value Login(const ParamPkceLogin& param) const;

@@ -1,5 +1,6 @@
 // A package's PKCE client: its configuration fetched and cached, its tokens
 // granted on the strength of the appliance's account.
+#include "foundation/appliance_paths.hpp"
 #include "quilkova/package_pkce_client.hpp"
 
 #include <sys/stat.h>
@@ -36,7 +37,7 @@ PackagePkceClientImpl::PackagePkceClientImpl(const std::string& package) : packa
 
 bool PackagePkceClientImpl::IsValidPackageName(const std::string& package) {
     // A leading "." would hide the token file from the logout's "*_token.json".
-    if (package.empty() || package == "hos" || package[0] == '.' || package.find("..") != std::string::npos) {
+    if (package.empty() || package == internal::kApplianceClient || package[0] == '.' || package.find("..") != std::string::npos) {
         return false;
     }
     for (const char c : package) {
@@ -50,7 +51,7 @@ bool PackagePkceClientImpl::IsValidPackageName(const std::string& package) {
 }
 
 std::string PackagePkceClientImpl::GetConfigFilePath() const {
-    return "/tmp/account_" + package_ + "_pkce_client.conf";
+    return internal::PackageConfigPath(package_);
 }
 
 bool PackagePkceClientImpl::IsFresh(long long created_at) const {

@@ -1,3 +1,4 @@
+#include "foundation/appliance_paths.hpp"
 #include "quilkova/pkce_client.hpp"
 
 #include <fcntl.h>
@@ -139,7 +140,7 @@ Json::Value PkceClientImpl::FormatPkceConfig(const Json::Value& raw) const {
 }
 
 std::string PkceClientImpl::GetTokenFilePath() const {
-    return "/usr/quil/etc/quillion-account/private/" + name_ + "_token.json";
+    return internal::TokenFilePath(name_);
 }
 
 // A token file counts only when it is ours and nobody else may write it.

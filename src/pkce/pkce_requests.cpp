@@ -20,10 +20,6 @@ namespace {
 constexpr size_t kPkceTextSize = 44;
 }  // namespace
 
-std::string LockPath(const std::string& name) {
-    return format("/tmp/account_%s.lock", name.c_str());
-}
-
 void LockOrThrow(FileLock& lock) {
     if (!lock.Lock(CurrentWaits().lock_seconds)) {
         throw KovaException(KOVA_ERR_TOKEN, format("Failed to lock file: %s", lock.GetPath().c_str()));

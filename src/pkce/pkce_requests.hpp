@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/appliance_paths.hpp"
 #include "transport/http.hpp"
 #include "quilkova/file_lock.hpp"
 #include "pkce/pkce_client_impl.hpp"
@@ -18,8 +19,6 @@ namespace quilkova::internal {
 
 constexpr long kRequestTimeoutMs = 30000;
 
-// "/tmp/account_<name>.lock"
-std::string LockPath(const std::string& name);
 // Takes the lock (waiting up to 30 s) or throws 22 "Failed to lock file: <path>".
 void LockOrThrow(FileLock& lock);
 

@@ -1,6 +1,7 @@
 // The scheduler job that runs the periodic report.
 #include <json/json.h>
 
+#include "foundation/appliance_paths.hpp"
 #include "foundation/log.hpp"
 #include "report/report_schedule.hpp"
 #include "quilkova/kova_exception.hpp"
@@ -22,8 +23,8 @@ extern "C" int QUILKOVAAccountRegisterCrond(void) {
         job["period"] = "crontab";
         job["crontab"] = quilkova::User().GetReportCronTimestring();
         job["user"] = "root";
-        job["cmd_list"].append("/usr/quil/bin/quilkova");
-        job["cmd_list"].append("--report_info");
+        job["cmd_list"].append(quilkova::internal::kReportProgram);
+        job["cmd_list"].append(quilkova::internal::kReportOption);
         // Saved whole: registering again replaces the one job.
         jobs.append(job);
         return manager.Save(jobs) ? 1 : 0;
@@ -50,7 +51,7 @@ extern "C" unsigned int QUILKOVAAccountUnregisterCrond(void) {
 namespace quilkova::internal {
 
 void RegisterReportUnlessDisabled(Where where) {
-    if (QLIBCFileCheckKeyValue("/etc/quilinfo.conf", "kova_disable_report", "yes", 0) == 1) {
+    if (QLIBCFileCheckKeyValue(kSystemSettings, "kova_disable_report", "yes", 0) == 1) {
         return;
     }
     if (QUILKOVAAccountRegisterCrond() == 0) {

@@ -1,11 +1,10 @@
 #ifndef QUILKOVA_INTERNAL_REPORT_SCHEDULE_HPP
 #define QUILKOVA_INTERNAL_REPORT_SCHEDULE_HPP
 
+#include "foundation/appliance_paths.hpp"
 #include "operations/account_steps.hpp"
 
 namespace quilkova::internal {
-
-constexpr const char* kReportCommand = "/usr/quil/bin/quilkova --report_info";
 
 // Installs the report job unless "/etc/quilinfo.conf" says
 // kova_disable_report="yes"; a failure is logged (as the caller's) only.

@@ -1,0 +1,48 @@
+#ifndef QUILKOVA_FOUNDATION_RESULT_HPP
+#define QUILKOVA_FOUNDATION_RESULT_HPP
+
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "quilkova/quilkova.h"
+
+// What the library's operations return: a value, or the failure that stopped
+// them. The flat face stores the failure's code in the error slot, the class
+// face throws it as a KovaException; the operations themselves never touch
+// the slot.
+namespace quilkova::internal {
+
+// A failure: a code of the library's one numbering and, for the class face,
+// a message ("" gives the code's own text). A failure with code 0 is one the
+// flat face reports with the slot left at 0 (a plug-in context that could not
+// be opened, a time zone that could not be read), as those functions always did.
+struct Error {
+    KOVA_ERRCODE code = KOVA_ERR_UNKNOWN;
+    std::string message;
+};
+
+template <typename T>
+class [[nodiscard]] Result {
+public:
+    Result(T value) : value_(std::move(value)) {}      // NOLINT: `return value;` reads best
+    Result(Error error) : error_(std::move(error)) {}  // NOLINT: likewise `return Error{...};`
+
+    bool ok() const { return value_.has_value(); }
+    explicit operator bool() const { return ok(); }
+    T& value() { return *value_; }
+    const T& value() const { return *value_; }
+    const Error& error() const { return error_; }
+
+private:
+    std::optional<T> value_;
+    Error error_;
+};
+
+// Success with nothing to return.
+struct Done {};
+using Status = Result<Done>;
+
+}  // namespace quilkova::internal
+
+#endif
