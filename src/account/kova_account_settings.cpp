@@ -1,10 +1,11 @@
-// The flat face of the account record: one call copies the whole record.
-#include "foundation/fixed_field.hpp"
-#include "foundation/flat_boundary.hpp"
-#include "quilkova/quilkova.h"
-#include "quilkova/user.hpp"
+// The account record copied whole between the store and the flat record.
+#include "account/account_record.hpp"
 
 #include <cstddef>
+
+#include "account/profile.hpp"
+#include "account/user_impl.hpp"
+#include "foundation/fixed_field.hpp"
 
 // The record's layout is part of the outside interface: fixed forever.
 static_assert(offsetof(KOVA_INFO, password) == 4096 && offsetof(KOVA_INFO, user_id) == 8192 &&
@@ -17,71 +18,63 @@ static_assert(offsetof(KOVA_INFO, password) == 4096 && offsetof(KOVA_INFO, user_
                   offsetof(KOVA_INFO, last_query_time) == 20244 && sizeof(KOVA_INFO) == 20248,
               "KOVA_INFO layout changed");
 
-using quilkova::User;
-using quilkova::internal::CopyField;
-using quilkova::internal::FieldText;
+namespace quilkova::internal {
 
-extern "C" int QUILKOVAAccountGet(KOVA_INFO* info) {
-    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
+namespace {
+// The order in which the record is read into KOVA_INFO, after the auth key and the user id.
+constexpr Field kReadAfterTheIdentity[] = {Field::Email,
+                                Field::Name,        Field::Country,       Field::Timezone,
+                                Field::NotifyLanguage, Field::LastQueryTime, Field::IsActivated,
+                                Field::IsDisabled,  Field::IsEnews,       Field::IsCriticalRelease,
+                                Field::IsEnewsLocalPromotion, Field::CriticalVersionList,
+                                Field::CriticalVersionDomain};
+// Always written, empty or not.
+constexpr Field kIdentity[] = {Field::Email, Field::AuthKey, Field::UserId};
+// Written only from a record that carries a query's profile, last_query_time last.
+constexpr Field kProfile[] = {Field::Name,        Field::Country,     Field::Timezone,
+                              Field::NotifyLanguage, Field::IsActivated, Field::IsDisabled,
+                              Field::IsEnews,     Field::IsEnewsLocalPromotion, Field::IsCriticalRelease,
+                              Field::CriticalVersionList, Field::CriticalVersionDomain, Field::LastQueryTime};
+}  // namespace
+
+Status ReadAccountRecord(KOVA_INFO* info) {
     if (info == nullptr) {
-        return quilkova::internal::FailBadParam();
+        return Error{KOVA_ERR_BAD_PARAM};
     }
-    // Each field is written as soon as it is read: a failure part-way leaves
-    // the fields before it filled and the rest as the caller left them.
-    return quilkova::internal::RunFlat([info] {
-        const User user;
-        const std::string auth_key = user.GetAuthKey();
-        if (auth_key.empty()) {
-            return KOVA_ERR_NO_ACCOUNT;
-        }
-        const std::string user_id = user.GetUserId();
-        if (user_id.empty()) {
-            return KOVA_ERR_NO_ACCOUNT;
-        }
-        CopyField(info->auth_key, auth_key);
-        CopyField(info->user_id, user_id);
-        CopyField(info->email, user.GetEmail());
-        CopyField(info->full_name, user.GetName());
-        CopyField(info->country, user.GetCountry());
-        CopyField(info->timezone, user.GetTimezone());
-        CopyField(info->notify_language, user.GetNotifyLanguage());
-        info->last_query_time = static_cast<int32_t>(user.GetLastQueryTime());
-        info->activated = user.GetIsActivated() ? 1 : 0;
-        info->disabled = user.GetIsDisabled() ? 1 : 0;
-        info->enews = user.GetIsEnews() ? 1 : 0;
-        info->critical_release = user.GetIsCriticalRelease() ? 1 : 0;
-        info->enews_local_promotion = user.GetIsEnewsLocalPromotion() ? 1 : 0;
-        CopyField(info->critical_version_list, user.GetCriticalVersionList());
-        CopyField(info->critical_version_domain, user.GetCriticalVersionDomain());
-        return KOVA_ERR_SUCCESS;
-    });
+    const UserImpl user;
+    // An account counts as present only when both the auth key and the user id are stored.
+    const std::string auth_key = user.GetAuthKey();
+    if (auth_key.empty()) {
+        return Error{KOVA_ERR_NO_ACCOUNT};
+    }
+    const std::string user_id = user.GetUserId();
+    if (user_id.empty()) {
+        return Error{KOVA_ERR_NO_ACCOUNT};
+    }
+    CopyField(info->auth_key, auth_key);
+    CopyField(info->user_id, user_id);
+    // Each further field is written as soon as it is read: a failure part-way
+    // leaves the fields before it filled and the rest as the caller left them.
+    for (const Field field : kReadAfterTheIdentity) {
+        CopyToInfo(user, field, *info);
+    }
+    return Done{};
 }
 
-extern "C" int QUILKOVAAccountSet(const KOVA_INFO* info) {
-    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
+Status WriteAccountRecord(const KOVA_INFO* info) {
     if (info == nullptr) {
-        return quilkova::internal::FailBadParam();
+        return Error{KOVA_ERR_BAD_PARAM};
     }
-    return quilkova::internal::RunFlat([info] {
-        const User user;
-        user.SetEmail(FieldText(info->email));
-        user.SetAuthKey(FieldText(info->auth_key));
-        user.SetUserId(FieldText(info->user_id));
-        // Only a record that comes from a query carries a profile.
-        if (info->last_query_time > 0) {
-            user.SetName(FieldText(info->full_name));
-            user.SetCountry(FieldText(info->country));
-            user.SetTimezone(FieldText(info->timezone));
-            user.SetNotifyLanguage(FieldText(info->notify_language));
-            user.SetIsActivated(info->activated != 0);
-            user.SetIsDisabled(info->disabled != 0);
-            user.SetIsEnews(info->enews != 0);
-            user.SetIsEnewsLocalPromotion(info->enews_local_promotion != 0);
-            user.SetIsCriticalRelease(info->critical_release != 0);
-            user.SetCriticalVersionList(FieldText(info->critical_version_list));
-            user.SetCriticalVersionDomain(FieldText(info->critical_version_domain));
-            user.SetLastQueryTime(info->last_query_time);
+    const UserImpl user;
+    for (const Field field : kIdentity) {
+        StoreFromInfo(user, field, *info);
+    }
+    if (info->last_query_time > 0) {
+        for (const Field field : kProfile) {
+            StoreFromInfo(user, field, *info);
         }
-        return KOVA_ERR_SUCCESS;
-    });
+    }
+    return Done{};
 }
+
+}  // namespace quilkova::internal

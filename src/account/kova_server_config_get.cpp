@@ -1,38 +1,47 @@
-// The flat face of the service hosts.
-#include "foundation/fixed_field.hpp"
-#include "foundation/flat_boundary.hpp"
-#include "foundation/log.hpp"
-#include "quilkova/quilkova.h"
-#include "quilkova/server_info.hpp"
-
+// The service hosts as the flat face hands them out.
 #include <cstddef>
+#include <cstdio>
+
+#include "account/account_record.hpp"
+#include "account/server_info_impl.hpp"
+#include "foundation/fixed_field.hpp"
+#include "foundation/log.hpp"
 
 static_assert(offsetof(KOVA_SERVER_CONFIG, account_url) == 2048 && sizeof(KOVA_SERVER_CONFIG) == 4096,
               "KOVA_SERVER_CONFIG layout changed");
 
-extern "C" int QUILKOVAServerConfigGet(KOVA_SERVER_CONFIG* config) {
-    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
+namespace quilkova::internal {
+
+Status ReadServerConfig(KOVA_SERVER_CONFIG* config) {
     if (config == nullptr) {
-        return quilkova::internal::FailBadParam();
+        return Error{KOVA_ERR_BAD_PARAM};
     }
-    return quilkova::internal::RunFlat([config] {
-        const quilkova::ServerInfo hosts;
-        quilkova::internal::CopyField(config->account_url, hosts.GetAccountHost());
-        quilkova::internal::CopyField(config->payment_url, hosts.GetPaymentHost());
-        return KOVA_ERR_SUCCESS;
-    });
+    const ServerInfoImpl hosts;
+    CopyField(config->account_url, hosts.GetAccountHost());
+    CopyField(config->payment_url, hosts.GetPaymentHost());
+    return Done{};
 }
 
-extern "C" int QUILPaymentConfigGet(char* url) {
-    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
+Result<std::string> AccountHost(Where where) {
+    KOVA_SERVER_CONFIG config = {};
+    if (const Status read = ReadServerConfig(&config); !read) {
+        KOVA_LOG_AT(where, "%s:%d QUILKOVAServerConfigGet, code=%u", static_cast<unsigned int>(read.error().code));
+        return Error{KOVA_ERR_SERVER_CONFIG};
+    }
+    return std::string(config.account_url);
+}
+
+Status ReadPaymentUrl(char* url) {
     if (url == nullptr) {
-        return quilkova::internal::FailBadParam();
+        return Error{KOVA_ERR_BAD_PARAM};
     }
     KOVA_SERVER_CONFIG config = {};
-    if (QUILKOVAServerConfigGet(&config) != 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d QUILKOVAServerConfigGet, code=%u", static_cast<unsigned int>(QUILKOVAErrGet()));
-        return -1;
+    if (const Status read = ReadServerConfig(&config); !read) {
+        KOVA_LOG(LOG_ERR, "%s:%d QUILKOVAServerConfigGet, code=%u", static_cast<unsigned int>(read.error().code));
+        return read;
     }
     std::snprintf(url, sizeof(config.payment_url), "%s", config.payment_url);
-    return 0;
+    return Done{};
 }
+
+}  // namespace quilkova::internal

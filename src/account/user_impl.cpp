@@ -126,17 +126,17 @@ bool UserImpl::Exists() const {
     return !GetUserId().empty();
 }
 
-#define QUILKOVA_DEFINE_STRING(Name, key, fallback)                                      \
+#define QUILKOVA_DEFINE_STRING(Name, key, fallback, ...)                                      \
     std::string UserImpl::Get##Name() const { return Get(key, fallback); }              \
     void UserImpl::Set##Name(const std::string& value) const { Set(key, value); }
-#define QUILKOVA_DEFINE_BOOL(Name, key, fallback)                                        \
+#define QUILKOVA_DEFINE_BOOL(Name, key, fallback, ...)                                        \
     bool UserImpl::Get##Name() const { return GetBool(key, fallback); }                 \
     void UserImpl::Set##Name(bool value) const { SetBool(key, value); }
-#define QUILKOVA_DEFINE_NUMBER(Name, key, fallback)                                      \
+#define QUILKOVA_DEFINE_NUMBER(Name, key, fallback, ...)                                      \
     long long UserImpl::Get##Name() const { return GetNumber(key, fallback); }          \
     void UserImpl::Set##Name(long long value) const { SetNumber(key, value); }
-QUILKOVA_USER_STRING_KEYS(QUILKOVA_DEFINE_STRING)
-QUILKOVA_USER_BOOL_KEYS(QUILKOVA_DEFINE_BOOL)
-QUILKOVA_USER_NUMBER_KEYS(QUILKOVA_DEFINE_NUMBER)
+QUILKOVA_TEXT_FIELDS(QUILKOVA_DEFINE_STRING)
+QUILKOVA_FLAG_FIELDS(QUILKOVA_DEFINE_BOOL)
+QUILKOVA_NUMBER_FIELDS(QUILKOVA_DEFINE_NUMBER)
 
 }  // namespace quilkova

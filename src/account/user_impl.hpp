@@ -3,32 +3,8 @@
 
 #include <string>
 
+#include "account/profile.hpp"
 #include "foundation/appliance_paths.hpp"
-
-// The keys of the account record, each listed once: accessor name, key, default.
-#define QUILKOVA_USER_STRING_KEYS(X)                         \
-    X(AccountHost, "account_host", "")                       \
-    X(IdentityHost, "identity_host", "")                     \
-    X(Email, "kovaID", "")                                   \
-    X(UserId, "kovaIDSerial", "")                            \
-    X(AuthKey, "hs_auth_key", "")                            \
-    X(Name, "full_name", "")                                 \
-    X(Country, "country", "")                                \
-    X(Timezone, "timezone", "")                              \
-    X(NotifyLanguage, "notify_language", "")                 \
-    X(CriticalVersionList, "critical_version_list", "")      \
-    X(CriticalVersionDomain, "critical_version_domain", "")  \
-    X(ReportCronTimestring, "report_cron_timestring", "~ 9~16 * * 1~5")
-
-#define QUILKOVA_USER_BOOL_KEYS(X)                              \
-    X(IsActivated, "activated", false)                          \
-    X(IsDisabled, "disabled", false)                            \
-    X(IsEnews, "enews", false)                                  \
-    X(IsCriticalRelease, "critical_release", false)             \
-    X(IsEnewsLocalPromotion, "enews_local_promotion", false)    \
-    X(IsRealnameValidationPass, "realname_validation_pass", false)
-
-#define QUILKOVA_USER_NUMBER_KEYS(X) X(LastQueryTime, "last_query_time", 0)
 
 namespace quilkova {
 
@@ -51,18 +27,18 @@ public:
     // the error of the unlink.
     static int RemoveRecord();
 
-#define QUILKOVA_DECLARE_STRING(Name, key, fallback) \
+#define QUILKOVA_DECLARE_STRING(Name, ...) \
     std::string Get##Name() const;                   \
     void Set##Name(const std::string& value) const;
-#define QUILKOVA_DECLARE_BOOL(Name, key, fallback) \
+#define QUILKOVA_DECLARE_BOOL(Name, ...) \
     bool Get##Name() const;                        \
     void Set##Name(bool value) const;
-#define QUILKOVA_DECLARE_NUMBER(Name, key, fallback) \
+#define QUILKOVA_DECLARE_NUMBER(Name, ...) \
     long long Get##Name() const;                     \
     void Set##Name(long long value) const;
-    QUILKOVA_USER_STRING_KEYS(QUILKOVA_DECLARE_STRING)
-    QUILKOVA_USER_BOOL_KEYS(QUILKOVA_DECLARE_BOOL)
-    QUILKOVA_USER_NUMBER_KEYS(QUILKOVA_DECLARE_NUMBER)
+    QUILKOVA_TEXT_FIELDS(QUILKOVA_DECLARE_STRING)
+    QUILKOVA_FLAG_FIELDS(QUILKOVA_DECLARE_BOOL)
+    QUILKOVA_NUMBER_FIELDS(QUILKOVA_DECLARE_NUMBER)
 #undef QUILKOVA_DECLARE_STRING
 #undef QUILKOVA_DECLARE_BOOL
 #undef QUILKOVA_DECLARE_NUMBER

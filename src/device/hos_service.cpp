@@ -2,6 +2,8 @@
 
 #include <memory>
 
+#include "device/identity.hpp"
+#include "foundation/boundaries.hpp"
 #include "foundation/log.hpp"
 #include "foundation/platform_handles.hpp"
 #include "quilkova/kova_exception.hpp"
@@ -15,39 +17,28 @@
 namespace quilkova {
 
 namespace {
-constexpr int kSerialSize = 36;
-constexpr int kMacSize = 24;
-constexpr int kUserAgentSize = 256;
+using internal::Unwrap;
 
 // The cloud-service library's failure as a code; never "success".
-KovaException CloudServiceFailure() {
-    const int code = GetErrorCodeFromCloudService();
-    return KovaException(static_cast<KOVA_ERRCODE>(code != KOVA_ERR_SUCCESS ? code : KOVA_ERR_UNKNOWN));
+internal::Result<std::string> NeverSuccess(internal::Result<std::string> key) {
+    if (!key.ok() && key.error().code == KOVA_ERR_SUCCESS) {
+        return internal::Error{KOVA_ERR_UNKNOWN};
+    }
+    return key;
 }
 }  // namespace
 
 std::string HosService::GetSerialNo() const {
-    char serial[kSerialSize] = {};
-    if (QLIBGetSerialNumber(serial, sizeof(serial)) < 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to get serial number, err=[0x%04X %s:%d]", QLIBCErrGet(),
-                 QLIBCErrorGetFile(), QLIBCErrorGetLine());
-        throw KovaException(KOVA_ERR_SERIAL);
-    }
-    return serial;
+    return Unwrap(internal::ReadSerial(KOVA_HERE));
 }
 
 std::string HosService::GetMac() const {
-    char mac[kMacSize] = {};
-    if (QUILHsinfoCloudServiceGetMacAddress(mac, sizeof(mac)) < 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to get mac address");
-        throw KovaException(KOVA_ERR_MAC);
-    }
-    return mac;
+    return Unwrap(internal::ReadMac(KOVA_HERE));
 }
 
 std::string HosService::GetUserAgent() const {
-    char agent[kUserAgentSize] = {};
-    if (QUILKOVAUserAgentNameGet(agent, sizeof(agent)) != 0) {
+    char agent[internal::kUserAgentSize] = {};
+    if (!internal::ReadUserAgent(agent, sizeof(agent))) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to get kova user agent");
         throw KovaException(KOVA_ERR_SYSTEM);
     }
@@ -55,21 +46,15 @@ std::string HosService::GetUserAgent() const {
 }
 
 std::string HosService::GetApiKey() const {
-    char key[QUIL_CLOUD_SERVICE_APIKEY_SIZE] = {};
-    if (QUILCloudServiceGetApiKey(key, 1) < 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to get apikey");
-        throw CloudServiceFailure();
-    }
-    return key;
+    return Unwrap(NeverSuccess(internal::ReadApiKey(KOVA_HERE)));
 }
 
 std::string HosService::NewApiKey() const {
-    char key[QUIL_CLOUD_SERVICE_APIKEY_SIZE] = {};
-    if (QUILCloudServiceRegisterApiKey(key) < 0) {
+    internal::Result<std::string> key = internal::RegisterApiKey();
+    if (!key) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to register apikey");
-        throw CloudServiceFailure();
     }
-    return key;
+    return Unwrap(NeverSuccess(std::move(key)));
 }
 
 void HosService::SendSysNotify(const std::string& tag, const std::map<std::string, std::string>& params) const {

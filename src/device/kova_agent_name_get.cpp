@@ -1,18 +1,21 @@
+// The user agent the appliance sends: "kova/<firmware> (<model>)".
+#include "device/identity.hpp"
 #include "foundation/log.hpp"
-#include "quilkova/quilkova.h"
 #include "quilplatform/device.h"
 #include "quilplatform/qlibc_error.h"
 
-extern "C" int QUILKOVAUserAgentNameGet(char* buffer, int size) {
-    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
+namespace quilkova::internal {
+
+Status ReadUserAgent(char* buffer, int size) {
     if (buffer == nullptr || size <= 0) {
-        QUILKOVAErrSet(KOVA_ERR_BAD_PARAM);
-        return -1;
+        return Error{KOVA_ERR_BAD_PARAM};
     }
     // A device without a user agent still talks to the service: only logged.
     if (QLIBHsinfoUserAgentGet("kova", buffer, size) < 0) {
         KOVA_LOG(LOG_ERR, "%s:%d QLIBHsinfoUserAgentGet failed, quilerr=[0x%04X %s:%d]", QLIBCErrGet(),
                  QLIBCErrorGetFile(), QLIBCErrorGetLine());
     }
-    return 0;
+    return Done{};
 }
+
+}  // namespace quilkova::internal

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "device/identity.hpp"
 #include "foundation/log.hpp"
 #include "foundation/platform_handles.hpp"
 #include "quilkova/quilkova.h"
@@ -12,25 +13,21 @@
 #include "quilplatform/qlibc_error.h"
 #include "quilplatform/qlibc_string.h"
 
+namespace quilkova::internal {
+
 namespace {
 
-constexpr size_t kSerialSize = 36;
-constexpr size_t kMd5HexSize = 33;
+constexpr size_t kMd5HexSize = kDeviceTokenSize;
 constexpr size_t kSeedLimit = 4095;
-
-int Fail(KOVA_ERRCODE code) {
-    QUILKOVAErrSet(code);
-    return -1;
-}
 
 bool IsValidSerial(const char* serial) {
     return std::isalnum(static_cast<unsigned char>(serial[0])) != 0;
 }
 
-int InvalidSerial(const char* serial) {
+Error InvalidSerial(const char* serial) {
     KOVA_LOG(LOG_ERR, "%s:%d Serial number is invalid: [%s][0x%04X %s:%d]", serial, QLIBCErrGet(),
              QLIBCErrorGetFile(), QLIBCErrorGetLine());
-    return Fail(KOVA_ERR_SERIAL);
+    return Error{KOVA_ERR_SERIAL};
 }
 
 // The seed's first hex digit decides the number of passes (1 to 16); each
@@ -68,53 +65,51 @@ bool DeriveToken(const char* seed, std::string& token) {
 
 }  // namespace
 
-extern "C" int QUILKOVAGetSerialNumber(char* buffer, size_t size) {
-    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
+Status ReadCheckedSerial(char* buffer, size_t size) {
     if (buffer == nullptr) {
         KOVA_LOG(LOG_ERR, "%s:%d Wrong parameters");
-        return Fail(KOVA_ERR_BAD_PARAM);
+        return Error{KOVA_ERR_BAD_PARAM};
     }
     char serial[kSerialSize] = {};
     if (QLIBGetSerialNumber(serial, sizeof(serial)) < 0) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to get serial number from flash. [0x%04X %s:%d]", QLIBCErrGet(),
                  QLIBCErrorGetFile(), QLIBCErrorGetLine());
-        return Fail(KOVA_ERR_SERIAL);
+        return Error{KOVA_ERR_SERIAL};
     }
     std::snprintf(buffer, size, "%s", serial);
     if (!IsValidSerial(serial)) {
         return InvalidSerial(serial);
     }
-    return 0;
+    return Done{};
 }
 
-extern "C" int QUILKOVAGenerateToken(const char* accountId, const char* password, char* serial, size_t serialSize,
-                                     char* token, size_t tokenSize) {
-    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
-    if (token == nullptr || tokenSize == 0) {
-        return Fail(KOVA_ERR_BAD_PARAM);
+Status GenerateDeviceToken(const char* account_id, const char* password, char* serial, size_t serial_size,
+                           char* token, size_t token_size) {
+    if (token == nullptr || token_size == 0) {
+        return Error{KOVA_ERR_BAD_PARAM};
     }
     char own_serial[kSerialSize] = {};
-    if (serial == nullptr || serialSize == 0) {
+    if (serial == nullptr || serial_size == 0) {
         serial = own_serial;
-        serialSize = sizeof(own_serial);
+        serial_size = sizeof(own_serial);
     }
     if (serial[0] != '\0') {
         if (!IsValidSerial(serial)) {
             return InvalidSerial(serial);
         }
-    } else if (QUILKOVAGetSerialNumber(serial, serialSize) != 0) {
-        return -1;
+    } else if (const Status read = ReadCheckedSerial(serial, serial_size); !read) {
+        return read;
     }
 
-    quilkova::internal::HeapText seed(1024);
+    HeapText seed(1024);
     if (seed.text() == nullptr) {
         KOVA_LOG(LOG_ERR, "%s:%d Fail to allocate");
-        return Fail(KOVA_ERR_SYSTEM);
+        return Error{KOVA_ERR_SYSTEM};
     }
-    for (const char* part : {static_cast<const char*>(serial), accountId, password}) {
+    for (const char* part : {static_cast<const char*>(serial), account_id, password}) {
         if (part != nullptr && !seed.Append(part)) {
             KOVA_LOG(LOG_ERR, "%s:%d Fail to concat string");
-            return Fail(KOVA_ERR_SYSTEM);
+            return Error{KOVA_ERR_SYSTEM};
         }
     }
     std::string derived;
@@ -122,11 +117,13 @@ extern "C" int QUILKOVAGenerateToken(const char* accountId, const char* password
         if (!DeriveToken(seed.text(), derived)) {
             KOVA_LOG(LOG_ERR, "%s:%d GenerateToken Failed, err=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
                      QLIBCErrorGetLine());
-            return Fail(KOVA_ERR_TOKEN);
+            return Error{KOVA_ERR_TOKEN};
         }
     } catch (...) {
-        return Fail(KOVA_ERR_SYSTEM);
+        return Error{KOVA_ERR_SYSTEM};  // the derivation's texts could not be had
     }
-    std::snprintf(token, tokenSize, "%s", derived.c_str());
-    return 0;
+    std::snprintf(token, token_size, "%s", derived.c_str());
+    return Done{};
 }
+
+}  // namespace quilkova::internal

@@ -1,14 +1,9 @@
-// The error slot, the service-keyword table and the code texts.
+// The service-keyword table and the code texts.
 #include <cstdio>
 #include <cstring>
 
 #include "quilkova/quilkova.h"
 #include "quilplatform/cloud_service.h"
-
-namespace {
-// One process-wide integer, as the flat interface is used from one thread.
-int g_error_slot = KOVA_ERR_SUCCESS;
-}  // namespace
 
 extern "C" {
 
@@ -28,15 +23,6 @@ const KOVA_ERROR_MAP gErrorCodeMap[] = {
     {"apikey_expired", KOVA_ERR_APIKEY_EXPIRED},
     {nullptr, KOVA_ERR_UNKNOWN},
 };
-
-int QUILKOVAErrSet(int code) {
-    g_error_slot = code;
-    return code;
-}
-
-int QUILKOVAErrGet(void) {
-    return g_error_slot;
-}
 
 const char* GetKovaErrorMsg(int code) {
     // Every enumerator is listed so that the compiler flags a new one without a text.
@@ -92,10 +78,6 @@ int GetErrorCodeFromAccountError(const char* keyword) {
         }
     }
     return KOVA_ERR_UNKNOWN;
-}
-
-int MapLibKovaCenterErrorCode(const char* keyword) {
-    return QUILKOVAErrSet(GetErrorCodeFromAccountError(keyword));
 }
 
 int GetErrorCodeFromCloudService(void) {

@@ -18,7 +18,9 @@ namespace quilkova::internal {
 // flat face reports with the slot left at 0 (a plug-in context that could not
 // be opened, a time zone that could not be read), as those functions always did.
 struct Error {
-    KOVA_ERRCODE code = KOVA_ERR_UNKNOWN;
+    explicit Error(KOVA_ERRCODE failure = KOVA_ERR_UNKNOWN, std::string text = "")
+        : code(failure), message(std::move(text)) {}
+    KOVA_ERRCODE code;
     std::string message;
 };
 

@@ -1,64 +1,70 @@
+// AccountService: the class face of the login, the query and the report
+// schedule. Each method runs the operation and throws its failure's code.
 #include "quilkova/account_service.hpp"
 
-#include "operations/account_service_impl.hpp"
+#include "account/server_info_impl.hpp"
+#include "account/user_impl.hpp"
+#include "foundation/appliance_paths.hpp"
+#include "foundation/boundaries.hpp"
 #include "foundation/log.hpp"
+#include "operations/account_operations.hpp"
+#include "operations/account_service_impl.hpp"
+#include "quilkova/kova_exception.hpp"
+#include "quilplatform/crond.h"
 #include "report/report_schedule.hpp"
 #include "util/root_prefix.hpp"
-#include "account/user_impl.hpp"
-#include "quilkova/kova_exception.hpp"
-#include "quilkova/quilkova.h"
-#include "quilkova/server_info.hpp"
-#include "quilplatform/crond.h"
 
 namespace quilkova {
 
 namespace {
-[[noreturn]] void ThrowErrorSlot() {
-    throw KovaException(static_cast<KOVA_ERRCODE>(QUILKOVAErrGet()));
+// The failure's code as the exception to throw; the operations log their own lines.
+[[noreturn]] void Throw(const internal::Error& error) {
+    throw KovaException(error.code);
 }
 }  // namespace
 
 AccountServiceImpl::AccountServiceImpl(const std::string& account_host, const std::string& identity_host)
-    : account_host_(account_host.empty() ? ServerInfo().GetAccountHost() : account_host),
-      identity_host_(identity_host.empty() ? ServerInfo().GetIdentityHost() : identity_host) {}
+    : account_host_(account_host.empty() ? ServerInfoImpl().GetAccountHost() : account_host),
+      identity_host_(identity_host.empty() ? ServerInfoImpl().GetIdentityHost() : identity_host) {}
 
 AccountServiceImpl::~AccountServiceImpl() = default;
 
 Json::Value AccountServiceImpl::Login(const std::string& email, const std::string& password) const {
     Json::Value answer;
-    if (QUILKOVAAccountLogin(email.c_str(), password.c_str(), answer, false) != 0) {
+    const internal::Status logged_in =
+        internal::Capture([&] { return internal::PasswordLogin(email.c_str(), password.c_str(), answer, false); });
+    if (!logged_in) {
         KOVA_LOG(LOG_ERR, "%s:%d QUILKOVAAccountLogin failed, email=%s", email.c_str());
-        ThrowErrorSlot();
+        Throw(logged_in.error());
     }
     return answer;
 }
 
 Json::Value AccountServiceImpl::GetAndSyncRemoteJsonAccount() const {
-    Json::Value account;
-    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
-    if (QUILKOVAAccountQueryInfo(account, true, true) == 0) {
-        return account;
+    internal::Result<Json::Value> account = internal::Capture([] { return internal::QueryAccount(true, true); });
+    if (account) {
+        return account.value();
     }
-    const int code = QUILKOVAErrGet();
+    const KOVA_ERRCODE code = account.error().code;
     // Only the account host's own refusal of the account unbinds it here. A
     // lock not taken (any local user can hold the query's lock), privileges,
     // the network or a time-out never cost the owner the account. "badauth"
     // was already handled by the query, which removed the record itself.
     if (code == KOVA_ERR_AUTH || code == KOVA_ERR_ACCOUNT_NOT_FOUND) {
         if (const int error = UserImpl::RemoveRecord(); error != 0) {
-            KOVA_LOG(LOG_ERR, "%s:%d Failed to unlink %s", internal::RootedPath(UserImpl::kPath).c_str());
+            KOVA_LOG(LOG_ERR, "%s:%d Failed to unlink %s", internal::RootedPath(internal::kUserConf).c_str());
         }
     }
-    // A lock time-out leaves the slot as it was: still a failure.
-    throw KovaException(static_cast<KOVA_ERRCODE>(code != KOVA_ERR_SUCCESS ? code : KOVA_ERR_SYSTEM));
+    // A failure is never reported as success.
+    Throw(internal::Error{code != KOVA_ERR_SUCCESS ? code : KOVA_ERR_SYSTEM});
 }
 
 Json::Value AccountServiceImpl::GetLocalJsonAccount() const {
-    Json::Value account;
-    if (QUILKOVAAccountQueryInfo(account, false, false) != 0) {
-        ThrowErrorSlot();
+    internal::Result<Json::Value> account = internal::Capture([] { return internal::QueryAccount(false, false); });
+    if (!account) {
+        Throw(account.error());
     }
-    return account;
+    return account.value();
 }
 
 void AccountServiceImpl::SetReportCrontab() const {
@@ -71,6 +77,7 @@ AccountService::AccountService() : AccountService("", "") {}
 AccountService::AccountService(const std::string& account_host, const std::string& identity_host)
     : impl_(new AccountServiceImpl(account_host, identity_host)) {}
 
+// Kept for the ABI: derived services once brought their own implementation.
 AccountService::AccountService(AccountServiceImpl* impl) : impl_(impl) {}
 
 AccountService::~AccountService() {

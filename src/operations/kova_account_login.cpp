@@ -2,107 +2,105 @@
 // access token, or by a user id and auth key proven with a query.
 #include <string>
 
-#include "foundation/appliance_paths.hpp"
-#include "operations/account_steps.hpp"
-#include "foundation/flat_boundary.hpp"
-#include "foundation/log.hpp"
-#include "device/plugin_context.hpp"
-#include "foundation/redact.hpp"
-#include "report/report_schedule.hpp"
+#include "account/account_record.hpp"
 #include "account/user_impl.hpp"
+#include "device/identity.hpp"
+#include "device/plugin_context.hpp"
+#include "foundation/boundaries.hpp"
+#include "foundation/json_utils.hpp"
+#include "foundation/log.hpp"
+#include "operations/account_operations.hpp"
+#include "operations/account_steps.hpp"
 #include "quilkova/kova_exception.hpp"
-#include "quilkova/quilkova.h"
-#include "quilkova/user.hpp"
 #include "quilplatform/cloud_service.h"
 #include "quilplatform/notify.h"
-#include "quilplatform/qlibc_file.h"
+#include "report/report_schedule.hpp"
+
+namespace quilkova::internal {
 
 namespace {
 
-using namespace quilkova::internal;
-
 constexpr unsigned int kLoginEvent = 0x13A00001;
 
-int BadParameters() {
+Error BadParameters() {
     KOVA_LOG(LOG_ERR, "%s:%d Bad Parameters");
-    QUILKOVAErrSet(KOVA_ERR_BAD_PARAM);
-    return -1;
+    return Error{KOVA_ERR_BAD_PARAM};
 }
 
-int PluginInitFailed() {
+// As the login always reported it: -1 with the slot as it was (0).
+Error PluginInitFailed() {
     KOVA_LOG(LOG_ERR, "%s:%d QLIBPluginSDKInit failed");
-    return -1;
+    return Error{KOVA_ERR_SUCCESS};
 }
 
 // What identifies the device in every login form.
 struct Device {
     std::string host;
-    char serial[kSerialSize] = {};
-    char mac[kMacSize] = {};
-    char api_key[kApiKeySize] = {};
-
-    bool Read() {
-        return ResolveAccountHost(host, KOVA_HERE) && ReadSerial(serial, KOVA_HERE) && ReadMac(mac, KOVA_HERE) &&
-               ReadApiKey(api_key, KOVA_HERE);
-    }
+    std::string serial;
+    std::string mac;
+    std::string api_key;
 };
 
-// Sends the login form, parses the answer into `answer` and maps its code
-// into the error slot. An unknown API key is replaced once and the form sent
-// again; an expired one is handed to the cloud-service library. False when
-// the exchange itself failed (slot set).
-bool SendLogin(const std::string& host, const char* path, QLIBCSzHash* form, Json::Value& answer,
-               Response& response) {
-    if (!SendForm(host, path, form, false, response, answer, KOVA_HERE)) {
-        return false;
+Result<Device> ReadDevice(bool with_host) {
+    Device device;
+    if (with_host) {
+        Result<std::string> host = AccountHost(KOVA_HERE);
+        if (!host) {
+            return host.error();
+        }
+        device.host = host.value();
+    }
+    for (auto [read, into] : {std::pair{&ReadSerial, &device.serial}, std::pair{&ReadMac, &device.mac},
+                              std::pair{&ReadApiKey, &device.api_key}}) {
+        Result<std::string> fact = read(KOVA_HERE);
+        if (!fact) {
+            return fact.error();
+        }
+        *into = fact.value();
+    }
+    return device;
+}
+
+// Sends the login form and parses the answer into `answer`: the code the
+// service's answer maps to. An unknown API key is replaced once and the form
+// sent again; an expired one is handed to the cloud-service library. A
+// failure of the exchange itself is the failure.
+Result<KOVA_ERRCODE> SendLogin(const std::string& host, const char* path, QLIBCSzHash* form, Json::Value& answer,
+                               Response& response) {
+    if (const Status sent = SendForm(host, path, form, false, response, answer, KOVA_HERE); !sent) {
+        return sent.error();
     }
     if (!answer.isObject() || !answer.isMember("code")) {
         KOVA_LOG(LOG_ERR, "%s:%d bad response, no code");
-        QUILKOVAErrSet(KOVA_ERR_RESPONSE);
-        return false;
+        return Error{KOVA_ERR_RESPONSE};
     }
-    const int code = MapLibKovaCenterErrorCode(CodeOf(answer).c_str());
+    auto code = static_cast<KOVA_ERRCODE>(GetErrorCodeFromAccountError(CodeOf(answer).c_str()));
     if (code == KOVA_ERR_APIKEY_NOT_FOUND) {
-        char key[kApiKeySize] = {};
-        if (!RegisterNewApiKey(key, KOVA_HERE)) {
-            return false;
+        const Result<std::string> key = RegisterNewApiKey(KOVA_HERE);
+        if (!key) {
+            return Error{code};
         }
-        SetField(form, "api_key", key);
-        if (!SendForm(host, path, form, false, response, answer, KOVA_HERE)) {
-            return false;
+        SetField(form, "api_key", key.value());
+        if (const Status sent = SendForm(host, path, form, false, response, answer, KOVA_HERE); !sent) {
+            return sent.error();
         }
-        MapLibKovaCenterErrorCode(CodeOf(answer).c_str());
+        code = static_cast<KOVA_ERRCODE>(GetErrorCodeFromAccountError(CodeOf(answer).c_str()));
     } else if (code == KOVA_ERR_APIKEY_EXPIRED) {
         QUILCloudServiceActionHandler(QUIL_CLOUD_SERVICE_ACTION_APIKEY_EXPIRED, 0);
     }
-    return true;
-}
-
-bool IsLocalOrTransportFailure(int code) {
-    switch (code) {
-        case KOVA_ERR_TOKEN:          // the query's lock
-        case KOVA_ERR_SEND:           // nothing came back
-        case KOVA_ERR_SYSTEM:         // privileges, memory
-        case KOVA_ERR_SERIAL:
-        case KOVA_ERR_CONFIG_WRITE:
-        case KOVA_ERR_SERVER_CONFIG:
-            return true;
-        default:
-            return false;
-    }
+    return code;
 }
 
 // Stores the user id and auth key as given; only a failed write fails.
-bool StoreIdentity(const std::string& user_id, const std::string& auth_key) {
+Status StoreIdentity(const std::string& user_id, const std::string& auth_key) {
     try {
-        const quilkova::User user;
+        const UserImpl user;
         user.SetUserId(user_id);
         user.SetAuthKey(auth_key);
-        return true;
-    } catch (const quilkova::KovaException& error) {
+        return Done{};
+    } catch (const KovaException& error) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to set user: %s", error.what());
-        QUILKOVAErrSet(error.GetCode());
-        return false;
+        return Error{error.GetCode()};
     }
 }
 
@@ -114,32 +112,48 @@ void ScheduleAndRecord(const std::string& email) {
 
 // The query that fills the rest of the record; its outcome does not decide the login's.
 void RefreshProfile() {
-    Json::Value ignored;
-    QUILKOVAAccountQueryInfo(ignored, true, true);
+    (void)Capture([] { return QueryAccount(true, true); });
 }
 
-// Action 5 of "kova/login"; the login succeeds only when the plug-ins ran.
-int FirePostLogin(const PluginContext& plugins) {
+// Action 5 of "kova/login"; the login succeeds only when the plug-ins ran
+// (a failure leaves the slot as it was, 0).
+Status FirePostLogin(const PluginContext& plugins) {
     if (!plugins.Fire(QLIB_PLUGIN_ACTION_POST)) {
         KOVA_LOG(LOG_ERR, "%s:%d QLIBPluginAction failed, action=%u", static_cast<unsigned int>(QLIB_PLUGIN_ACTION_POST));
-        return -1;
+        return Error{KOVA_ERR_SUCCESS};
     }
-    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
-    return 0;
+    return Done{};
 }
 
 // Binds the account of a good answer: record, schedule, log, profile, plug-ins.
-int BindAnsweredAccount(const PluginContext& plugins, const Json::Value& answer, const std::string& email) {
-    if (!StoreIdentity(TextOf(answer["id"]), TextOf(answer["auth_key"]))) {
-        return -1;
+Status BindAnsweredAccount(const PluginContext& plugins, const Json::Value& answer, const std::string& email) {
+    if (const Status stored = StoreIdentity(TextOf(answer["id"]), TextOf(answer["auth_key"])); !stored) {
+        return stored;
     }
     ScheduleAndRecord(email);
     RefreshProfile();
     return FirePostLogin(plugins);
 }
 
-int PasswordLogin(const char* email, const char* password, Json::Value& answer, bool check_only) {
-    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
+// A query that never got the service's answer proves nothing against a key
+// pair: a lock anyone can hold, privileges, the device or the network.
+bool IsLocalOrTransportFailure(KOVA_ERRCODE code) {
+    switch (code) {
+        case KOVA_ERR_TOKEN:  // the query's lock
+        case KOVA_ERR_SEND:   // nothing came back
+        case KOVA_ERR_SYSTEM:  // privileges, memory
+        case KOVA_ERR_SERIAL:
+        case KOVA_ERR_CONFIG_WRITE:
+        case KOVA_ERR_SERVER_CONFIG:
+            return true;
+        default:
+            return false;
+    }
+}
+
+}  // namespace
+
+Status PasswordLogin(const char* email, const char* password, Json::Value& answer, bool check_only) {
     if (email == nullptr || password == nullptr) {
         return BadParameters();
     }
@@ -147,36 +161,37 @@ int PasswordLogin(const char* email, const char* password, Json::Value& answer, 
     if (!plugins.opened()) {
         return PluginInitFailed();
     }
-    Device device;
-    if (!device.Read()) {
-        return -1;
+    const Result<Device> device = ReadDevice(true);
+    if (!device) {
+        return device.error();
     }
-    const FormHash form = NewForm(KOVA_HERE);
+    Result<FormHash> form = NewForm(KOVA_HERE);
     if (!form) {
-        return -1;
+        return form.error();
     }
-    SetField(form.get(), "type", "acnt_pw_apikey");
-    SetField(form.get(), "email", email);
-    SetField(form.get(), "passwd", password);
-    SetField(form.get(), "serial_no", device.serial);
-    SetField(form.get(), "api_key", device.api_key);
-    SetField(form.get(), "mac", device.mac);
+    QLIBCSzHash* fields = form.value().get();
+    SetField(fields, "type", "acnt_pw_apikey");
+    SetField(fields, SpecOf(Field::Email).form, email);
+    SetField(fields, "passwd", password);
+    SetField(fields, "serial_no", device.value().serial);
+    SetField(fields, "api_key", device.value().api_key);
+    SetField(fields, "mac", device.value().mac);
     Response response;
-    if (!SendLogin(device.host, "device/api/password_login", form.get(), answer, response)) {
-        return -1;
+    const Result<KOVA_ERRCODE> code = SendLogin(device.value().host, "device/api/password_login", fields, answer, response);
+    if (!code) {
+        return code.error();
     }
-    if (QUILKOVAErrGet() != KOVA_ERR_SUCCESS) {
+    if (code.value() != KOVA_ERR_SUCCESS) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to login %s, resp=%s", email, response.Redacted().c_str());
-        return -1;
+        return Error{code.value()};
     }
     if (check_only) {
-        return 0;  // the credentials are good; nothing is stored, scheduled or fired
+        return Done{};  // the credentials are good; nothing is stored, scheduled or fired
     }
     return BindAnsweredAccount(plugins, answer, email);
 }
 
-int OauthLogin(Json::Value& answer, const char* access_token) {
-    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
+Status OauthLogin(Json::Value& answer, const char* access_token) {
     if (access_token == nullptr) {
         return BadParameters();
     }
@@ -184,85 +199,74 @@ int OauthLogin(Json::Value& answer, const char* access_token) {
     if (!plugins.opened()) {
         return PluginInitFailed();
     }
-    Device device;
-    if (!device.Read()) {
-        return -1;
+    const Result<Device> device = ReadDevice(true);
+    if (!device) {
+        return device.error();
     }
-    char language[32] = {};
-    QLIBCFileGetKeyValue(kSystemSettings, "language", language, sizeof(language), 0);
-    std::string zone;
-    const FormHash form = NewZonedForm(zone, KOVA_HERE);
+    const std::string language = ReadLanguage("");
+    const Result<std::string> zone = ReadTimezone(KOVA_HERE);
+    if (!zone) {
+        return zone.error();
+    }
+    Result<FormHash> form = NewForm(KOVA_HERE);
     if (!form) {
-        return -1;
+        return form.error();
     }
-    SetField(form.get(), "language", language);
-    SetField(form.get(), "access_token", access_token);
-    SetField(form.get(), "timezone", zone);
-    SetField(form.get(), "api_key", device.api_key);
-    SetField(form.get(), "mac", device.mac);
-    SetField(form.get(), "serial_no", device.serial);
+    QLIBCSzHash* fields = form.value().get();
+    SetField(fields, "language", language);
+    SetField(fields, "access_token", access_token);
+    SetField(fields, SpecOf(Field::Timezone).form, zone.value());
+    SetField(fields, "api_key", device.value().api_key);
+    SetField(fields, "mac", device.value().mac);
+    SetField(fields, "serial_no", device.value().serial);
     Response response;
-    if (!SendLogin(device.host, "good/user/launch", form.get(), answer, response)) {
-        return -1;
+    const Result<KOVA_ERRCODE> code = SendLogin(device.value().host, "good/user/launch", fields, answer, response);
+    if (!code) {
+        return code.error();
     }
-    if (QUILKOVAErrGet() != KOVA_ERR_SUCCESS) {
+    if (code.value() != KOVA_ERR_SUCCESS) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to login, resp=%s", response.Redacted().c_str());
-        return -1;
+        return Error{code.value()};
     }
-    return BindAnsweredAccount(plugins, answer, TextOf(answer["email"]));
+    return BindAnsweredAccount(plugins, answer, TextOf(answer[SpecOf(Field::Email).member]));
 }
 
-int LoginByKey(const char* user_id, const char* auth_key, Json::Value& output) {
-    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
+Status LoginByKey(const char* user_id, const char* auth_key, Json::Value& output) {
     if (user_id == nullptr || auth_key == nullptr) {
         return BadParameters();
     }
-    char api_key[kApiKeySize] = {};
-    if (!ReadApiKey(api_key, KOVA_HERE)) {
-        return -1;
+    if (const Result<std::string> api_key = ReadApiKey(KOVA_HERE); !api_key) {
+        return api_key.error();
     }
     const PluginContext plugins("kova/login", nullptr);
     if (!plugins.opened()) {
         return PluginInitFailed();
     }
-    if (!StoreIdentity(user_id, auth_key)) {
-        return -1;
+    if (const Status stored = StoreIdentity(user_id, auth_key); !stored) {
+        return stored;
     }
-    Json::Value account;
-    if (QUILKOVAAccountQueryInfo(account, true, true) != 0) {
+    const Result<Json::Value> account = Capture([] { return QueryAccount(true, true); });
+    if (!account) {
         KOVA_LOG(LOG_ERR, "%s:%d QUILKOVAAccountQueryInfo failed");
-        // A query that never got the service's answer proves nothing against
-        // the pair: a lock anyone can hold, privileges, the device or the
-        // network fail the login with their own code and keep the record.
-        if (IsLocalOrTransportFailure(QUILKOVAErrGet())) {
-            return -1;
+        // The pair stays, and the login fails with the query's own code.
+        if (IsLocalOrTransportFailure(account.error().code)) {
+            return account.error();
         }
-        QUILKOVAErrSet(KOVA_ERR_AUTH);
         // A key pair the service did not accept leaves no account behind.
-        quilkova::UserImpl::RemoveRecord();
-        return -1;
+        UserImpl::RemoveRecord();
+        return Error{KOVA_ERR_AUTH};
     }
-    output["email"] = account["email"];
-    output["auth_key"] = account["auth_key"];
-    output["activated"] = account["activated"];
-    if (FirePostLogin(plugins) != 0) {
-        return -1;
+    for (const Field field : {Field::Email, Field::AuthKey, Field::IsActivated}) {
+        const char* member = SpecOf(field).member;
+        output[member] = account.value()[member];
     }
-    ScheduleAndRecord(TextOf(account["email"]));
-    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
-    return 0;
+    // Here the plug-ins come before the schedule and the log lines.
+    if (!plugins.Fire(QLIB_PLUGIN_ACTION_POST)) {
+        KOVA_LOG(LOG_ERR, "%s:%d QLIBPluginAction failed, action=%d", static_cast<int>(QLIB_PLUGIN_ACTION_POST));
+        return Error{KOVA_ERR_SUCCESS};
+    }
+    ScheduleAndRecord(TextOf(account.value()[SpecOf(Field::Email).member]));
+    return Done{};
 }
 
-}  // namespace
-
-extern "C" int QUILKOVAAccountLogin(const char* email, const char* password, Json::Value& answer, bool checkOnly) {
-    return GuardFlat([&] { return PasswordLogin(email, password, answer, checkOnly); });
-}
-
-extern "C" int QUILKOVAAccountOauthLogin(Json::Value& answer, const char* accessToken) {
-    return GuardFlat([&] { return OauthLogin(answer, accessToken); });
-}
-
-extern "C" int QUILKOVAAccountLoginByKey(const char* userId, const char* authKey, Json::Value& output) {
-    return GuardFlat([&] { return LoginByKey(userId, authKey, output); });
-}
+}  // namespace quilkova::internal

@@ -4,22 +4,24 @@
 #include <ctime>
 #include <string>
 
+#include "account/account_record.hpp"
+#include "account/profile.hpp"
+#include "account/user_impl.hpp"
+#include "device/identity.hpp"
 #include "foundation/appliance_paths.hpp"
-#include "operations/account_steps.hpp"
-#include "util/cron_schedule.hpp"
-#include "foundation/flat_boundary.hpp"
+#include "foundation/boundaries.hpp"
 #include "foundation/log.hpp"
-#include "operations/query_answer.hpp"
-#include "foundation/redact.hpp"
 #include "foundation/waits.hpp"
+#include "operations/account_operations.hpp"
+#include "operations/account_steps.hpp"
+#include "operations/query_answer.hpp"
 #include "quilkova/file_lock.hpp"
 #include "quilkova/kova_exception.hpp"
-#include "quilkova/quilkova.h"
-#include "quilkova/user.hpp"
+#include "util/cron_schedule.hpp"
+
+namespace quilkova::internal {
 
 namespace {
-
-using namespace quilkova::internal;
 
 constexpr long long kMinimumAge = 300;    // a query within 5 minutes is never repeated
 constexpr long long kMaximumAge = 86400;  // one older than a day always is
@@ -29,126 +31,107 @@ bool ShouldQuery(long long last_query_time, bool query_allowed) {
     return age >= kMaximumAge || (age >= kMinimumAge && query_allowed);
 }
 
-void StoreProfile(const Profile& profile) {
-    const quilkova::User user;
-    user.SetEmail(profile.email);
-    user.SetName(profile.full_name);
-    user.SetCountry(profile.country);
-    user.SetTimezone(profile.timezone);
-    user.SetNotifyLanguage(profile.notify_language);
-    user.SetIsActivated(profile.activated);
-    user.SetIsDisabled(profile.disabled);
-    user.SetIsEnews(profile.enews);
-    user.SetIsCriticalRelease(profile.critical_release);
-    user.SetIsEnewsLocalPromotion(profile.enews_local_promotion);
-    user.SetCriticalVersionList(profile.critical_version_list);
-    user.SetCriticalVersionDomain(profile.critical_version_domain);
-    if (profile.realname_validation_pass) {
-        user.SetIsRealnameValidationPass(*profile.realname_validation_pass);
-    }
-    if (profile.report_cron_timestring) {
+void StoreValue(const UserImpl& user, const ProfileValue& value) {
+    const FieldSpec& spec = SpecOf(value.field);
+    if (spec.kind == FieldKind::kFlag) {
+        user.SetBool(spec.key, value.flag);
+    } else if (value.field != Field::ReportCronTimestring || IsValidSchedule(value.text)) {
+        user.Set(spec.key, value.text);
+    } else {
         // Only a schedule the scheduler can install replaces the one on record.
-        if (IsValidSchedule(*profile.report_cron_timestring)) {
-            user.SetReportCronTimestring(*profile.report_cron_timestring);
-        } else {
-            KOVA_LOG(LOG_ERR, "%s:%d Refused report schedule [%s], kept the one on record",
-                     profile.report_cron_timestring->c_str());
-        }
+        KOVA_LOG(LOG_ERR, "%s:%d Refused report schedule [%s], kept the one on record", value.text.c_str());
+    }
+}
+
+void StoreProfile(const Profile& profile) {
+    const UserImpl user;
+    for (const ProfileValue& value : profile) {
+        StoreValue(user, value);
     }
     user.SetLastQueryTime(static_cast<long long>(std::time(nullptr)));
 }
 
-// Steps of the remote query; false with the code in the slot.
-bool QueryService(const KOVA_INFO& info, bool short_timeout) {
-    std::string host;
-    char serial[kSerialSize] = {};
-    if (!ResolveAccountHost(host, KOVA_HERE) || !ReadSerial(serial, KOVA_HERE)) {
-        return false;
+// The remote query and the storing of its answer.
+Status QueryService(const KOVA_INFO& info, bool short_timeout) {
+    const Result<std::string> host = AccountHost(KOVA_HERE);
+    if (!host) {
+        return host.error();
     }
-    const FormHash form = NewForm(KOVA_HERE);
+    const Result<std::string> serial = ReadSerial(KOVA_HERE);
+    if (!serial) {
+        return serial.error();
+    }
+    Result<FormHash> form = NewForm(KOVA_HERE);
     if (!form) {
-        return false;
+        return form.error();
     }
-    SetField(form.get(), "auth_key", info.auth_key);
-    SetField(form.get(), "serial_no", serial);
+    SetField(form.value().get(), SpecOf(Field::AuthKey).form, info.auth_key);
+    SetField(form.value().get(), "serial_no", serial.value());
     Response response;
     Json::Value answer;
-    if (!SendForm(host, "device/api/user/query", form.get(), short_timeout, response, answer, KOVA_HERE)) {
-        return false;
+    if (const Status sent = SendForm(host.value(), "device/api/user/query", form.value().get(), short_timeout,
+                                     response, answer, KOVA_HERE);
+        !sent) {
+        return sent;
     }
     const std::string code = CodeOf(answer);
     if (code == "badauth") {
         KOVA_LOG(LOG_ERR, "%s:%d Logged out KoVA due to authentication failure.");
-        QUILKOVAAccountRemove();
-        QUILKOVAErrSet(KOVA_ERR_NO_ACCOUNT);
-        return false;
+        (void)Capture([] { return RemoveAccount(); });
+        return Error{KOVA_ERR_NO_ACCOUNT};
     }
     if (!HasRequiredMembers(answer)) {
         KOVA_LOG(LOG_ERR, "%s:%d Server returned insufficient data. resp=%s", response.Redacted().c_str());
-        QUILKOVAErrSet(KOVA_ERR_RESPONSE);
-        return false;
+        return Error{KOVA_ERR_RESPONSE};
     }
-    if (MapLibKovaCenterErrorCode(code.c_str()) != KOVA_ERR_SUCCESS) {
+    const auto mapped = static_cast<KOVA_ERRCODE>(GetErrorCodeFromAccountError(code.c_str()));
+    if (mapped != KOVA_ERR_SUCCESS) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to query %s, resp=%s, code=%u", info.email, response.Redacted().c_str(),
-                 static_cast<unsigned int>(QUILKOVAErrGet()));
-        return false;
+                 static_cast<unsigned int>(mapped));
+        return Error{mapped};
     }
     try {
         StoreProfile(ReadProfile(answer));
-    } catch (const quilkova::KovaException& error) {
+    } catch (const KovaException& error) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to set user: %s", error.what());
-        QUILKOVAErrSet(error.GetCode());
-        return false;
+        return Error{error.GetCode(), MessageOf(error)};
     }
-    return true;
+    return Done{};
 }
 
-bool ReadRecord(Json::Value& result) {
+Result<Json::Value> ReadRecord() {
     try {
-        const quilkova::User user;
+        const UserImpl user;
         Json::Value record(Json::objectValue);
-        record["auth_key"] = user.GetAuthKey();
-        record["email"] = user.GetEmail();
-        record["full_name"] = user.GetName();
-        record["country"] = user.GetCountry();
-        record["timezone"] = user.GetTimezone();
-        record["notify_language"] = user.GetNotifyLanguage();
-        record["activated"] = user.GetIsActivated();
-        record["disabled"] = user.GetIsDisabled();
-        record["enews"] = user.GetIsEnews();
-        record["critical_release"] = user.GetIsCriticalRelease();
-        record["enews_local_promotion"] = user.GetIsEnewsLocalPromotion();
-        result.swap(record);
-        return true;
-    } catch (const quilkova::KovaException& error) {
+        for (const Field field : kQueryResultFields) {
+            record[SpecOf(field).member] = ReadAsJson(user, field);
+        }
+        return record;
+    } catch (const KovaException& error) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to get user: %s", error.what());
-        QUILKOVAErrSet(error.GetCode());
-        return false;
+        return Error{error.GetCode(), MessageOf(error)};
     }
-}
-
-int QueryInfo(Json::Value& result, bool query_allowed, bool short_timeout) {
-    // One query at a time across all processes, from reading the record to building the result.
-    quilkova::FileLock lock(LockPath(kQueryLock));
-    if (!lock.Lock(CurrentWaits().lock_seconds)) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to lock file: %s", lock.GetPath().c_str());
-        QUILKOVAErrSet(KOVA_ERR_TOKEN);  // a lock not had, as everywhere else: never a refusal
-        return -1;
-    }
-    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
-    KOVA_INFO info = {};
-    if (QUILKOVAAccountGet(&info) != 0) {
-        QUILKOVAErrSet(KOVA_ERR_NO_ACCOUNT);
-        return -1;
-    }
-    if (ShouldQuery(info.last_query_time, query_allowed) && !QueryService(info, short_timeout)) {
-        return -1;
-    }
-    return ReadRecord(result) ? 0 : -1;
 }
 
 }  // namespace
 
-extern "C" int QUILKOVAAccountQueryInfo(Json::Value& result, bool queryAllowed, bool shortTimeout) {
-    return GuardFlat([&] { return QueryInfo(result, queryAllowed, shortTimeout); });
+Result<Json::Value> QueryAccount(bool query_allowed, bool short_timeout) {
+    // One query at a time across all processes, from reading the record to building the result.
+    FileLock lock(LockPath(kQueryLock));
+    if (!lock.Lock(CurrentWaits().lock_seconds)) {
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to lock file: %s", lock.GetPath().c_str());
+        return Error{KOVA_ERR_TOKEN};  // a lock not had, as everywhere else: never a refusal
+    }
+    KOVA_INFO info = {};
+    if (const Status bound = ReadBoundAccount(info); !bound) {
+        return bound.error();
+    }
+    if (ShouldQuery(info.last_query_time, query_allowed)) {
+        if (const Status queried = QueryService(info, short_timeout); !queried) {
+            return queried.error();
+        }
+    }
+    return ReadRecord();
 }
+
+}  // namespace quilkova::internal

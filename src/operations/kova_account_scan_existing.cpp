@@ -10,21 +10,21 @@
 #include <vector>
 
 #include "foundation/appliance_paths.hpp"
-#include "foundation/flat_boundary.hpp"
+#include "foundation/boundaries.hpp"
 #include "foundation/json_utils.hpp"
 #include "foundation/log.hpp"
+#include "operations/account_operations.hpp"
+#include "payment/store_client.hpp"
 #include "foundation/waits.hpp"
-#include "quilkova/quilkova.h"
 #include "quilplatform/process.h"
 #include "quilplatform/qlibc_string.h"
 
+namespace quilkova::internal {
+
 namespace {
 
-using quilkova::internal::kDdnsTool;
-using quilkova::internal::kRelayFile;
-using quilkova::internal::TextOf;
-
 constexpr size_t kLineSize = 1024;
+constexpr size_t kStoreAccountSize = 4096;
 
 void AddEntry(Json::Value& result, const std::string& account, const char* type, const std::string& value) {
     Json::Value entry(Json::objectValue);
@@ -38,15 +38,15 @@ void AddEntry(Json::Value& result, const std::string& account, const char* type,
 }
 
 void ScanStore(Json::Value& result) {
-    char email[4096] = {};
-    if (QUILPaymentKoVAAccountGet(email, sizeof(email)) == 0 && email[0] != '\0') {
+    char email[kStoreAccountSize] = {};
+    if (Capture([&email] { return ReadStoreAccount(email, sizeof(email)); }) && email[0] != '\0') {
         AddEntry(result, email, "package", "Quillion Antivirus");
     }
 }
 
 void ScanRelay(Json::Value& result) {
     Json::Value relay;
-    if (!quilkova::internal::LoadJsonFile(kRelayFile, relay) || !relay.isObject()) {
+    if (!LoadJsonFile(kRelayFile, relay) || !relay.isObject()) {
         return;
     }
     const Json::Value& alias = relay["server_alias"];
@@ -97,7 +97,7 @@ std::string AskDdnsTool(const char* option) {
         return "";
     }
     std::string line;
-    const bool read = ReadFirstLine(out, quilkova::internal::CurrentWaits().ddns_answer, line);
+    const bool read = ReadFirstLine(out, CurrentWaits().ddns_answer, line);
     if (QLIBCPclose(out) != 0 || !read) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to execute ddns command, option=%s", option);
         return "";
@@ -120,15 +120,13 @@ void ScanDdns(Json::Value& result) {
 
 }  // namespace
 
-extern "C" int QUILKOVAAccountScanExisting(Json::Value& result) {
-    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
-    return quilkova::internal::GuardFlat([&result] {
-        result = Json::Value(Json::objectValue);
-        // No source fails the scan: each adds its entry or nothing.
-        ScanStore(result);
-        ScanRelay(result);
-        ScanDdns(result);
-        QUILKOVAErrSet(KOVA_ERR_SUCCESS);
-        return 0;
-    });
+Status ScanExistingAccounts(Json::Value& result) {
+    result = Json::Value(Json::objectValue);
+    // No source fails the scan: each adds its entry or nothing.
+    ScanStore(result);
+    ScanRelay(result);
+    ScanDdns(result);
+    return Done{};
 }
+
+}  // namespace quilkova::internal

@@ -1,77 +1,60 @@
 // What the account service's embedded pages need to know of the device, and
 // the repair of its API key when such a page reports it unknown.
+#include <iterator>
 #include <string>
+#include <utility>
 
-#include "operations/account_steps.hpp"
-#include "foundation/flat_boundary.hpp"
+#include "account/account_record.hpp"
+#include "device/identity.hpp"
 #include "foundation/log.hpp"
-#include "quilkova/quilkova.h"
+#include "operations/account_operations.hpp"
+#include "operations/account_steps.hpp"
 #include "quilplatform/cloud_service.h"
-#include "quilplatform/device.h"
-#include "quilplatform/qlibc_error.h"
 
-namespace {
+namespace quilkova::internal {
 
-using namespace quilkova::internal;
-
-int GetIframeInfo(Json::Value& info) {
-    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
-    std::string host;
-    char serial[kSerialSize] = {};
-    if (!ResolveAccountHost(host, KOVA_HERE) || !ReadSerial(serial, KOVA_HERE)) {
-        return -1;
+Status ReadIframeInfo(Json::Value& info) {
+    // Read in this order, each failure stopping the rest.
+    using Reader = Result<std::string> (*)(Where);
+    const std::pair<const char*, Reader> facts[] = {{"server_url", &AccountHost},
+                                                    {"serial_no", &ReadSerial},
+                                                    {"orig_serial_no", &ReadOriginalSerial},
+                                                    {"mac", &ReadMac},
+                                                    {"api_key", &ReadApiKey}};
+    std::string values[std::size(facts)];
+    for (size_t i = 0; i < std::size(facts); ++i) {
+        Result<std::string> fact = facts[i].second(KOVA_HERE);
+        if (!fact) {
+            return fact.error();
+        }
+        values[i] = fact.value();
     }
-    char original[kSerialSize] = {};
-    if (!ReadOriginalSerial(original, KOVA_HERE)) {
-        return -1;
+    for (size_t i = 0; i < std::size(facts); ++i) {
+        info[facts[i].first] = values[i];
     }
-    char mac[kMacSize] = {};
-    char api_key[kApiKeySize] = {};
-    if (!ReadMac(mac, KOVA_HERE) || !ReadApiKey(api_key, KOVA_HERE)) {
-        return -1;
-    }
-    info["server_url"] = host;
-    info["serial_no"] = serial;
-    info["orig_serial_no"] = original;
-    info["mac"] = mac;
-    info["api_key"] = api_key;
-    return 0;
+    return Done{};
 }
 
-int HandleApiKeyError(Json::Value& info, const char* code) {
-    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
+Status HandleApiKeyError(Json::Value& info, const char* code) {
     if (code == nullptr) {
         KOVA_LOG(LOG_ERR, "%s:%d Bad Parameters");
-        QUILKOVAErrSet(KOVA_ERR_BAD_PARAM);
-        return -1;
+        return Error{KOVA_ERR_BAD_PARAM};
     }
-    const int mapped = GetErrorCodeFromAccountError(code);
+    const auto mapped = static_cast<KOVA_ERRCODE>(GetErrorCodeFromAccountError(code));
     if (mapped == KOVA_ERR_APIKEY_NOT_FOUND) {
-        char key[kApiKeySize] = {};
-        if (!RegisterNewApiKey(key, KOVA_HERE)) {
-            const int cause = GetErrorCodeFromCloudService();
-            QUILKOVAErrSet(cause != KOVA_ERR_SUCCESS ? cause : KOVA_ERR_UNKNOWN);
-            return -1;
+        const Result<std::string> key = RegisterNewApiKey(KOVA_HERE);
+        if (!key) {
+            return Error{key.error().code != KOVA_ERR_SUCCESS ? key.error().code : KOVA_ERR_UNKNOWN};
         }
-        info["api_key"] = key;
-        return 0;
+        info["api_key"] = key.value();
+        return Done{};
     }
     if (mapped == KOVA_ERR_APIKEY_EXPIRED) {
         QUILCloudServiceActionHandler(QUIL_CLOUD_SERVICE_ACTION_APIKEY_EXPIRED, 0);
-        QUILKOVAErrSet(mapped);
-        return -1;
+        return Error{mapped};
     }
     KOVA_LOG(LOG_ERR, "%s:%d QUILKOVAHandleApiKeyError failed, error=%u", static_cast<unsigned int>(mapped));
-    QUILKOVAErrSet(mapped != KOVA_ERR_SUCCESS ? mapped : KOVA_ERR_UNKNOWN);
-    return -1;
+    return Error{mapped != KOVA_ERR_SUCCESS ? mapped : KOVA_ERR_UNKNOWN};
 }
 
-}  // namespace
-
-extern "C" int QUILKOVAGetIframeInfo(Json::Value& info) {
-    return GuardFlat([&info] { return GetIframeInfo(info); });
-}
-
-extern "C" int QUILKOVAHandleApiKeyError(Json::Value& info, const char* code) {
-    return GuardFlat([&] { return HandleApiKeyError(info, code); });
-}
+}  // namespace quilkova::internal

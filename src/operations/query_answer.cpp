@@ -9,10 +9,12 @@ namespace quilkova::internal {
 
 namespace {
 
-constexpr const char* kRequiredMembers[] = {"code",      "email",    "full_name", "country",
-                                            "timezone",  "notify_language", "activated", "disabled",
-                                            "enews",     "critical_release", "enews_local_promotion",
-                                            "critical_version_list"};
+// What every answer holds besides "code", in the order it is stored.
+constexpr Field kRequired[] = {Field::Email,   Field::Name,  Field::Country,           Field::Timezone,
+                               Field::NotifyLanguage, Field::IsActivated, Field::IsDisabled, Field::IsEnews,
+                               Field::IsCriticalRelease, Field::IsEnewsLocalPromotion, Field::CriticalVersionList};
+// Stored when the answer has them.
+constexpr Field kOptional[] = {Field::IsRealnameValidationPass, Field::ReportCronTimestring};
 
 // What cannot be read (an object or a list where a value belongs) is stored as empty and logged.
 bool IsStructure(const Json::Value& value, const char* member) {
@@ -35,16 +37,15 @@ std::string OneLine(std::string text) {
 }
 
 // Texts as they are (on one line), numbers and booleans as their text, null as "".
-std::string AnswerText(const Json::Value& answer, const char* member) {
-    const Json::Value& value = answer[member];
+std::string AnswerText(const Json::Value& value, const char* member) {
     return IsStructure(value, member) ? "" : OneLine(TextOf(value));
 }
 
 // true/false, numbers (non-zero), "true"/"yes"/"1"; anything else false.
-bool AnswerFlag(const Json::Value& answer, const char* member) {
+bool AnswerFlag(const Json::Value& value, const char* member) {
     bool flag = false;
-    if (!IsStructure(answer[member], member)) {
-        ReadFlag(answer[member], flag);
+    if (!IsStructure(value, member)) {
+        ReadFlag(value, flag);
     }
     return flag;
 }
@@ -52,33 +53,53 @@ bool AnswerFlag(const Json::Value& answer, const char* member) {
 // "critical_version_list" is a text ("7.1,7.2"), or a list of versions or of
 // {"version", "domain"} objects: the versions make the list, the domains
 // (first seen first) the domain.
-void ReadCriticalVersions(const Json::Value& value, std::string& list, std::string& domain) {
-    list.clear();
-    domain.clear();
+void ReadCriticalVersions(const Json::Value& value, Profile& profile) {
+    const char* member = SpecOf(Field::CriticalVersionList).member;
+    std::string list;
+    std::string domain;
     if (!value.isArray()) {
-        list = IsStructure(value, "critical_version_list") ? "" : TextOf(value);
-        return;
+        list = AnswerText(value, member);
+    } else {
+        for (const Json::Value& entry : value) {
+            const std::string version = TextOf(entry.isObject() ? entry["version"] : entry);
+            const std::string name = entry.isObject() ? TextOf(entry["domain"]) : "";
+            if (!version.empty()) {
+                list += (list.empty() ? "" : ",") + version;
+            }
+            if (!name.empty() && ("," + domain + ",").find("," + name + ",") == std::string::npos) {
+                domain += (domain.empty() ? "" : ",") + name;
+            }
+        }
     }
-    for (const Json::Value& entry : value) {
-        const std::string version = TextOf(entry.isObject() ? entry["version"] : entry);
-        const std::string name = entry.isObject() ? TextOf(entry["domain"]) : "";
-        if (!version.empty()) {
-            list += (list.empty() ? "" : ",") + version;
-        }
-        if (!name.empty() && ("," + domain + ",").find("," + name + ",") == std::string::npos) {
-            domain += (domain.empty() ? "" : ",") + name;
-        }
+    profile.push_back({Field::CriticalVersionList, OneLine(list), false});
+    profile.push_back({Field::CriticalVersionDomain, OneLine(domain), false});
+}
+
+void ReadMember(const Json::Value& answer, Field field, Profile& profile) {
+    const char* member = SpecOf(field).member;
+    const Json::Value& value = answer[member];
+    if (field == Field::CriticalVersionList) {
+        ReadCriticalVersions(value, profile);
+    } else if (SpecOf(field).kind == FieldKind::kFlag) {
+        profile.push_back({field, "", AnswerFlag(value, member)});
+    } else {
+        profile.push_back({field, AnswerText(value, member), false});
     }
 }
 
 }  // namespace
 
+const Field kQueryResultFields[11] = {Field::AuthKey,     Field::Email,      Field::Name,
+                                      Field::Country,     Field::Timezone,   Field::NotifyLanguage,
+                                      Field::IsActivated, Field::IsDisabled, Field::IsEnews,
+                                      Field::IsCriticalRelease, Field::IsEnewsLocalPromotion};
+
 bool HasRequiredMembers(const Json::Value& answer) {
-    if (!answer.isObject()) {
+    if (!answer.isObject() || !answer.isMember("code")) {
         return false;
     }
-    for (const char* member : kRequiredMembers) {
-        if (!answer.isMember(member)) {
+    for (const Field field : kRequired) {
+        if (!answer.isMember(SpecOf(field).member)) {
             return false;
         }
     }
@@ -90,25 +111,13 @@ Profile ReadProfile(const Json::Value& answer) {
     if (!answer.isObject()) {
         return profile;
     }
-    profile.email = AnswerText(answer, "email");
-    profile.full_name = AnswerText(answer, "full_name");
-    profile.country = AnswerText(answer, "country");
-    profile.timezone = AnswerText(answer, "timezone");
-    profile.notify_language = AnswerText(answer, "notify_language");
-    profile.activated = AnswerFlag(answer, "activated");
-    profile.disabled = AnswerFlag(answer, "disabled");
-    profile.enews = AnswerFlag(answer, "enews");
-    profile.critical_release = AnswerFlag(answer, "critical_release");
-    profile.enews_local_promotion = AnswerFlag(answer, "enews_local_promotion");
-    ReadCriticalVersions(answer["critical_version_list"], profile.critical_version_list,
-                         profile.critical_version_domain);
-    profile.critical_version_list = OneLine(profile.critical_version_list);
-    profile.critical_version_domain = OneLine(profile.critical_version_domain);
-    if (answer.isMember("realname_validation_pass")) {
-        profile.realname_validation_pass = AnswerFlag(answer, "realname_validation_pass");
+    for (const Field field : kRequired) {
+        ReadMember(answer, field, profile);
     }
-    if (answer.isMember("report_cron_timestring")) {
-        profile.report_cron_timestring = AnswerText(answer, "report_cron_timestring");
+    for (const Field field : kOptional) {
+        if (answer.isMember(SpecOf(field).member)) {
+            ReadMember(answer, field, profile);
+        }
     }
     return profile;
 }

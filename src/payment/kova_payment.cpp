@@ -1,109 +1,106 @@
 // The store client: the account store purchases were made with, and the
 // bound account's purchases at the payment host.
+#include "payment/store_client.hpp"
+
 #include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "account/account_record.hpp"
+#include "account/profile.hpp"
+#include "device/identity.hpp"
 #include "foundation/appliance_paths.hpp"
-#include "operations/account_steps.hpp"
-#include "foundation/fixed_field.hpp"
-#include "foundation/flat_boundary.hpp"
-#include "transport/http.hpp"
 #include "foundation/json_utils.hpp"
 #include "foundation/log.hpp"
-#include "quilkova/quilkova.h"
+#include "operations/account_steps.hpp"
 #include "quilplatform/qlibc_file.h"
+#include "transport/http.hpp"
+
+namespace quilkova::internal {
 
 namespace {
 
-using namespace quilkova;
-using namespace quilkova::internal;
-
 constexpr long kPaymentTimeoutMs = 120000;  // the flat sender's long class
 constexpr size_t kLongestAccount = 65536;
+constexpr size_t kUrlSize = sizeof(KOVA_SERVER_CONFIG::payment_url);
 
-int Fail(KOVA_ERRCODE code) {
-    QUILKOVAErrSet(code);
-    return -1;
-}
-
-// One JSON request to the payment host; 0 with the answer object, or -1
-// with 4 (not sent), 5 (status), 2 (not a JSON object) or the code the
-// answer maps to.
-int PaymentRequest(const std::string& host, const char* path, const Json::Value& request, Json::Value& answer) {
-    char agent[256] = {};
-    QUILKOVAUserAgentNameGet(agent, sizeof(agent));
+// One JSON request to the payment host: the answer object, or 4 (not sent),
+// 5 (status), 2 (not a JSON object) or the code the answer maps to.
+Result<Json::Value> PaymentRequest(const std::string& host, const char* path, const Json::Value& request) {
     const http::Response response =
-        http::Post(http::Url{std::string(host) + "/" + path}, http::Body{CompactJson(request), "application/json"},
-                   http::UserAgent{agent}, http::Timeout{kPaymentTimeoutMs});
+        http::Post(http::Url{host + "/" + path}, http::Body{CompactJson(request), "application/json"},
+                   http::UserAgent{UserAgent()}, http::Timeout{kPaymentTimeoutMs});
     if (response.error.code != http::ErrorCode::OK) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to send payment request %s, reqcode=%d, reqmsg=%s", path,
                  static_cast<int>(response.error.code), response.error.message.c_str());
-        return Fail(KOVA_ERR_SEND);
+        return Error{KOVA_ERR_SEND};
     }
     if (response.status_code != 200) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to get payment response %s, code=%ld", path, response.status_code);
-        return Fail(KOVA_ERR_RESPONSE);
+        return Error{KOVA_ERR_RESPONSE};
     }
+    Json::Value answer;
     if (!ParseJson(response.text, answer) || !answer.isObject()) {
-        return Fail(KOVA_ERR_BAD_JSON);
+        return Error{KOVA_ERR_BAD_JSON};
     }
-    return MapLibKovaCenterErrorCode(CodeOf(answer).c_str()) == KOVA_ERR_SUCCESS ? 0 : -1;
+    const auto code = static_cast<KOVA_ERRCODE>(GetErrorCodeFromAccountError(CodeOf(answer).c_str()));
+    if (code != KOVA_ERR_SUCCESS) {
+        return Error{code};
+    }
+    return answer;
 }
 
 }  // namespace
 
-int quilkova::internal::PurchaseListFrom(const std::string& host, Json::Value& purchases) {
+Status PurchaseListFrom(const std::string& host, Json::Value& purchases) {
     KOVA_INFO info = {};
-    char serial[kSerialSize] = {};
-    if (!ReadBoundAccount(info) || !ReadSerial(serial, KOVA_HERE)) {
-        return -1;
+    if (const Status bound = ReadBoundAccount(info); !bound) {
+        return bound;
+    }
+    const Result<std::string> serial = ReadSerial(KOVA_HERE);
+    if (!serial) {
+        return serial.error();
     }
     Json::Value request(Json::objectValue);
-    request["id"] = FieldText(info.user_id);
-    request["auth_key"] = FieldText(info.auth_key);
-    request["serial_no"] = serial;
-    Json::Value answer;
-    if (PaymentRequest(host, "api/v1/device/purchase/list", request, answer) != 0) {
-        return -1;
+    request[SpecOf(Field::UserId).form] = info.user_id;
+    request[SpecOf(Field::AuthKey).form] = info.auth_key;
+    request["serial_no"] = serial.value();
+    Result<Json::Value> answer = PaymentRequest(host, "api/v1/device/purchase/list", request);
+    if (!answer) {
+        return answer.error();
     }
-    if (!answer["purchases"].isArray()) {
-        return Fail(KOVA_ERR_BAD_JSON);
+    if (!answer.value()["purchases"].isArray()) {
+        return Error{KOVA_ERR_BAD_JSON};
     }
-    purchases = answer["purchases"];
-    return 0;
+    purchases = answer.value()["purchases"];
+    return Done{};
 }
 
-extern "C" int QUILPaymentKoVAAccountGet(char* email, size_t size) {
-    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
+Status PurchaseList(Json::Value& purchases) {
+    char host[kUrlSize] = {};
+    if (!ReadPaymentUrl(host)) {
+        return Error{KOVA_ERR_PAYMENT_CONFIG};
+    }
+    return PurchaseListFrom(host, purchases);
+}
+
+Status ReadStoreAccount(char* email, size_t size) {
     if (email == nullptr || size == 0) {
-        return Fail(KOVA_ERR_BAD_PARAM);
+        return Error{KOVA_ERR_BAD_PARAM};
     }
-    return GuardFlat([email, size] {
-        // One byte more than the caller's buffer holds (within reason): a value
-        // that fills it did not fit, and is refused rather than cut silently.
-        std::vector<char> account(std::min(size, kLongestAccount) + 1, '\0');
-        const int length =
-            QLIBCFileGetKeyValue(kStoreFile, "account", account.data(), static_cast<int>(account.size()), 0);
-        if (length < 1) {
-            return Fail(KOVA_ERR_NO_ACCOUNT);
-        }
-        if (static_cast<size_t>(length) >= account.size() - 1) {
-            return Fail(KOVA_ERR_BAD_PARAM);
-        }
-        std::memcpy(email, account.data(), static_cast<size_t>(length) + 1);
-        return 0;
-    });
+    // One byte more than the caller's buffer holds (within reason): a value
+    // that fills it did not fit, and is refused rather than cut silently.
+    std::vector<char> account(std::min(size, kLongestAccount) + 1, '\0');
+    const int length = QLIBCFileGetKeyValue(kStoreFile, "account", account.data(), static_cast<int>(account.size()), 0);
+    if (length < 1) {
+        return Error{KOVA_ERR_NO_ACCOUNT};
+    }
+    if (static_cast<size_t>(length) >= account.size() - 1) {
+        return Error{KOVA_ERR_BAD_PARAM};
+    }
+    std::memcpy(email, account.data(), static_cast<size_t>(length) + 1);
+    return Done{};
 }
 
-extern "C" int QUILKOVAAccountPurchaseList(Json::Value& purchases) {
-    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
-    return GuardFlat([&purchases] {
-        char host[2048] = {};
-        if (QUILPaymentConfigGet(host) != 0) {
-            return Fail(KOVA_ERR_PAYMENT_CONFIG);
-        }
-        return PurchaseListFrom(host, purchases);
-    });
-}
+}  // namespace quilkova::internal

@@ -1,12 +1,12 @@
 // The monitoring service's grant, vouched for by the "healthbeacon" package.
 #include "quilkova/account_health_beacon_service.hpp"
 
-#include "foundation/class_boundary.hpp"
+#include "foundation/boundaries.hpp"
 #include "foundation/json_utils.hpp"
 #include "pkce/pkce_requests.hpp"
-#include "quilkova/account_service.hpp"
+#include "account/server_info_impl.hpp"
 #include "quilkova/hos_service.hpp"
-#include "quilkova/package_pkce_client.hpp"
+#include "pkce/package_pkce_client_impl.hpp"
 
 namespace quilkova {
 
@@ -15,8 +15,8 @@ public:
     std::string Grant(const std::string& client_id, const std::string& scope, const std::string& redirect_url,
                       const std::string& state) const {
         const std::string url =
-            AccountService().GetAccountHost() + "/oauth2/api/v1/device/healthbeacon/authorization_code/grant";
-        const std::string token = PackagePkceClient("healthbeacon").GetAccessToken();
+            ServerInfoImpl().GetAccountHost() + "/oauth2/api/v1/device/healthbeacon/authorization_code/grant";
+        const std::string token = PackagePkceClientImpl::Make("healthbeacon")->GetAccessToken();
         // The second header set replaces the first: only "Authorization" is
         // sent. The scope travels whole, in one pair.
         const http::Response response =

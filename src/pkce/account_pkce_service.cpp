@@ -4,7 +4,10 @@
 #include "quilkova/account_pkce_service.hpp"
 
 #include "pkce/account_pkce_service_impl.hpp"
-#include "foundation/class_boundary.hpp"
+#include "pkce/appliance_tokens.hpp"
+#include "operations/account_operations.hpp"
+#include "report/report_schedule.hpp"
+#include "foundation/boundaries.hpp"
 #include "foundation/json_utils.hpp"
 #include "foundation/log.hpp"
 #include "pkce/pkce_requests.hpp"
@@ -14,7 +17,7 @@
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/kova_plugin_manager.hpp"
 #include "quilkova/quilkova.h"
-#include "quilkova/user.hpp"
+#include "account/user_impl.hpp"
 #include "quilplatform/notify.h"
 #include "quilplatform/process.h"
 
@@ -50,7 +53,7 @@ std::string ShellQuoted(const std::string& text) {
 }  // namespace
 
 AccountPkceServiceImpl::AccountPkceServiceImpl(const std::string& account_host, const std::string& identity_host)
-    : AccountService(account_host, identity_host), client_(internal::kApplianceClient) {
+    : account_(account_host, identity_host), client_(internal::kApplianceClient) {
     client_.SetPkceConfig(GetLoginPkceConfig());
 }
 
@@ -91,14 +94,14 @@ Json::Value AccountPkceServiceImpl::Login(const ParamPkceLogin& param) const {
     plugins.Pre(kLoginEvent);
     client_.ExchangeToken(param.code, param.redirect_uri, param.code_verifier);
     const Json::Value identity = ExchangeAuthKey(GetAccessToken());
-    const User user;
+    const UserImpl user;
     user.SetAccountHost(GetAccountHost());
     user.SetIdentityHost(GetIdentityHost());
     user.SetUserId(internal::TextOf(identity["user_id"]));
     user.SetAuthKey(internal::TextOf(identity["auth_key"]));
-    const Json::Value account = GetAndSyncRemoteJsonAccount();
+    const Json::Value account = account_.GetAndSyncRemoteJsonAccount();
     KOVA_LOG(LOG_ERR, "%s:%d Logged in Quillion Account as [%s]", internal::TextOf(account["email"]).c_str());
-    SetReportCrontab();
+    account_.SetReportCrontab();
     plugins.Post(kLoginEvent);
     return account;
 }
@@ -106,7 +109,7 @@ Json::Value AccountPkceServiceImpl::Login(const ParamPkceLogin& param) const {
 void AccountPkceServiceImpl::GrantByAuthKey() const {
     internal::GrantToken(client_, GetLoginPkceConfig(),
                          {GetAccountHost() + "/migration/api/v1/device/core/authorization_code/grant",
-                          {{"auth_key", User().GetAuthKey()}}, "", "by authkey", true});
+                          {{"auth_key", UserImpl().GetAuthKey()}}, "", "by authkey", true});
 }
 
 std::string AccountPkceServiceImpl::GetToken(TokenGetter getter) const {
@@ -167,14 +170,14 @@ bool AccountPkceServiceImpl::HasToken() const {
 
 bool AccountPkceServiceImpl::HasAuthKey() const {
     try {
-        return !User().GetAuthKey().empty();
+        return !UserImpl().GetAuthKey().empty();
     } catch (const KovaException&) {
         return false;
     }
 }
 
 void AccountPkceServiceImpl::Logout(bool send_access_token) const {
-    const User user;
+    const UserImpl user;
     if (!user.Exists()) {
         LogoutLocal();
         return;
@@ -208,7 +211,7 @@ void internal::LogoutLocally() {
     std::string email;
     bool exists = false;
     try {
-        const User user;
+        const UserImpl user;
         exists = user.Exists();
         email = exists ? user.GetEmail() : "";
     } catch (const KovaException&) {
@@ -219,8 +222,12 @@ void internal::LogoutLocally() {
     } else {
         KOVA_LOG(LOG_ERR, "%s:%d Logged out Quillion Account");
     }
-    QUILKOVAAccountRemove();
-    QUILKOVAAccountUnregisterCrond();
+    (void)internal::Capture([] { return internal::RemoveAccount(); });
+    try {
+        internal::RemoveReportJob();
+    } catch (...) {
+        // No schedule to remove, or none that could be: the logout goes on.
+    }
     QUILLogSet1(2, 1, kLogoutEvent, "", "", "", "");
     // A shell on purpose, for the wildcard: every client's token file goes,
     // the appliance's and each package's. The directory is quoted, the
@@ -230,6 +237,14 @@ void internal::LogoutLocally() {
     if (QLIBCExecl("/bin/sh", "-c", command.c_str(), static_cast<char*>(nullptr)) < 0) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to clear token files");
     }
+}
+
+bool internal::HasApplianceTokenFile() {
+    return PkceClientImpl(kApplianceClient).HasTokenFile();
+}
+
+internal::Result<std::string> internal::ApplianceAccessToken() {
+    return Capture([]() -> Result<std::string> { return AccountPkceServiceImpl("", "").GetAccessToken(); });
 }
 
 AccountPkceService::AccountPkceService() : AccountPkceService("", "") {}

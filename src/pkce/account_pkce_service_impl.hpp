@@ -1,5 +1,5 @@
-#ifndef QUILKOVA_INTERNAL_ACCOUNT_PKCE_SERVICE_IMPL_HPP
-#define QUILKOVA_INTERNAL_ACCOUNT_PKCE_SERVICE_IMPL_HPP
+#ifndef QUILKOVA_PKCE_ACCOUNT_PKCE_SERVICE_IMPL_HPP
+#define QUILKOVA_PKCE_ACCOUNT_PKCE_SERVICE_IMPL_HPP
 
 #include <json/json.h>
 
@@ -7,22 +7,20 @@
 
 #include "foundation/appliance_paths.hpp"
 #include "quilkova/account_pkce_service.hpp"
-#include "quilkova/account_service.hpp"
+#include "operations/account_service_impl.hpp"
 #include "pkce/pkce_client_impl.hpp"
 
 namespace quilkova {
 
-namespace internal {
-// The local logout: the record, the report schedule and every client's token
-// file go, the plug-ins and the system log are told. Needs no configuration;
-// never fails from the caller's view.
-void LogoutLocally();
-}  // namespace internal
-
-class AccountPkceServiceImpl : public AccountService {
+// The appliance's PKCE account on the account service's hosts: it uses the
+// account operations (the hosts, the synchronisation, the report schedule)
+// and owns the appliance's PKCE client "hos".
+class AccountPkceServiceImpl {
 public:
     AccountPkceServiceImpl(const std::string& account_host, const std::string& identity_host);
 
+    std::string GetAccountHost() const { return account_.GetAccountHost(); }
+    std::string GetIdentityHost() const { return account_.GetIdentityHost(); }
     Json::Value GetPkceConfig(const std::string& path) const;
     Json::Value GetRegisterPkceConfig() const { return GetPkceConfig(internal::kRegisterConfig); }
     Json::Value GetLoginPkceConfig() const { return GetPkceConfig(internal::kLoginConfig); }
@@ -42,6 +40,7 @@ private:
     // The rescue ladder shared by the two token getters.
     std::string GetToken(TokenGetter getter) const;
 
+    AccountServiceImpl account_;
     PkceClientImpl client_;
 };
 

@@ -10,17 +10,17 @@
 #include <memory>
 
 #include "util/atomic_file.hpp"
-#include "foundation/class_boundary.hpp"
+#include "foundation/boundaries.hpp"
 #include "foundation/json_utils.hpp"
 #include "foundation/log.hpp"
 #include "pkce/package_pkce_client_impl.hpp"
 #include "pkce/pkce_requests.hpp"
 #include "util/root_prefix.hpp"
 #include "foundation/string_utils.hpp"
-#include "quilkova/account_pkce_service.hpp"
+#include "account/server_info_impl.hpp"
+#include "pkce/account_pkce_service_impl.hpp"
 #include "quilkova/hos_service.hpp"
 #include "quilkova/kova_exception.hpp"
-#include "quilkova/server_info.hpp"
 
 namespace quilkova {
 
@@ -29,7 +29,7 @@ using internal::LockOrThrow;
 using internal::LockPath;
 
 std::string ApplianceBearer() {
-    return "Bearer " + AccountPkceService().GetAccessToken();
+    return "Bearer " + AccountPkceServiceImpl("", "").GetAccessToken();
 }
 }  // namespace
 
@@ -91,7 +91,7 @@ void PackagePkceClientImpl::RetrievePkceConfig() const {
         return;
     }
     const http::Response response =
-        http::Get(http::Url{ServerInfo().GetAccountHost() + "/oauth2/api/v1/device/package/config/pkce/client"},
+        http::Get(http::Url{ServerInfoImpl().GetAccountHost() + "/oauth2/api/v1/device/package/config/pkce/client"},
                   http::Parameters{{"package_name", package_}}, http::Header{{"Authorization", ApplianceBearer()}},
                   http::UserAgent{HosService().GetUserAgent()}, http::Timeout{internal::kRequestTimeoutMs});
     const std::string named = format("pacakge[%s]", package_.c_str());
@@ -119,7 +119,7 @@ void PackagePkceClientImpl::GrantByAccountService() const {
     const Json::Value config = GetPkceConfig();
     internal::GrantToken(
         client_, config,
-        {ServerInfo().GetAccountHost() + "/oauth2/api/v1/device/package/authorization_code/grant", {},
+        {ServerInfoImpl().GetAccountHost() + "/oauth2/api/v1/device/package/authorization_code/grant", {},
          ApplianceBearer(), format("pacakge[%s]", package_.c_str())});
 }
 
@@ -149,15 +149,17 @@ std::string PackagePkceClientImpl::GetIdToken() const {
     return GetToken(&PkceClientImpl::GetIdToken);
 }
 
+std::unique_ptr<PackagePkceClientImpl> PackagePkceClientImpl::Make(const std::string& package) {
+    if (!IsValidPackageName(package)) {
+        throw KovaException(KOVA_ERR_BAD_PARAM, "Refused package name");
+    }
+    auto impl = std::make_unique<PackagePkceClientImpl>(package);
+    impl->client_.SetPkceConfig(impl->GetPkceConfig());
+    return impl;
+}
+
 PackagePkceClient::PackagePkceClient(const std::string& package)
-    : impl_(internal::Guarded([&package] {
-          if (!PackagePkceClientImpl::IsValidPackageName(package)) {
-              throw KovaException(KOVA_ERR_BAD_PARAM, "Refused package name");
-          }
-          auto impl = std::make_unique<PackagePkceClientImpl>(package);
-          impl->SetConfig();
-          return impl.release();
-      })) {}
+    : impl_(internal::Guarded([&package] { return PackagePkceClientImpl::Make(package).release(); })) {}
 
 PackagePkceClient::~PackagePkceClient() {
     delete impl_;

@@ -15,8 +15,9 @@ public:
     static constexpr long long kConfigLifetime = 108000;  // 30 hours
 
     explicit PackagePkceClientImpl(const std::string& package);
-    // The client's configuration, from the cache or the account host.
-    void SetConfig() { client_.SetPkceConfig(GetPkceConfig()); }
+    // A checked package name's client with its configuration (from the cache
+    // or the account host); 1 for a name that is refused.
+    static std::unique_ptr<PackagePkceClientImpl> Make(const std::string& package);
 
     std::string GetConfigFilePath() const;
     void SavePkceConfig(const Json::Value& config) const;

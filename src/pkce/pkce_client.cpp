@@ -18,7 +18,7 @@
 #include "foundation/redact.hpp"
 #include "util/root_prefix.hpp"
 #include "foundation/string_utils.hpp"
-#include "quilkova/account_service.hpp"
+#include "operations/account_service_impl.hpp"
 #include "quilkova/file_lock.hpp"
 #include "quilkova/hos_service.hpp"
 #include "quilkova/kova_exception.hpp"
@@ -123,7 +123,7 @@ Json::Value PkceClientImpl::FormatPkceConfig(const Json::Value& raw) const {
     // Both looked up whatever the scope holds: a device without a MAC cannot log in.
     boost::algorithm::replace_all(scope, "$sn$", hos.GetSerialNo());
     boost::algorithm::replace_all(scope, "$mac$", hos.GetMac());
-    const AccountService hosts;
+    const AccountServiceImpl hosts("", "");
     const std::string identity = hosts.GetIdentityHost();
     const std::string account = hosts.GetAccountHost();
 

@@ -1,14 +1,26 @@
-#ifndef QUILKOVA_INTERNAL_REPORT_SCHEDULE_HPP
-#define QUILKOVA_INTERNAL_REPORT_SCHEDULE_HPP
+#ifndef QUILKOVA_REPORT_REPORT_SCHEDULE_HPP
+#define QUILKOVA_REPORT_REPORT_SCHEDULE_HPP
 
-#include "foundation/appliance_paths.hpp"
-#include "operations/account_steps.hpp"
+#include "foundation/log.hpp"
+#include "foundation/result.hpp"
 
+// The scheduler job that runs the periodic report, and the report run itself.
 namespace quilkova::internal {
+
+// Saves the one job of the configuration "kova" with the record's time
+// string. Not saved: a failure with code 0 (the scheduler's), or the record's
+// code when its time string could not be read (logged).
+Status SaveReportJob();
+// Removes the configuration "kova": true when there was one.
+bool RemoveReportJob();
 
 // Installs the report job unless "/etc/quilinfo.conf" says
 // kova_disable_report="yes"; a failure is logged (as the caller's) only.
 void RegisterReportUnlessDisabled(Where where);
+
+// The scheduled report of the appliance's state; logs the account out when
+// the service no longer knows it.
+Status ReportInfo();
 
 }  // namespace quilkova::internal
 

@@ -15,9 +15,12 @@
 #include "transport/curl_handles.hpp"
 #include "transport/curl_policy.hpp"
 #include "foundation/fixed_field.hpp"
+#include "device/identity.hpp"
 #include "foundation/log.hpp"
+#include "foundation/result.hpp"
 #include "foundation/platform_handles.hpp"
 #include "foundation/redact.hpp"
+#include "transport/https_sender.hpp"
 #include "foundation/waits.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/qlibc_error.h"
@@ -25,13 +28,11 @@
 
 namespace {
 
-using quilkova::internal::HeapText;
+using namespace quilkova::internal;
 
 constexpr size_t kQueryInitialSize = 1024;
-constexpr size_t kSerialSize = 256;
-constexpr size_t kTokenSize = 33;
+constexpr size_t kRequestSerialSize = 256;  // "hs_sn" as given, or the flash's
 constexpr size_t kUrlSize = 4096;
-constexpr size_t kUserAgentSize = 256;
 constexpr size_t kHostHeaderSize = 128;
 constexpr int kKeyListCapacity = 512;
 // Deliberately handed to CURLOPT_CAPATH, as the appliance has always done.
@@ -52,16 +53,11 @@ struct TimeoutClass {
     int attempts;
 };
 
-int Fail(KOVA_ERRCODE code) {
-    QUILKOVAErrSet(code);
-    return -1;
-}
-
 // "key=escaped value", preceded by "&" unless it is the first parameter.
 bool AppendParameter(CURL* curl, HeapText& query, const char* key, const char* value, bool first) {
-    const quilkova::internal::CurlText escaped(curl_easy_escape(curl, value, 0));
+    const CurlText escaped(curl_easy_escape(curl, value, 0));
     if (!escaped) {
-        KOVA_LOG(LOG_ERR, "%s:%d URL encoding failed: %s", quilkova::internal::RedactedValue(key, value).c_str());
+        KOVA_LOG(LOG_ERR, "%s:%d URL encoding failed: %s", RedactedValue(key, value).c_str());
         return false;
     }
     if ((!first && !query.Append("&")) || !query.Append(key) || !query.Append("=") || !query.Append(escaped.get())) {
@@ -98,7 +94,7 @@ bool BuildQuery(CURL* curl, HeapText& query, const KOVA_HTTPS_REQUEST& req, QLIB
 // Sets the options in their fixed order; false (logged) on a fatal failure.
 bool SetOptions(CURL* curl, const KOVA_HTTPS_REQUEST& req, const char* url, curl_slist* headers,
                 const char* host_header, const TimeoutClass& timeouts, ReceiveBuffer& received,
-                quilkova::internal::RedirectPolicy& redirects) {
+                RedirectPolicy& redirects) {
     CURLcode code = curl_easy_setopt(curl, CURLOPT_URL, url);
     // Redirects are followed, but only a few and never away from the host the form was meant for.
     if (code == CURLE_OK) {
@@ -109,7 +105,7 @@ bool SetOptions(CURL* curl, const KOVA_HTTPS_REQUEST& req, const char* url, curl
         return false;
     }
     char agent[kUserAgentSize] = {};
-    QUILKOVAUserAgentNameGet(agent, sizeof(agent));
+    (void)ReadUserAgent(agent, sizeof(agent));
     if ((code = curl_easy_setopt(curl, CURLOPT_USERAGENT, agent)) != CURLE_OK) {
         KOVA_LOG(LOG_ERR, "%s:%d failed to set agent=%s, return value=%d, err=%s", agent, code,
                  curl_easy_strerror(code));
@@ -175,7 +171,7 @@ CURLcode PerformWithRetries(CURL* curl, int attempts, ReceiveBuffer& received, b
             curl_easy_setopt(curl, CURLOPT_IPRESOLVE, static_cast<long>(CURL_IPRESOLVE_V4));
         }
         ++attempt;
-        std::this_thread::sleep_for(quilkova::internal::CurrentWaits().sender_pause);
+        std::this_thread::sleep_for(CurrentWaits().sender_pause);
         if (attempt >= attempts) {
             exhausted = true;
             return code;
@@ -183,58 +179,58 @@ CURLcode PerformWithRetries(CURL* curl, int attempts, ReceiveBuffer& received, b
     }
 }
 
-int Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
+Status Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
     HeapText query(kQueryInitialSize);
     if (query.text() == nullptr) {
-        return Fail(KOVA_ERR_SYSTEM);
+        return Error{KOVA_ERR_SYSTEM};
     }
 
-    const quilkova::internal::CurlEasy curl(curl_easy_init());
+    const CurlEasy curl(curl_easy_init());
     if (!curl) {
         KOVA_LOG(LOG_ERR, "%s:%d failed to init pCurl");
-        return Fail(KOVA_ERR_SEND);
+        return Error{KOVA_ERR_SEND};
     }
     ReceiveBuffer received;
     // The header list carries one empty line; "Host:" is written into the
     // buffer only after it was copied, and shows in failure messages only.
     char host_header[kHostHeaderSize] = {};
-    const quilkova::internal::CurlSlist headers(curl_slist_append(nullptr, host_header));
+    const CurlSlist headers(curl_slist_append(nullptr, host_header));
     std::snprintf(host_header, sizeof(host_header), "Host: %s", req.host);
 
-    char serial[kSerialSize] = {};
+    char serial[kRequestSerialSize] = {};
     if (const char* given = QLIBCSzHashGetValue(req.params, "hs_sn")) {
         std::snprintf(serial, sizeof(serial), "%s", given);
     }
-    const std::string account_id = quilkova::internal::FieldText(req.accountId);
-    const std::string account_password = quilkova::internal::FieldText(req.accountPassword);
-    char token[kTokenSize] = {};
-    if (QUILKOVAGenerateToken(account_id.c_str(), account_password.c_str(), serial, sizeof(serial), token,
-                              sizeof(token)) != 0) {
-        return Fail(KOVA_ERR_SEND);
+    const std::string account_id = FieldText(req.accountId);
+    const std::string account_password = FieldText(req.accountPassword);
+    char token[kDeviceTokenSize] = {};
+    if (!GenerateDeviceToken(account_id.c_str(), account_password.c_str(), serial, sizeof(serial), token,
+                             sizeof(token))) {
+        return Error{KOVA_ERR_SEND};
     }
 
-    const quilkova::internal::SzList keys(QLIBCSzListAlloc(kKeyListCapacity));
+    const SzList keys(QLIBCSzListAlloc(kKeyListCapacity));
     if (!keys) {
         KOVA_LOG(LOG_ERR, "%s:%d out of memory, ERR=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
                  QLIBCErrorGetLine());
-        return Fail(KOVA_ERR_SEND);
+        return Error{KOVA_ERR_SEND};
     }
     if (QLIBCSzHashEnumKey(req.params, keys.get()) <= 0) {
         KOVA_LOG(LOG_ERR, "%s:%d no key in the hash, ERR=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
                  QLIBCErrorGetLine());
-        return Fail(KOVA_ERR_SEND);
+        return Error{KOVA_ERR_SEND};
     }
     if (!BuildQuery(curl.get(), query, req, keys.get(), serial, token, account_id, account_password)) {
-        return Fail(KOVA_ERR_SEND);
+        return Error{KOVA_ERR_SEND};
     }
     // What the request carried that an answer must not repeat in a log line.
     std::vector<std::string> secrets;
-    quilkova::internal::AddSentSecret(secrets, "hs_token", token);
-    quilkova::internal::AddSentSecret(secrets, "kovaPW", account_password);
+    AddSentSecret(secrets, "hs_token", token);
+    AddSentSecret(secrets, "kovaPW", account_password);
     for (int i = 0; i < QLIBCSzListCount(keys.get()); ++i) {
         const char* key = QLIBCSzListGet(keys.get(), i);
         if (const char* value = QLIBCSzHashGetValue(req.params, key)) {
-            quilkova::internal::AddSentSecret(secrets, key, value);
+            AddSentSecret(secrets, key, value);
         }
     }
 
@@ -253,15 +249,15 @@ int Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
         if (code != CURLE_OK) {
             KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to set POST parameters, code=%d, err=%s", url, code,
                      curl_easy_strerror(code));
-            return Fail(KOVA_ERR_SEND);
+            return Error{KOVA_ERR_SEND};
         }
     }
-    const quilkova::internal::Waits& waits = quilkova::internal::CurrentWaits();
+    const Waits& waits = CurrentWaits();
     const TimeoutClass timeouts = req.shortTimeout != 0 ? TimeoutClass{waits.sender_short_seconds, 2}
                                                        : TimeoutClass{waits.sender_long_seconds, 3};
-    quilkova::internal::RedirectPolicy redirects(url);
+    RedirectPolicy redirects(url);
     if (!SetOptions(curl.get(), req, url, headers.get(), host_header, timeouts, received, redirects)) {
-        return Fail(KOVA_ERR_SEND);
+        return Error{KOVA_ERR_SEND};
     }
 
     bool exhausted = false;
@@ -270,7 +266,7 @@ int Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
         KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to curl perform, code=%d, err=%s", url, performed,
                  curl_easy_strerror(performed));
         resp.curlCode = performed;
-        return Fail(KOVA_ERR_SEND);
+        return Error{KOVA_ERR_SEND};
     }
     long status = 0;
     const CURLcode info = curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
@@ -278,7 +274,7 @@ int Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
         KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to curl_easy_getinfo, code=%d, err=%s", url, info,
                  curl_easy_strerror(info));
         resp.curlCode = info;
-        return Fail(KOVA_ERR_SEND);
+        return Error{KOVA_ERR_SEND};
     }
     resp.httpCode = status;
     // A 400 is delivered: its body says what the service refused.
@@ -289,23 +285,23 @@ int Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
         KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to curl perform, code=%d, err=%s", url, performed,
                  curl_easy_strerror(performed));
         resp.curlCode = performed;
-        return Fail(KOVA_ERR_SEND);
+        return Error{KOVA_ERR_SEND};
     }
     if (!delivered_status) {
         KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to request packages, httpResponseCode=%ld, data=%s", url, status,
-                 quilkova::internal::Redacted(received.memory.memory != nullptr ? received.memory.memory : "", secrets)
+                 Redacted(received.memory.memory != nullptr ? received.memory.memory : "", secrets)
                      .c_str());
-        return Fail(KOVA_ERR_SEND);
+        return Error{KOVA_ERR_SEND};
     }
     if (received.memory.memory == nullptr) {
         KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to get response", url);
-        return Fail(KOVA_ERR_SEND);
+        return Error{KOVA_ERR_SEND};
     }
     resp.data = strdup(received.memory.memory);
     if (resp.data != nullptr) {
         QLIBCStrTrimSpace(resp.data);
     }
-    return 0;
+    return Done{};
 }
 
 }  // namespace
@@ -332,10 +328,13 @@ size_t WriteMemoryCallback(void* contents, size_t size, size_t nmemb, void* user
     return bytes;
 }
 
-int QUILKOVAHttpsRequestSend(KOVA_HTTPS_REQUEST* req, KOVA_HTTPS_RESPONSE* resp) {
-    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
+}  // extern "C"
+
+namespace quilkova::internal {
+
+Status SendHttpsRequest(KOVA_HTTPS_REQUEST* req, KOVA_HTTPS_RESPONSE* resp) {
     if (req == nullptr || resp == nullptr || req->host == nullptr || req->path == nullptr) {
-        return Fail(KOVA_ERR_BAD_PARAM);
+        return Error{KOVA_ERR_BAD_PARAM};
     }
     resp->curlCode = 0;
     resp->httpCode = 0;
@@ -343,13 +342,11 @@ int QUILKOVAHttpsRequestSend(KOVA_HTTPS_REQUEST* req, KOVA_HTTPS_RESPONSE* resp)
     try {
         return Send(*req, *resp);
     } catch (const std::bad_alloc&) {
-        return Fail(KOVA_ERR_SYSTEM);
-    } catch (...) {
-        return Fail(KOVA_ERR_UNKNOWN);
+        return Error{KOVA_ERR_SYSTEM};
     }
 }
 
-void QUILKOVAHttpsResponseFree(KOVA_HTTPS_RESPONSE* resp) {
+void FreeHttpsResponse(KOVA_HTTPS_RESPONSE* resp) {
     if (resp == nullptr) {
         return;
     }
@@ -358,4 +355,4 @@ void QUILKOVAHttpsResponseFree(KOVA_HTTPS_RESPONSE* resp) {
     resp->httpCode = 0;
 }
 
-}  // extern "C"
+}  // namespace quilkova::internal

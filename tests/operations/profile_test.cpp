@@ -2,7 +2,8 @@
 // API-key recovery and the store client.
 #include "test_prelude.hpp"
 
-#include "operations/account_steps.hpp"
+#include "flat/flat.hpp"
+#include "payment/store_client.hpp"
 
 namespace {
 
@@ -174,7 +175,10 @@ TEST_F(ProfileTest, IframeInfoApiKeyRecoveryAndTheStoreClient) {
     Json::Value purchases;
     EXPECT_EQ(FailureCode(QUILKOVAAccountPurchaseList(purchases)), KOVA_ERR_NO_ACCOUNT) << "no account: nothing sent";
     BindOwner();
-    ASSERT_EQ(quilkova::internal::PurchaseListFrom(sim().BaseUrl(), purchases), 0);
+    const auto purchase_list = [&] {
+        return internal::Flat([&] { return internal::PurchaseListFrom(sim().BaseUrl(), purchases); });
+    };
+    ASSERT_EQ(purchase_list(), 0);
     EXPECT_EQ(purchases[0], "Quillion Antivirus");
     const auto sent = sim().RequestsTo("/api/v1/device/purchase/list").at(0);
     EXPECT_EQ(sent.body, R"({"auth_key":"key-1","id":"u-1","serial_no":"2150ABCD1234"})");
@@ -182,7 +186,7 @@ TEST_F(ProfileTest, IframeInfoApiKeyRecoveryAndTheStoreClient) {
                                      {"{\"code\": \"good\"}", KOVA_ERR_BAD_JSON},
                                      {"oops", KOVA_ERR_BAD_JSON}}) {
         Answer("/api/v1/device/purchase/list", body);
-        EXPECT_EQ(FailureCode(quilkova::internal::PurchaseListFrom(sim().BaseUrl(), purchases)), code) << body;
+        EXPECT_EQ(FailureCode(purchase_list()), code) << body;
     }
 }
 

@@ -1,0 +1,88 @@
+#ifndef QUILKOVA_FOUNDATION_BOUNDARIES_HPP
+#define QUILKOVA_FOUNDATION_BOUNDARIES_HPP
+
+#include <json/json.h>
+
+#include <new>
+#include <string>
+#include <utility>
+
+#include "foundation/result.hpp"
+#include "quilkova/kova_exception.hpp"
+
+// Where exceptions and results meet: an operation's boundary turns whatever
+// was thrown inside it into its failure, and the class face turns a failure
+// back into the KovaException it throws.
+namespace quilkova::internal {
+
+// The message a KovaException was made with, without its code and stack.
+inline std::string MessageOf(const KovaException& error) {
+    std::string text = error.what();
+    text = text.substr(0, text.find('\n'));
+    const size_t suffix = text.rfind(" [code=");
+    return suffix == std::string::npos ? text : text.substr(0, suffix);
+}
+
+// The failure of whatever `operation` threw: a KovaException's code and
+// message, 6 for a lack of memory, 2 for a JSON value of an unexpected type,
+// 24 for anything else.
+inline Error ErrorOf(std::exception_ptr thrown) noexcept {
+    try {
+        std::rethrow_exception(std::move(thrown));
+    } catch (const KovaException& error) {
+        try {
+            return Error{error.GetCode(), MessageOf(error)};
+        } catch (...) {
+            return Error{error.GetCode()};
+        }
+    } catch (const std::bad_alloc&) {
+        return Error{KOVA_ERR_SYSTEM};
+    } catch (const Json::Exception&) {
+        return Error{KOVA_ERR_BAD_JSON};
+    } catch (...) {
+        return Error{KOVA_ERR_UNKNOWN};
+    }
+}
+
+// Runs an operation that returns a Result; what it throws becomes its failure.
+template <typename Operation>
+auto Capture(Operation&& operation) noexcept -> decltype(operation()) {
+    try {
+        return operation();
+    } catch (...) {
+        return ErrorOf(std::current_exception());
+    }
+}
+
+// The value of a result, or its failure thrown as a KovaException.
+template <typename T>
+T Unwrap(Result<T> result) {
+    if (!result.ok()) {
+        const Error& error = result.error();
+        if (error.message.empty()) {
+            throw KovaException(error.code);
+        }
+        throw KovaException(error.code, error.message);
+    }
+    return std::move(result.value());
+}
+
+// The boundary of a public class method: what leaves it is a KovaException,
+// whatever went wrong inside (6 for a lack of memory, 2 for a JSON value of
+// an unexpected type).
+template <typename Body>
+auto Guarded(Body&& body) -> decltype(body()) {
+    try {
+        return body();
+    } catch (const KovaException&) {
+        throw;
+    } catch (const std::bad_alloc&) {
+        throw KovaException(KOVA_ERR_SYSTEM, "Out of memory");
+    } catch (const Json::Exception& error) {
+        throw KovaException(KOVA_ERR_BAD_JSON, error.what());
+    }
+}
+
+}  // namespace quilkova::internal
+
+#endif

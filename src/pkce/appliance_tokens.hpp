@@ -1,0 +1,23 @@
+#ifndef QUILKOVA_PKCE_APPLIANCE_TOKENS_HPP
+#define QUILKOVA_PKCE_APPLIANCE_TOKENS_HPP
+
+#include <string>
+
+#include "foundation/result.hpp"
+
+// The appliance's own tokens and local logout, for the operations that need
+// them without the class face.
+namespace quilkova::internal {
+
+// Whether the appliance has a token file of its own.
+bool HasApplianceTokenFile();
+// The appliance's access token, renewed or rescued as AccountPkceService does.
+Result<std::string> ApplianceAccessToken();
+// The local logout: the record, the report schedule and every client's token
+// file go, the plug-ins and the system log are told. Needs no configuration;
+// never fails from the caller's view.
+void LogoutLocally();
+
+}  // namespace quilkova::internal
+
+#endif
