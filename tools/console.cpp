@@ -80,31 +80,37 @@ std::string Printable(const std::string& text) {
 }  // namespace
 
 const char* CodeName(int code) {
+    // Each name written once: the enumerator, stringized.
+#define QUILKOVA_CODE_NAME(name) \
+    case name:                   \
+        return #name;
     switch (code) {
-        case KOVA_ERR_SUCCESS: return "KOVA_ERR_SUCCESS";
-        case KOVA_ERR_BAD_PARAM: return "KOVA_ERR_BAD_PARAM";
-        case KOVA_ERR_BAD_JSON: return "KOVA_ERR_BAD_JSON";
-        case KOVA_ERR_NO_ACCOUNT: return "KOVA_ERR_NO_ACCOUNT";
-        case KOVA_ERR_SEND: return "KOVA_ERR_SEND";
-        case KOVA_ERR_RESPONSE: return "KOVA_ERR_RESPONSE";
-        case KOVA_ERR_SYSTEM: return "KOVA_ERR_SYSTEM";
-        case KOVA_ERR_PAYMENT_CONFIG: return "KOVA_ERR_PAYMENT_CONFIG";
-        case KOVA_ERR_SERIAL: return "KOVA_ERR_SERIAL";
-        case KOVA_ERR_AUTH: return "KOVA_ERR_AUTH";
-        case KOVA_ERR_NETWORK: return "KOVA_ERR_NETWORK";
-        case KOVA_ERR_ACCOUNT_IN_USE: return "KOVA_ERR_ACCOUNT_IN_USE";
-        case KOVA_ERR_SERIAL_MAX_ACCOUNTS: return "KOVA_ERR_SERIAL_MAX_ACCOUNTS";
-        case KOVA_ERR_ACCOUNT_UNVERIFIED: return "KOVA_ERR_ACCOUNT_UNVERIFIED";
-        case KOVA_ERR_CONFIG_WRITE: return "KOVA_ERR_CONFIG_WRITE";
-        case KOVA_ERR_MAC: return "KOVA_ERR_MAC";
-        case KOVA_ERR_TOKEN: return "KOVA_ERR_TOKEN";
-        case KOVA_ERR_SERVER_CONFIG: return "KOVA_ERR_SERVER_CONFIG";
-        case KOVA_ERR_UNKNOWN: return "KOVA_ERR_UNKNOWN";
-        case KOVA_ERR_ACCOUNT_NOT_FOUND: return "KOVA_ERR_ACCOUNT_NOT_FOUND";
-        case KOVA_ERR_APIKEY_NOT_FOUND: return "KOVA_ERR_APIKEY_NOT_FOUND";
-        case KOVA_ERR_APIKEY_EXPIRED: return "KOVA_ERR_APIKEY_EXPIRED";
-        default: return "KOVA_ERR_UNKNOWN";
+        QUILKOVA_CODE_NAME(KOVA_ERR_SUCCESS)
+        QUILKOVA_CODE_NAME(KOVA_ERR_BAD_PARAM)
+        QUILKOVA_CODE_NAME(KOVA_ERR_BAD_JSON)
+        QUILKOVA_CODE_NAME(KOVA_ERR_NO_ACCOUNT)
+        QUILKOVA_CODE_NAME(KOVA_ERR_SEND)
+        QUILKOVA_CODE_NAME(KOVA_ERR_RESPONSE)
+        QUILKOVA_CODE_NAME(KOVA_ERR_SYSTEM)
+        QUILKOVA_CODE_NAME(KOVA_ERR_PAYMENT_CONFIG)
+        QUILKOVA_CODE_NAME(KOVA_ERR_SERIAL)
+        QUILKOVA_CODE_NAME(KOVA_ERR_AUTH)
+        QUILKOVA_CODE_NAME(KOVA_ERR_NETWORK)
+        QUILKOVA_CODE_NAME(KOVA_ERR_ACCOUNT_IN_USE)
+        QUILKOVA_CODE_NAME(KOVA_ERR_SERIAL_MAX_ACCOUNTS)
+        QUILKOVA_CODE_NAME(KOVA_ERR_ACCOUNT_UNVERIFIED)
+        QUILKOVA_CODE_NAME(KOVA_ERR_CONFIG_WRITE)
+        QUILKOVA_CODE_NAME(KOVA_ERR_MAC)
+        QUILKOVA_CODE_NAME(KOVA_ERR_TOKEN)
+        QUILKOVA_CODE_NAME(KOVA_ERR_SERVER_CONFIG)
+        QUILKOVA_CODE_NAME(KOVA_ERR_UNKNOWN)
+        QUILKOVA_CODE_NAME(KOVA_ERR_ACCOUNT_NOT_FOUND)
+        QUILKOVA_CODE_NAME(KOVA_ERR_APIKEY_NOT_FOUND)
+        QUILKOVA_CODE_NAME(KOVA_ERR_APIKEY_EXPIRED)
+        default:
+            return "KOVA_ERR_UNKNOWN";
     }
+#undef QUILKOVA_CODE_NAME
 }
 
 int Console::Error(int code, const std::string& text) const {

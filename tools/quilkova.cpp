@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <functional>
 #include <iostream>
 #include <optional>
 #include <string>
@@ -19,6 +20,9 @@
 namespace {
 
 using quilkova::tool::Console;
+
+// The appliance's own PKCE client ("hos", for host operating system), whose token file the status shows.
+constexpr const char* kApplianceClient = "hos";
 using quilkova::tool::ReadSecret;
 
 // The exception's message, without its code suffix and stack.
@@ -59,7 +63,7 @@ int Status(const Console& console) {
     }
     KOVA_SERVER_CONFIG hosts = {};
     QUILKOVAServerConfigGet(&hosts);
-    const quilkova::PkceClient hos("hos");
+    const quilkova::PkceClient hos(kApplianceClient);
     const bool token = hos.HasTokenFile();
     const long long expires_at = token ? hos.GetExpiredAt() : 0;
     Json::Value json;
@@ -135,6 +139,22 @@ int Login(const Console& console, const LoginOptions& options) {
     console.Say(options.check ? "The password of " + options.email + " is right" : "Logged in as " + options.email,
                 answer);
     return 0;
+}
+
+int Logout(const Console& console, bool local) {
+    if (QUILKOVAAccountLogout(!local) != 0) {
+        return console.Failed(QUILKOVAErrGet());
+    }
+    console.Say(local ? "Logged out on this appliance" : "Logged out", Json::Value(Json::objectValue));
+    return 0;
+}
+
+int Query(const Console& console, bool refresh) {
+    Json::Value account;
+    if (QUILKOVAAccountQueryInfo(account, refresh, false) != 0) {
+        return console.Failed(QUILKOVAErrGet());
+    }
+    return ShowAccount(console, account);
 }
 
 int Token(const Console& console, const std::string& package, bool id_token) {
@@ -299,37 +319,21 @@ int main(int argc, char** argv) {
     if (report) {
         return QUILKOVAReportInfo() == 0 ? 0 : console.Failed(QUILKOVAErrGet());
     }
-    if (*status) {
-        return Status(console);
-    }
-    if (*login) {
-        return Login(console, login_options);
-    }
-    if (*logout) {
-        if (QUILKOVAAccountLogout(!local) != 0) {
-            return console.Failed(QUILKOVAErrGet());
+    // Each subcommand and what runs it.
+    const std::pair<const CLI::App*, std::function<int()>> commands[] = {
+        {status, [&] { return Status(console); }},
+        {login, [&] { return Login(console, login_options); }},
+        {logout, [&] { return Logout(console, local); }},
+        {token, [&] { return Token(console, package, id_token); }},
+        {query, [&] { return Query(console, refresh); }},
+        {scan, [&] { return Scan(console); }},
+        {registration, [&] { return Register(console, register_options); }},
+        {update, [&] { return Update(console, update_options); }},
+    };
+    for (const auto& [command, run] : commands) {
+        if (*command) {
+            return run();
         }
-        console.Say(local ? "Logged out on this appliance" : "Logged out", Json::Value(Json::objectValue));
-        return 0;
-    }
-    if (*token) {
-        return Token(console, package, id_token);
-    }
-    if (*query) {
-        Json::Value account;
-        if (QUILKOVAAccountQueryInfo(account, refresh, false) != 0) {
-            return console.Failed(QUILKOVAErrGet());
-        }
-        return ShowAccount(console, account);
-    }
-    if (*scan) {
-        return Scan(console);
-    }
-    if (*registration) {
-        return Register(console, register_options);
-    }
-    if (*update) {
-        return Update(console, update_options);
     }
     std::cout << app.help();
     return 2;

