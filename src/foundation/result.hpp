@@ -45,6 +45,21 @@ private:
 struct Done {};
 using Status = Result<Done>;
 
+// Declares `name` as the value of the result of `expression`, or returns
+// that result's failure from the enclosing operation.
+#define KOVA_TRY(name, expression)             \
+    auto name##_outcome = (expression);        \
+    if (!name##_outcome) {                     \
+        return name##_outcome.error();         \
+    }                                          \
+    auto& name = name##_outcome.value()
+
+// Returns the failure of the status of `expression`, if it failed.
+#define KOVA_TRY_STATUS(expression)            \
+    if (auto status_ = (expression); !status_) { \
+        return status_.error();                \
+    }
+
 }  // namespace quilkova::internal
 
 #endif

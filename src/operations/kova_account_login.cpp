@@ -44,19 +44,13 @@ struct Device {
 Result<Device> ReadDevice(bool with_host) {
     Device device;
     if (with_host) {
-        Result<std::string> host = AccountHost(KOVA_HERE);
-        if (!host) {
-            return host.error();
-        }
-        device.host = host.value();
+        KOVA_TRY(host, AccountHost(KOVA_HERE));
+        device.host = host;
     }
     for (auto [read, into] : {std::pair{&ReadSerial, &device.serial}, std::pair{&ReadMac, &device.mac},
                               std::pair{&ReadApiKey, &device.api_key}}) {
-        Result<std::string> fact = read(KOVA_HERE);
-        if (!fact) {
-            return fact.error();
-        }
-        *into = fact.value();
+        KOVA_TRY(fact, read(KOVA_HERE));
+        *into = fact;
     }
     return device;
 }
@@ -67,9 +61,7 @@ Result<Device> ReadDevice(bool with_host) {
 // failure of the exchange itself is the failure.
 Result<KOVA_ERRCODE> SendLogin(const std::string& host, const char* path, QLIBCSzHash* form, Json::Value& answer,
                                Response& response) {
-    if (const Status sent = SendForm(host, path, form, false, response, answer, KOVA_HERE); !sent) {
-        return sent.error();
-    }
+    KOVA_TRY_STATUS(SendForm(host, path, form, false, response, answer, KOVA_HERE));
     if (!answer.isObject() || !answer.isMember("code")) {
         KOVA_LOG(LOG_ERR, "%s:%d bad response, no code");
         return Error{KOVA_ERR_RESPONSE};
@@ -81,9 +73,7 @@ Result<KOVA_ERRCODE> SendLogin(const std::string& host, const char* path, QLIBCS
             return Error{code};
         }
         SetField(form, "api_key", key.value());
-        if (const Status sent = SendForm(host, path, form, false, response, answer, KOVA_HERE); !sent) {
-            return sent.error();
-        }
+        KOVA_TRY_STATUS(SendForm(host, path, form, false, response, answer, KOVA_HERE));
         code = static_cast<KOVA_ERRCODE>(GetErrorCodeFromAccountError(CodeOf(answer).c_str()));
     } else if (code == KOVA_ERR_APIKEY_EXPIRED) {
         QUILCloudServiceActionHandler(QUIL_CLOUD_SERVICE_ACTION_APIKEY_EXPIRED, 0);
@@ -127,9 +117,7 @@ Status FirePostLogin(const PluginContext& plugins) {
 
 // Binds the account of a good answer: record, schedule, log, profile, plug-ins.
 Status BindAnsweredAccount(const PluginContext& plugins, const Json::Value& answer, const std::string& email) {
-    if (const Status stored = StoreIdentity(TextOf(answer["id"]), TextOf(answer["auth_key"])); !stored) {
-        return stored;
-    }
+    KOVA_TRY_STATUS(StoreIdentity(TextOf(answer["id"]), TextOf(answer["auth_key"])));
     ScheduleAndRecord(email);
     RefreshProfile();
     return FirePostLogin(plugins);
@@ -161,29 +149,20 @@ Status PasswordLogin(const char* email, const char* password, Json::Value& answe
     if (!plugins.opened()) {
         return PluginInitFailed();
     }
-    const Result<Device> device = ReadDevice(true);
-    if (!device) {
-        return device.error();
-    }
-    Result<FormHash> form = NewForm(KOVA_HERE);
-    if (!form) {
-        return form.error();
-    }
-    QLIBCSzHash* fields = form.value().get();
+    KOVA_TRY(device, ReadDevice(true));
+    KOVA_TRY(form, NewForm(KOVA_HERE));
+    QLIBCSzHash* fields = form.get();
     SetField(fields, "type", "acnt_pw_apikey");
     SetField(fields, SpecOf(Field::Email).form, email);
     SetField(fields, "passwd", password);
-    SetField(fields, "serial_no", device.value().serial);
-    SetField(fields, "api_key", device.value().api_key);
-    SetField(fields, "mac", device.value().mac);
+    SetField(fields, "serial_no", device.serial);
+    SetField(fields, "api_key", device.api_key);
+    SetField(fields, "mac", device.mac);
     Response response;
-    const Result<KOVA_ERRCODE> code = SendLogin(device.value().host, "device/api/password_login", fields, answer, response);
-    if (!code) {
-        return code.error();
-    }
-    if (code.value() != KOVA_ERR_SUCCESS) {
+    KOVA_TRY(code, SendLogin(device.host, "device/api/password_login", fields, answer, response));
+    if (code != KOVA_ERR_SUCCESS) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to login %s, resp=%s", email, response.Redacted().c_str());
-        return Error{code.value()};
+        return Error{code};
     }
     if (check_only) {
         return Done{};  // the credentials are good; nothing is stored, scheduled or fired
@@ -199,34 +178,22 @@ Status OauthLogin(Json::Value& answer, const char* access_token) {
     if (!plugins.opened()) {
         return PluginInitFailed();
     }
-    const Result<Device> device = ReadDevice(true);
-    if (!device) {
-        return device.error();
-    }
+    KOVA_TRY(device, ReadDevice(true));
     const std::string language = ReadLanguage("");
-    const Result<std::string> zone = ReadTimezone(KOVA_HERE);
-    if (!zone) {
-        return zone.error();
-    }
-    Result<FormHash> form = NewForm(KOVA_HERE);
-    if (!form) {
-        return form.error();
-    }
-    QLIBCSzHash* fields = form.value().get();
+    KOVA_TRY(zone, ReadTimezone(KOVA_HERE));
+    KOVA_TRY(form, NewForm(KOVA_HERE));
+    QLIBCSzHash* fields = form.get();
     SetField(fields, "language", language);
     SetField(fields, "access_token", access_token);
-    SetField(fields, SpecOf(Field::Timezone).form, zone.value());
-    SetField(fields, "api_key", device.value().api_key);
-    SetField(fields, "mac", device.value().mac);
-    SetField(fields, "serial_no", device.value().serial);
+    SetField(fields, SpecOf(Field::Timezone).form, zone);
+    SetField(fields, "api_key", device.api_key);
+    SetField(fields, "mac", device.mac);
+    SetField(fields, "serial_no", device.serial);
     Response response;
-    const Result<KOVA_ERRCODE> code = SendLogin(device.value().host, "good/user/launch", fields, answer, response);
-    if (!code) {
-        return code.error();
-    }
-    if (code.value() != KOVA_ERR_SUCCESS) {
+    KOVA_TRY(code, SendLogin(device.host, "good/user/launch", fields, answer, response));
+    if (code != KOVA_ERR_SUCCESS) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to login, resp=%s", response.Redacted().c_str());
-        return Error{code.value()};
+        return Error{code};
     }
     return BindAnsweredAccount(plugins, answer, TextOf(answer[SpecOf(Field::Email).member]));
 }
@@ -242,9 +209,7 @@ Status LoginByKey(const char* user_id, const char* auth_key, Json::Value& output
     if (!plugins.opened()) {
         return PluginInitFailed();
     }
-    if (const Status stored = StoreIdentity(user_id, auth_key); !stored) {
-        return stored;
-    }
+    KOVA_TRY_STATUS(StoreIdentity(user_id, auth_key));
     const Result<Json::Value> account = Capture([] { return QueryAccount(true, true); });
     if (!account) {
         KOVA_LOG(LOG_ERR, "%s:%d QUILKOVAAccountQueryInfo failed");

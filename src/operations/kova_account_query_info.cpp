@@ -53,27 +53,14 @@ void StoreProfile(const Profile& profile) {
 
 // The remote query and the storing of its answer.
 Status QueryService(const KOVA_INFO& info, bool short_timeout) {
-    const Result<std::string> host = AccountHost(KOVA_HERE);
-    if (!host) {
-        return host.error();
-    }
-    const Result<std::string> serial = ReadSerial(KOVA_HERE);
-    if (!serial) {
-        return serial.error();
-    }
-    Result<FormHash> form = NewForm(KOVA_HERE);
-    if (!form) {
-        return form.error();
-    }
-    SetField(form.value().get(), SpecOf(Field::AuthKey).form, info.auth_key);
-    SetField(form.value().get(), "serial_no", serial.value());
+    KOVA_TRY(host, AccountHost(KOVA_HERE));
+    KOVA_TRY(serial, ReadSerial(KOVA_HERE));
+    KOVA_TRY(form, NewForm(KOVA_HERE));
+    SetField(form.get(), SpecOf(Field::AuthKey).form, info.auth_key);
+    SetField(form.get(), "serial_no", serial);
     Response response;
     Json::Value answer;
-    if (const Status sent = SendForm(host.value(), "device/api/user/query", form.value().get(), short_timeout,
-                                     response, answer, KOVA_HERE);
-        !sent) {
-        return sent;
-    }
+    KOVA_TRY_STATUS(SendForm(host, "device/api/user/query", form.get(), short_timeout, response, answer, KOVA_HERE));
     const std::string code = CodeOf(answer);
     if (code == "badauth") {
         KOVA_LOG(LOG_ERR, "%s:%d Logged out KoVA due to authentication failure.");
@@ -123,13 +110,9 @@ Result<Json::Value> QueryAccount(bool query_allowed, bool short_timeout) {
         return Error{KOVA_ERR_TOKEN};  // a lock not had, as everywhere else: never a refusal
     }
     KOVA_INFO info = {};
-    if (const Status bound = ReadBoundAccount(info); !bound) {
-        return bound.error();
-    }
+    KOVA_TRY_STATUS(ReadBoundAccount(info));
     if (ShouldQuery(info.last_query_time, query_allowed)) {
-        if (const Status queried = QueryService(info, short_timeout); !queried) {
-            return queried.error();
-        }
+        KOVA_TRY_STATUS(QueryService(info, short_timeout));
     }
     return ReadRecord();
 }

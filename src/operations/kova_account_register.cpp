@@ -18,14 +18,8 @@ Status RegisterAccount(const char* email, const char* password, const char* full
         KOVA_LOG(LOG_ERR, "%s:%d Bad Parameters");
         return Error{KOVA_ERR_BAD_PARAM};
     }
-    const Result<std::string> serial = ReadSerial(KOVA_HERE);
-    if (!serial) {
-        return serial.error();
-    }
-    const Result<std::string> host = AccountHost(KOVA_HERE);
-    if (!host) {
-        return host.error();
-    }
+    KOVA_TRY(serial, ReadSerial(KOVA_HERE));
+    KOVA_TRY(host, AccountHost(KOVA_HERE));
     const std::string language = ReadLanguage("enu");
     char token[QUIL_CLOUD_SERVICE_DSTOKEN_SIZE] = {};
     if (QUILCloudServiceDstokenGenerateToken(token) < 0) {
@@ -33,23 +27,17 @@ Status RegisterAccount(const char* email, const char* password, const char* full
                  QLIBCErrorGetFile(), QLIBCErrorGetLine());
         return Error{KOVA_ERR_TOKEN};
     }
-    const Result<std::string> zone = ReadTimezone(KOVA_HERE);
-    if (!zone) {
-        return zone.error();
-    }
-    Result<FormHash> form = NewForm(KOVA_HERE);
-    if (!form) {
-        return form.error();
-    }
-    QLIBCSzHash* fields = form.value().get();
+    KOVA_TRY(zone, ReadTimezone(KOVA_HERE));
+    KOVA_TRY(form, NewForm(KOVA_HERE));
+    QLIBCSzHash* fields = form.get();
     const auto form_name = [](Field field) { return SpecOf(field).form; };
     SetField(fields, form_name(Field::Email), email);
     SetField(fields, "passwd", password);
     SetField(fields, form_name(Field::Name), full_name != nullptr ? full_name : "");
-    SetField(fields, "serial_no", serial.value());
+    SetField(fields, "serial_no", serial);
     SetField(fields, form_name(Field::NotifyLanguage), language);
     SetField(fields, "token", token);
-    SetField(fields, form_name(Field::Timezone), zone.value());
+    SetField(fields, form_name(Field::Timezone), zone);
     SetField(fields, form_name(Field::IsCriticalRelease), FlagText(critical_release));
     SetField(fields, form_name(Field::IsEnewsLocalPromotion), FlagText(enews_local_promotion));
     SetField(fields, form_name(Field::IsEnews), FlagText(enews));
@@ -58,11 +46,7 @@ Status RegisterAccount(const char* email, const char* password, const char* full
     }
     Response response;
     Json::Value answer;
-    if (const Status sent =
-            SendForm(host.value(), "device/api/user/register", fields, false, response, answer, KOVA_HERE, "failed");
-        !sent) {
-        return sent;
-    }
+    KOVA_TRY_STATUS(SendForm(host, "device/api/user/register", fields, false, response, answer, KOVA_HERE, "failed"));
     const auto code = static_cast<KOVA_ERRCODE>(GetErrorCodeFromAccountError(CodeOf(answer).c_str()));
     if (code != KOVA_ERR_SUCCESS) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to register %s, resp=%s", email, response.Redacted().c_str());

@@ -99,26 +99,13 @@ Status UpdateAccount(const ProfileChanges& changes) {
         KOVA_LOG(LOG_ERR, "%s:%d QUILKOVAAccountGet failed");
         return read;
     }
-    const Result<std::string> host = AccountHost(KOVA_HERE);
-    if (!host) {
-        return host.error();
-    }
-    const Result<std::string> serial = ReadSerial(KOVA_HERE);
-    if (!serial) {
-        return serial.error();
-    }
-    Result<FormHash> form = NewForm(KOVA_HERE);
-    if (!form) {
-        return form.error();
-    }
-    FillForm(form.value().get(), info, serial.value(), changes);
+    KOVA_TRY(host, AccountHost(KOVA_HERE));
+    KOVA_TRY(serial, ReadSerial(KOVA_HERE));
+    KOVA_TRY(form, NewForm(KOVA_HERE));
+    FillForm(form.get(), info, serial, changes);
     Response response;
     Json::Value answer;
-    if (const Status sent =
-            SendForm(host.value(), "device/api/user/update", form.value().get(), false, response, answer, KOVA_HERE);
-        !sent) {
-        return sent;
-    }
+    KOVA_TRY_STATUS(SendForm(host, "device/api/user/update", form.get(), false, response, answer, KOVA_HERE));
     const auto code = static_cast<KOVA_ERRCODE>(GetErrorCodeFromAccountError(CodeOf(answer).c_str()));
     if (code != KOVA_ERR_SUCCESS) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to update account:%s, resp=%s", info.email, response.Redacted().c_str());

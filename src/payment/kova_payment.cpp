@@ -55,25 +55,17 @@ Result<Json::Value> PaymentRequest(const std::string& host, const char* path, co
 
 Status PurchaseListFrom(const std::string& host, Json::Value& purchases) {
     KOVA_INFO info = {};
-    if (const Status bound = ReadBoundAccount(info); !bound) {
-        return bound;
-    }
-    const Result<std::string> serial = ReadSerial(KOVA_HERE);
-    if (!serial) {
-        return serial.error();
-    }
+    KOVA_TRY_STATUS(ReadBoundAccount(info));
+    KOVA_TRY(serial, ReadSerial(KOVA_HERE));
     Json::Value request(Json::objectValue);
     request[SpecOf(Field::UserId).form] = info.user_id;
     request[SpecOf(Field::AuthKey).form] = info.auth_key;
-    request["serial_no"] = serial.value();
-    Result<Json::Value> answer = PaymentRequest(host, "api/v1/device/purchase/list", request);
-    if (!answer) {
-        return answer.error();
-    }
-    if (!answer.value()["purchases"].isArray()) {
+    request["serial_no"] = serial;
+    KOVA_TRY(answer, PaymentRequest(host, "api/v1/device/purchase/list", request));
+    if (!answer["purchases"].isArray()) {
         return Error{KOVA_ERR_BAD_JSON};
     }
-    purchases = answer.value()["purchases"];
+    purchases = answer["purchases"];
     return Done{};
 }
 

@@ -30,44 +30,24 @@ void KeepApplianceTokenFresh(const KOVA_INFO& info) {
 
 Status ReportInfo() {
     KOVA_INFO info = {};
-    if (const Status bound = ReadBoundAccount(info); !bound) {
-        return bound;
-    }
-    const Result<std::string> host = AccountHost(KOVA_HERE);
-    if (!host) {
-        return host.error();
-    }
-    const Result<std::string> zone = ReadTimezone(KOVA_HERE);
-    if (!zone) {
-        return zone.error();
-    }
-    const Result<std::string> mac = ReadMac(KOVA_HERE);
-    if (!mac) {
-        return mac.error();
-    }
-    const Result<std::string> original = ReadOriginalSerial(KOVA_HERE);
-    if (!original) {
-        return original.error();
-    }
+    KOVA_TRY_STATUS(ReadBoundAccount(info));
+    KOVA_TRY(host, AccountHost(KOVA_HERE));
+    KOVA_TRY(zone, ReadTimezone(KOVA_HERE));
+    KOVA_TRY(mac, ReadMac(KOVA_HERE));
+    KOVA_TRY(original, ReadOriginalSerial(KOVA_HERE));
     const Firmware firmware = ReadFirmware();
-    Result<FormHash> form = NewForm(KOVA_HERE);
-    if (!form) {
-        return form.error();
-    }
-    QLIBCSzHash* fields = form.value().get();
+    KOVA_TRY(form, NewForm(KOVA_HERE));
+    QLIBCSzHash* fields = form.get();
     SetField(fields, SpecOf(Field::UserId).form, info.user_id);
     SetField(fields, SpecOf(Field::AuthKey).form, info.auth_key);
-    SetField(fields, SpecOf(Field::Timezone).form, zone.value());
+    SetField(fields, SpecOf(Field::Timezone).form, zone);
     SetField(fields, "model", firmware.model);
     SetField(fields, "firmware", firmware.version);
-    SetField(fields, "mac", mac.value());
-    SetField(fields, "orig_serial_no", original.value());
+    SetField(fields, "mac", mac);
+    SetField(fields, "orig_serial_no", original);
     Response response;
     Json::Value answer;
-    if (const Status sent = SendForm(host.value(), "device/api/report", fields, false, response, answer, KOVA_HERE);
-        !sent) {
-        return sent;
-    }
+    KOVA_TRY_STATUS(SendForm(host, "device/api/report", fields, false, response, answer, KOVA_HERE));
     const auto code = static_cast<KOVA_ERRCODE>(GetErrorCodeFromAccountError(CodeOf(answer).c_str()));
     if (code == KOVA_ERR_SUCCESS) {
         KeepApplianceTokenFresh(info);
