@@ -55,12 +55,13 @@ Result<Device> ReadDevice(bool with_host) {
     return device;
 }
 
-// Sends the login form and parses the answer into `answer`: the code the
-// service's answer maps to. An unknown API key is replaced once and the form
+// Sends the login form and parses the answer into `answer`; succeeds when
+// the service said "good". An unknown API key is replaced once and the form
 // sent again; an expired one is handed to the cloud-service library. A
-// failure of the exchange itself is the failure.
-Result<KOVA_ERRCODE> SendLogin(const std::string& host, const char* path, QLIBCSzHash* form, Json::Value& answer,
-                               Response& response) {
+// refusal is logged with the service's answer (and the e-mail, when given).
+Status SendLogin(const std::string& host, const char* path, QLIBCSzHash* form, Json::Value& answer,
+                 const char* email) {
+    Response response;
     KOVA_TRY_STATUS(SendForm(host, path, form, false, response, answer, KOVA_HERE));
     if (!answer.isObject() || !answer.isMember("code")) {
         KOVA_LOG(LOG_ERR, "%s:%d bad response, no code");
@@ -78,7 +79,15 @@ Result<KOVA_ERRCODE> SendLogin(const std::string& host, const char* path, QLIBCS
     } else if (code == KOVA_ERR_APIKEY_EXPIRED) {
         QUILCloudServiceActionHandler(QUIL_CLOUD_SERVICE_ACTION_APIKEY_EXPIRED, 0);
     }
-    return code;
+    if (code == KOVA_ERR_SUCCESS) {
+        return Done{};
+    }
+    if (email != nullptr) {
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to login %s, resp=%s", email, response.Redacted().c_str());
+    } else {
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to login, resp=%s", response.Redacted().c_str());
+    }
+    return Error{code};
 }
 
 // Stores the user id and auth key as given; only a failed write fails.
@@ -158,12 +167,7 @@ Status PasswordLogin(const char* email, const char* password, Json::Value& answe
     SetField(fields, "serial_no", device.serial);
     SetField(fields, "api_key", device.api_key);
     SetField(fields, "mac", device.mac);
-    Response response;
-    KOVA_TRY(code, SendLogin(device.host, "device/api/password_login", fields, answer, response));
-    if (code != KOVA_ERR_SUCCESS) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to login %s, resp=%s", email, response.Redacted().c_str());
-        return Error{code};
-    }
+    KOVA_TRY_STATUS(SendLogin(device.host, "device/api/password_login", fields, answer, email));
     if (check_only) {
         return Done{};  // the credentials are good; nothing is stored, scheduled or fired
     }
@@ -189,12 +193,7 @@ Status OauthLogin(Json::Value& answer, const char* access_token) {
     SetField(fields, "api_key", device.api_key);
     SetField(fields, "mac", device.mac);
     SetField(fields, "serial_no", device.serial);
-    Response response;
-    KOVA_TRY(code, SendLogin(device.host, "good/user/launch", fields, answer, response));
-    if (code != KOVA_ERR_SUCCESS) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to login, resp=%s", response.Redacted().c_str());
-        return Error{code};
-    }
+    KOVA_TRY_STATUS(SendLogin(device.host, "good/user/launch", fields, answer, nullptr));
     return BindAnsweredAccount(plugins, answer, TextOf(answer[SpecOf(Field::Email).member]));
 }
 
