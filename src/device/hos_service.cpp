@@ -58,7 +58,7 @@ std::string HosService::NewApiKey() const {
 }
 
 void HosService::SendSysNotify(const std::string& tag, const std::map<std::string, std::string>& params) const {
-    const internal::SzHash hash(QLIBCSzHashAlloc(1024));
+    const internal::SzHash hash(QLIBCSzHashAlloc(internal::kHashCapacity));
     if (!hash) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to notify: out of memory");
         return;

@@ -17,6 +17,9 @@ struct SzListDeleter {
     void operator()(QLIBCSzList* list) const { QLIBCSzListFree(list); }
 };
 using SzHash = std::unique_ptr<QLIBCSzHash, SzHashDeleter>;
+// The capacity every string hash of the library is made with (forms, zone
+// details, notification parameters).
+constexpr int kHashCapacity = 1024;
 using SzList = std::unique_ptr<QLIBCSzList, SzListDeleter>;
 
 // A zeroed heap text grown by QLIBCStrCat; `text` is null when it could not

@@ -13,7 +13,6 @@
 namespace quilkova::internal {
 
 namespace {
-constexpr int kHashCapacity = 1024;
 constexpr int kZoneSize = 256;
 constexpr int kLanguageSize = 32;
 
