@@ -19,6 +19,7 @@
 #include "util/atomic_file.hpp"
 #include "util/root_prefix.hpp"
 #include "last_error.hpp"
+#include "platform_waits.hpp"
 #include "quilplatform/qlibc_error.h"
 #include "quilplatform/qlibc_file.h"
 
@@ -188,7 +189,6 @@ std::string FormatLine(const char* format, const char* key, const char* value) {
 // Exclusive advisory lock on a directory, held for the lifetime of the
 // object. Waits at most kDirectoryLockWait: a lock somebody keeps forever
 // fails the write instead of hanging it.
-constexpr auto kDirectoryLockWait = std::chrono::seconds(30);
 
 class DirectoryLock {
 public:
@@ -197,7 +197,7 @@ public:
         if (fd_ < 0) {
             return;
         }
-        const auto deadline = std::chrono::steady_clock::now() + kDirectoryLockWait;
+        const auto deadline = std::chrono::steady_clock::now() + quilplatform::CurrentWaits().directory_lock;
         while (!(locked_ = ::flock(fd_, LOCK_EX | LOCK_NB) == 0) && (errno == EWOULDBLOCK || errno == EINTR) &&
                std::chrono::steady_clock::now() < deadline) {
             std::this_thread::sleep_for(std::chrono::milliseconds(20));

@@ -13,6 +13,7 @@
 #include "util/atomic_file.hpp"
 #include "util/root_prefix.hpp"
 #include "last_error.hpp"
+#include "platform_waits.hpp"
 #include "process_runner.hpp"
 #include "quilplatform/qlibc_error.h"
 
@@ -22,8 +23,6 @@ struct QLIBPluginContext {
 };
 
 namespace {
-
-constexpr std::chrono::seconds kPluginTimeLimit{30};
 
 // Regular executable files of the directory, by name.
 std::vector<std::string> Plugins(const std::string& directory) {
@@ -70,7 +69,7 @@ int QLIBPluginAction(int action, PQLIBPLUGIN handle) {
         for (const std::string& name : Plugins(handle->directory)) {
             const pid_t pid = quilplatform::StartProcess({handle->directory + "/" + name, std::to_string(action)},
                                                          {"QUIL_PLUGIN_ACCOUNT=" + handle->account});
-            const int status = pid < 0 ? quilplatform::kNotStarted : quilplatform::WaitProcess(pid, kPluginTimeLimit);
+            const int status = pid < 0 ? quilplatform::kNotStarted : quilplatform::WaitProcess(pid, quilplatform::CurrentWaits().plugin_limit);
             if (status != 0) {
                 QLIBC_FAIL(QLIBC_ERR_SYSTEM);
                 result = -1;  // the remaining plug-ins still run

@@ -15,6 +15,7 @@
 
 #include "last_error.hpp"
 #include "process_runner.hpp"
+#include "platform_waits.hpp"
 #include "quilplatform/qlibc_error.h"
 
 namespace {
@@ -26,8 +27,6 @@ std::vector<std::string> CollectArguments(const char* path, va_list args) {
     }
     return argv;
 }
-
-constexpr std::chrono::milliseconds kCloseGrace{1000};
 
 // The children behind open QLIBCPopen streams.
 std::mutex g_streams_mutex;
@@ -110,7 +109,7 @@ int QLIBCPclose(FILE* stream) {
     std::fclose(stream);
     // Nobody reads the program any more: one that does not end soon after is
     // ended with its whole group, so a caller never waits on it for ever.
-    return quilplatform::WaitProcess(pid, kCloseGrace);
+    return quilplatform::WaitProcess(pid, quilplatform::CurrentWaits().close_grace);
 }
 
 }  // extern "C"

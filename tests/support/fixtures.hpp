@@ -18,6 +18,7 @@
 #include "child_process.hpp"
 #include "foundation/json_utils.hpp"
 #include "foundation/waits.hpp"
+#include "platform_waits.hpp"
 #include "quilkova/account_pkce_service.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/quilkova.h"
@@ -115,25 +116,34 @@ struct PkcePair {
     std::string challenge;
 };
 
-// The library's waits cut short for the lifetime of the object: a lock another
-// process holds fails a call after one second instead of thirty, a silent
-// peer costs the flat sender a second per attempt.
+// The library's and the platform's waits cut short for the lifetime of the
+// object: a lock another process holds fails a call after one second instead
+// of thirty, a silent peer costs the flat sender a second per attempt, a
+// plug-in that never ends is stopped after a second.
 class ShortWaits {
 public:
-    ShortWaits() : saved_(internal::CurrentWaits()) {
+    ShortWaits() : saved_(internal::CurrentWaits()), saved_platform_(quilplatform::CurrentWaits()) {
         internal::Waits& waits = internal::CurrentWaits();
         waits.lock_seconds = 1;
         waits.ddns_answer = std::chrono::milliseconds(300);
         waits.sender_short_seconds = 1;
         waits.sender_long_seconds = 1;
         waits.sender_pause = std::chrono::milliseconds(100);
+        quilplatform::Waits& platform = quilplatform::CurrentWaits();
+        platform.directory_lock = std::chrono::milliseconds(1000);
+        platform.plugin_limit = std::chrono::milliseconds(1000);
+        platform.close_grace = std::chrono::milliseconds(300);
     }
-    ~ShortWaits() { internal::CurrentWaits() = saved_; }
+    ~ShortWaits() {
+        internal::CurrentWaits() = saved_;
+        quilplatform::CurrentWaits() = saved_platform_;
+    }
     ShortWaits(const ShortWaits&) = delete;
     ShortWaits& operator=(const ShortWaits&) = delete;
 
 private:
     internal::Waits saved_;
+    quilplatform::Waits saved_platform_;
 };
 
 // A fresh root for tests of the account record. Every access to the record

@@ -92,16 +92,17 @@ TEST(Plugins, RunInNameOrderWithTheirActionAndNeverStopTheOperation) {
     manager.Post("kova/logout");  // an event without plug-ins
     EXPECT_EQ(root.ReadFile("/plugin-calls"), "first 4\nsecond 4\n");
     EXPECT_TRUE(log.lines().empty()) << log.Dump();
-    // A failing and a hanging plug-in: logged, cut off after 30 s, the rest still run.
+    // A failing and a hanging plug-in: logged, cut off after its time (30 s, here 1 s), the rest still run.
     WriteScript(root, plugins + "/05-fails", "exit 1");
     WriteScript(root, plugins + "/06-hangs", "exec sleep 1000");
+    const ShortWaits waits;
     const auto start = std::chrono::steady_clock::now();
     manager.Post("kova/login");
     const auto waited = std::chrono::steady_clock::now() - start;
     EXPECT_EQ(root.ReadFile("/plugin-calls"), "first 4\nsecond 4\nfirst 5\nsecond 5\n");
     EXPECT_TRUE(log.Contains(" Failed to do plugin kova/login, action=5")) << log.Dump();
-    EXPECT_GE(waited, std::chrono::seconds(30));
-    EXPECT_LT(waited, std::chrono::seconds(45)) << "the hanging plug-in was cut off";
+    EXPECT_GE(waited, std::chrono::seconds(1));
+    EXPECT_LT(waited, std::chrono::seconds(10)) << "the hanging plug-in was cut off";
     manager.Pre("");  // an event the SDK refuses: logged, the action skipped
     EXPECT_TRUE(log.Contains(" Failed to init plugin: ")) << log.Dump();
     EXPECT_FALSE(log.Contains(" Failed to do plugin , action=4")) << log.Dump();

@@ -1,0 +1,10 @@
+#include "platform_waits.hpp"
+
+namespace quilplatform {
+
+Waits& CurrentWaits() {
+    static Waits waits;
+    return waits;
+}
+
+}  // namespace quilplatform
