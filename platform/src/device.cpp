@@ -72,12 +72,13 @@ int QLIBGetOriginalSerialNumber(char* buffer, int size) {
 }
 
 int QUILHsinfoCloudServiceGetMacAddress(char* buffer, int size) {
+    if (buffer == nullptr || size <= 0) {
+        QLIBC_FAIL(QLIBC_ERR_BAD_PARAMETERS);
+        return -1;
+    }
     const int length = ReadFact("mac", buffer, size);
     if (length > 0) {
         return length;
-    }
-    if (buffer == nullptr || size <= 0) {
-        return -1;
     }
     try {
         const std::string address = FirstInterfaceAddress();

@@ -85,25 +85,16 @@ std::string TextOf(const Json::Value& value) {
     return "";
 }
 
-bool ReadFlag(const Json::Value& value, bool& flag) {
+bool FlagOf(const Json::Value& value) {
     if (value.isBool()) {
-        flag = value.asBool();
-        return true;
+        return value.asBool();
     }
     if (value.isIntegral()) {
-        flag = value.isUInt64() ? value.asUInt64() != 0 : value.asInt64() != 0;
-        return true;
+        return value.isUInt64() ? value.asUInt64() != 0 : value.asInt64() != 0;
     }
     if (value.isString()) {
         const std::string text = value.asString();
-        if (text == "true" || text == "yes" || text == "1") {
-            flag = true;
-            return true;
-        }
-        if (text == "false" || text == "no" || text == "0") {
-            flag = false;
-            return true;
-        }
+        return text == "true" || text == "yes" || text == "1";
     }
     return false;
 }

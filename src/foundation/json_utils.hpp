@@ -33,8 +33,8 @@ bool ReadJsonFileText(const std::string& path, std::string& text);
 // Texts as they are, numbers and booleans as their text, anything else "".
 std::string TextOf(const Json::Value& value);
 bool IsText(const Json::Value& value);
-// true/false, integers (non-zero is true), "true"/"yes"/"1" and "false"/"no"/"0".
-bool ReadFlag(const Json::Value& value, bool& flag);
+// true and false, integers (non-zero is true), "true"/"yes"/"1"; anything else false.
+bool FlagOf(const Json::Value& value);
 
 inline bool ParseJson(const std::string& text, Json::Value& out) {
     if (TryParseJson(text, out)) {

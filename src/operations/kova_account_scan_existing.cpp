@@ -39,7 +39,7 @@ void AddEntry(Json::Value& result, const std::string& account, const char* type,
 
 void ScanStore(Json::Value& result) {
     char email[kStoreAccountSize] = {};
-    if (Capture([&email] { return ReadStoreAccount(email, sizeof(email)); }) && email[0] != '\0') {
+    if (Capture([&email] { return ReadStoreAccount(email, sizeof(email)); })) {  // never an empty account
         AddEntry(result, email, "package", "Quillion Antivirus");
     }
 }

@@ -43,11 +43,7 @@ std::string AnswerText(const Json::Value& value, const char* member) {
 
 // true/false, numbers (non-zero), "true"/"yes"/"1"; anything else false.
 bool AnswerFlag(const Json::Value& value, const char* member) {
-    bool flag = false;
-    if (!IsStructure(value, member)) {
-        ReadFlag(value, flag);
-    }
-    return flag;
+    return !IsStructure(value, member) && FlagOf(value);
 }
 
 // "critical_version_list" is a text ("7.1,7.2"), or a list of versions or of

@@ -46,8 +46,10 @@ TEST_F(ProfileTest, ARegisteredAccountLogsInAndItsFormHoldsEachFieldExactly) {
     EXPECT_EQ(sent.FieldNames().substr(sent.FieldNames().size() - 8) + " " + sent.Field("notify_lang"), " country deu");
     EXPECT_EQ(FailureCode(QUILKOVAAccountRegister("second@example.com", "pw", "2", false, true, false, "NZ")),
               KOVA_ERR_ACCOUNT_IN_USE);
+    LogCapture refused;
     EXPECT_EQ(FailureCode(QUILKOVAAccountRegister(nullptr, "pw", "x", false, false, false, nullptr)),
               KOVA_ERR_BAD_PARAM);
+    EXPECT_TRUE(refused.Contains(" Bad Parameters")) << refused.Dump();
     LogCapture log;
     for (const auto& [body, code] : {std::pair<const char*, int>{"<html>oops</html>", KOVA_ERR_BAD_JSON},
                                      {"{\"code\": [\"good\"]}", KOVA_ERR_UNKNOWN},
@@ -102,6 +104,13 @@ TEST_F(ProfileTest, AProfileChangeIsSentFieldByFieldAndReadBackThroughTheQuery) 
     ASSERT_EQ(Update(nullptr, nullptr, nullptr, -1), 0);
     EXPECT_EQ(sim().RequestsTo(kUpdate).back().FieldNames(), "hs_sn hs_token id auth_key serial_no")
         << "all tri-states negative";
+    // The changes are kept here when the refresh after them fails.
+    Answer(kQuery, "oops");
+    ASSERT_EQ(QUILKOVAAccountSetInfo("Kept Here", nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, 0, 1, 0,
+                                     nullptr),
+              0);
+    EXPECT_EQ(User().GetName() + " " + std::to_string(User().GetIsEnews()) + std::to_string(User().GetIsCriticalRelease()),
+              "Kept Here 01");
     Answer(kUpdate, "<html>oops</html>");
     EXPECT_EQ(FailureCode(Update(nullptr, nullptr, nullptr, 1)), KOVA_ERR_BAD_JSON);
     QUILKOVAAccountRemove();
@@ -124,10 +133,17 @@ TEST_F(ProfileTest, TheScanFindsAnAccountBehindEachSourceInOrder) {
               R"({"owner@example.com":{"services":[{"type":"package","value":"Quillion Antivirus"},)"
               R"({"type":"linkanywhere","value":"ann-nas"},{"type":"ddns","value":"ann.quilddns.example"}]}})");
 
-    // An empty relay account, a failing or silent DDNS tool and no store account add nothing.
+    // A relay file without an alias or an account, a failing or silent DDNS tool and no store account add nothing.
     root().WriteFile("/usr/quil/etc/quilpayment/store.conf", "");
-    root().WriteFile("/usr/quil/etc/quilrelayd/quilrelayd.conf",
-                     R"({"server_alias": {"alias": "ann-nas"}, "server_kova": {"account": ""}})");
+    quilkova::test::WriteScript(root(), "/usr/quil/sbin/quilddnsinfo", "exit 0");
+    for (const char* relay : {R"({"server_alias": {"alias": "ann-nas"}, "server_kova": {"account": ""}})",
+                              R"({"server_alias": "ann-nas", "server_kova": {"account": "owner@example.com"}})",
+                              R"({"server_alias": {}, "server_kova": {"account": "owner@example.com"}})",
+                              R"({"server_alias": {"alias": "ann-nas"}, "server_kova": "owner@example.com"})"}) {
+        root().WriteFile("/usr/quil/etc/quilrelayd/quilrelayd.conf", relay);
+        ASSERT_EQ(QUILKOVAAccountScanExisting(result), 0) << relay;
+        EXPECT_EQ(result, Json::Value(Json::objectValue)) << relay;
+    }
     LogCapture log;
     const ShortWaits waits;
     for (const char* tool : {"echo owner@example.com; exit 3", "exit 0", "echo", "echo owner@example.com; exec sleep 60",
@@ -182,12 +198,15 @@ TEST_F(ProfileTest, IframeInfoApiKeyRecoveryAndTheStoreClient) {
     EXPECT_EQ(purchases[0], "Quillion Antivirus");
     const auto sent = sim().RequestsTo("/api/v1/device/purchase/list").at(0);
     EXPECT_EQ(sent.body, R"({"auth_key":"key-1","id":"u-1","serial_no":"2150ABCD1234"})");
-    for (const auto& [body, code] : {std::pair<const char*, int>{"{\"code\": \"badauth\"}", KOVA_ERR_AUTH},
-                                     {"{\"code\": \"good\"}", KOVA_ERR_BAD_JSON},
-                                     {"oops", KOVA_ERR_BAD_JSON}}) {
-        Answer("/api/v1/device/purchase/list", body);
+    LogCapture log;
+    for (const auto& [body, status, code] :
+         {std::tuple<const char*, int, int>{"{\"code\": \"badauth\"}", 200, KOVA_ERR_AUTH},
+          {"{\"code\": \"good\"}", 200, KOVA_ERR_BAD_JSON}, {"oops", 200, KOVA_ERR_BAD_JSON},
+          {"", 502, KOVA_ERR_RESPONSE}}) {
+        Answer("/api/v1/device/purchase/list", body, status);
         EXPECT_EQ(FailureCode(purchase_list()), code) << body;
     }
+    EXPECT_TRUE(log.Contains(" Failed to get payment response api/v1/device/purchase/list, code=502")) << log.Dump();
 }
 
 }  // namespace

@@ -210,6 +210,9 @@ TEST_F(QueryTest, TheReportScheduleIsReplacedRegisteredAndRemoved) {
     EXPECT_EQ(root().ReadFile("/etc/crontab"), kept);
     EXPECT_NE(root().ReadFile("/etc/cron.d/quil-kova").find("30 4 * * 0 root /usr/quil/bin/quilkova --report_info"),
               std::string::npos);
+    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
+    EXPECT_EQ(QUILKOVAAccountRegisterCrond(), 1);
+    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SUCCESS) << "a saved job leaves the slot alone";
     EXPECT_EQ(QUILKOVAAccountUnregisterCrond(), 1u);
     EXPECT_EQ(QUILKOVAAccountUnregisterCrond(), 0u) << "nothing left";
     ASSERT_EQ(::rmdir(root().Path("/etc/cron.d").c_str()), 0);

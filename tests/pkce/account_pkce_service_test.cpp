@@ -18,7 +18,10 @@ protected:
 TEST_F(AccountPkceTest, ABrowserLoginBindsTheAccountAsAnApplianceWould) {
     LogCapture log;
     const PkcePair pair;
-    const Json::Value account = AccountPkceService().Login({"state-1", BrowserCode(pair), pair.verifier, Redirect()});
+    // The hosts the service was made with are the ones the record keeps.
+    const AccountPkceService service(sim().BaseUrl(), sim().BaseUrl());
+    root().WriteFile(kUserConf, "");
+    const Json::Value account = service.Login({"state-1", BrowserCode(pair), pair.verifier, Redirect()});
     EXPECT_EQ(account["email"], "owner@example.com");
     const User user;
     EXPECT_EQ(user.GetAccountHost() + "|" + user.GetIdentityHost() + "|" + user.GetUserId() + "|" + user.GetAuthKey() +
@@ -28,7 +31,8 @@ TEST_F(AccountPkceTest, ABrowserLoginBindsTheAccountAsAnApplianceWould) {
     EXPECT_EQ(root().Mode(kHosToken), 0600);
     EXPECT_TRUE(root().Exists("/etc/cron.d/quil-kova"));
     EXPECT_EQ(PluginCalls(), "login 4 []\nlogin 5 []\n");
-    EXPECT_TRUE(log.Contains(" Logged in Quillion Account as [owner@example.com]") && !log.Contains("key-1"))
+    EXPECT_TRUE(log.Contains(" Logged in Quillion Account as [owner@example.com]") && !log.Contains("key-1") &&
+                !log.Contains("Failed"))
         << log.Dump();
     // The exchange carries only the bearer token: the second header set replaced the first.
     const auto exchange = sim().RequestsTo(kExchange).at(0);
@@ -124,6 +128,7 @@ TEST_F(AccountPkceTest, NoLockAnyoneCanPlantOrHoldCostsTheAccount) {
             holder = std::make_unique<LockHolder>(lock);
             ASSERT_TRUE(holder->holding());
         }
+        LogCapture log;
         // Twice, as two scheduled reports would; a held lock is tried once (it costs a second).
         for (int i = trap == kHeld ? 1 : 0; i < 2; ++i) {
             EXPECT_EQ(call(), code) << row;
@@ -131,6 +136,8 @@ TEST_F(AccountPkceTest, NoLockAnyoneCanPlantOrHoldCostsTheAccount) {
         EXPECT_TRUE(User().Exists() && root().Exists("/etc/cron.d/quil-kova")) << row;
         EXPECT_EQ(root().Exists(kHosToken), due != kNoTokenFile || code == 0) << row;
         EXPECT_EQ(Sent(kLogout), 0u) << row;
+        EXPECT_EQ(log.Contains(" Failed to lock file: " + lock), trap == kHeld && lock.find("query") != std::string::npos)
+            << row << ": the query logs its lock failure" << log.Dump();
         EXPECT_EQ(PluginCalls().find("logout"), std::string::npos) << row;
         EXPECT_FALSE(root().Exists("/elsewhere")) << row;
         holder.reset();
@@ -199,6 +206,9 @@ TEST_F(AccountPkceTest, TheFlatLogoutAndTheLocalRemovalUnderAnyRoot) {
     EXPECT_EQ(QUILKOVAAccountLogout(true), 0);
     EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SUCCESS);
     EXPECT_TRUE(LoggedOutLocally());
+    LogCapture log;
+    EXPECT_EQ(QUILKOVAAccountLogout(false), 0);
+    EXPECT_TRUE(log.Contains(" Logged out Quillion Account") && !log.Contains("Account:")) << "no record" << log.Dump();
 }
 
 TEST_F(AccountPkceTest, BrokenConfigurationsAndAnswersGiveTheirCodesNeverACrash) {

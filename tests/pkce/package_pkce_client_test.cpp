@@ -91,7 +91,15 @@ TEST_F(PackageTest, TheCachedConfigurationLivesThirtyHoursAndMustBeOurs) {
         Answer(kConfigEndpoint, body, status);
         EXPECT_EQ(CodeOf([] { PackagePkceClient("backup"); }), code) << status << " " << body;
     }
-    EXPECT_EQ(CodeOf([] { PackagePkceClient("nothing-seeded"); }), KOVA_ERR_RESPONSE) << "404";
+    // A refusal that repeats the appliance's bearer token shows none of it.
+    const std::string bearer = quilkova::AccountPkceService().GetAccessToken();
+    Answer(kConfigEndpoint, "token " + bearer + " refused", 403);
+    const std::string refused = WhatOf([] { PackagePkceClient("backup"); });
+    EXPECT_NE(refused.find("code=403, resp=token *** refused"), std::string::npos) << refused;
+    // Names of letters, digits, ".", "_" and "-" are the packages' own: asked for, not refused.
+    for (const char* name : {"nothing-seeded", "Az09.a_z-Z"}) {
+        EXPECT_EQ(CodeOf([name] { PackagePkceClient client(name); }), KOVA_ERR_RESPONSE) << name << ": 404";
+    }
 }
 
 TEST_F(PackageTest, ProcessesOfOnePackageShareOneFetchAndOneGrantAndPackagesDoNotWaitOnEachOther) {

@@ -100,6 +100,9 @@ TEST(Scheduler, RendersRangesToValuesWithinThemAndFailsWithItsError) {
         R"([{"period": "crontab", "user": "root", "cmd_list": ["/usr/quil/bin/quilkova", "--report_info"]}])", jobs));
     QUIL::QUILCrond::ConfigManager kova("kova", false);
     EXPECT_EQ(QUILScheduleRemove("/usr/quil/bin/quilkova --report_info"), 0) << "no crontab at all";
+    root.WriteFile("/etc/crontab", "0 3 * * * root /usr/bin/other\n");
+    EXPECT_EQ(QUILScheduleRemove("/usr/quil/bin/quilkova --report_info"), 0) << "none of its lines";
+    EXPECT_EQ(root.ReadFile("/etc/crontab"), "0 3 * * * root /usr/bin/other\n");
     for (const char* crontab : {"~ ~ ~ ~ ~", "0~59 0~23 1~31 1~12 0~7", "7 9~16 1~31 1~12 1~5"}) {
         jobs[0]["crontab"] = crontab;
         std::set<std::string> minutes;
@@ -121,7 +124,7 @@ TEST(Scheduler, RendersRangesToValuesWithinThemAndFailsWithItsError) {
     // A schedule, user or command it cannot render, or a rendering it cannot write: the scheduler says so.
     for (const auto& [member, value] : std::vector<std::pair<const char*, Json::Value>>{
              {"crontab", "* 24 * * *"}, {"user", "\x01\x02"}, {"user", "root\r* * * * * root evil"},
-             {"user", "-x"}, {"user", 0}}) {
+             {"user", "-x"}, {"user", 0}, {"period", "daily"}}) {
         Json::Value bad = jobs;
         bad[0]["crontab"] = "0 3 * * *";
         bad[0][member] = value;

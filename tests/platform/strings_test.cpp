@@ -3,6 +3,10 @@
 
 #include <cstdlib>
 
+#include "quilplatform/device.h"
+#include "quilplatform/plugin.h"
+#include "quilplatform/process.h"
+#include "quilplatform/qlibc_file.h"
 #include "quilplatform/qlibc_string.h"
 
 namespace {
@@ -29,6 +33,45 @@ TEST(Strings, TheHashKeepsInsertionOrderAndFailuresRecordWhereInTheirThread) {
     EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_BAD_PARAMETERS);
     EXPECT_STREQ(QLIBCErrorGetFile(), "sz_containers.cpp");
     EXPECT_GT(QLIBCErrorGetLine(), 0);
+    std::thread([] {
+        EXPECT_EQ(std::to_string(QLIBCErrGet()) + QLIBCErrorGetFile() + std::to_string(QLIBCErrorGetLine()), "00")
+            << "a thread that never failed has no last error";
+    }).join();
+}
+
+// Every platform call refuses what it cannot use (a null pointer, no room, a
+// negative index) with its last error set, and never crashes.
+TEST(PlatformCalls, RefuseBadArgumentsWithTheirLastError) {
+    PQLIBCSzHash hash = QLIBCSzHashAlloc(4);
+    PQLIBCSzList list = QLIBCSzListAlloc(4);
+    QLIBCSzListAdd(list, "only");
+    char buffer[32] = {};
+    const std::vector<std::pair<const char*, std::function<bool()>>> calls = {
+        {"hash set without hash", [] { return QLIBCSzHashSetValue(nullptr, "k", "v") == -1; }},
+        {"hash set without key", [hash] { return QLIBCSzHashSetValue(hash, nullptr, "v") == -1; }},
+        {"list get below 0", [list] { return QLIBCSzListGet(list, -1) == nullptr; }},
+        {"list get past the end", [list] { return QLIBCSzListGet(list, 1) == nullptr; }},
+        {"list get without list", [] { return QLIBCSzListGet(nullptr, 0) == nullptr; }},
+        {"plug-in action without handle", [] { return QLIBPluginAction(5, nullptr) == -1; }},
+        {"user agent without product", [&buffer] { return QLIBHsinfoUserAgentGet(nullptr, buffer, 32) == -1; }},
+        {"user agent without room", [&buffer] { return QLIBHsinfoUserAgentGet("kova", buffer, 0) == -1; }},
+        {"serial without room", [&buffer] { return QLIBGetSerialNumber(buffer, 0) == -1; }},
+        {"MAC without buffer", [] { return QUILHsinfoCloudServiceGetMacAddress(nullptr, 24) == -1; }},
+        {"MAC without room", [&buffer] { return QUILHsinfoCloudServiceGetMacAddress(buffer, 0) == -1; }},
+        {"pipe without program", [] { return QLIBCPopen(nullptr, "r", nullptr) == nullptr; }},
+        {"pipe without mode", [] { return QLIBCPopen("/bin/true", nullptr, nullptr) == nullptr; }},
+        {"program without path", [] { return QLIBCExecl(nullptr) == -1; }},
+        {"unlock of no descriptor", [] { return QLIBCFileUnlockByFile(-1) == -1; }},
+        {"lock without path", [] { int fd = -1; return !QLIBCFileLockByFile(nullptr, true, &fd); }},
+    };
+    for (const auto& [call, refused] : calls) {
+        QLIBCSzHashGetValue(hash, "missing");  // another last error before each call
+        ASSERT_EQ(QLIBCErrGet(), QLIBC_ERR_NOT_FOUND);
+        EXPECT_TRUE(refused()) << call;
+        EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_BAD_PARAMETERS) << call;
+    }
+    QLIBCSzListFree(list);
+    QLIBCSzHashFree(hash);
 }
 
 TEST(Strings, AppendGrowsTheBufferAndTrimTakesBlanksAtBothEnds) {

@@ -20,6 +20,7 @@ protected:
 };
 
 TEST_F(HttpsSendTest, PostSendsTheDeviceFieldsFirstThenTheFormAsTheBody) {
+    LogCapture log;
     sim_.Queue("/device/api/password_login", {200, "{\"code\":\"good\"}", 0, {}});
     HttpsRequest login(sim_.BaseUrl(), kLogin,
                        {{"type", "acnt_pw_apikey"}, {"email", "owner@example.com"}, {"passwd", "s3cret&="},
@@ -34,6 +35,7 @@ TEST_F(HttpsSendTest, PostSendsTheDeviceFieldsFirstThenTheFormAsTheBody) {
                                 "&type=acnt_pw_apikey&email=owner%40example.com&passwd=s3cret%26%3D"
                                 "&serial_no=2150ABCD1234");
     EXPECT_EQ(request.Header("User-Agent"), "kova/7.2.1 (QN-420)");
+    EXPECT_TRUE(log.lines().empty()) << "a request that went well logs nothing: " << log.Dump();
 }
 
 TEST_F(HttpsSendTest, GetPutsTheSameTextInTheQueryAndSendsTheSerialTwiceWhenGiven) {

@@ -65,7 +65,9 @@ TEST(Identity, TheUserAgentNeverFailsAndHosServiceThrowsTheFactsCodes) {
     WriteDevice(root);
     EXPECT_EQ(hos.GetSerialNo() + " " + hos.GetUserAgent(), "2150ABCD1234 kova/7.2.1 (QN-420)");
     const std::string key = hos.GetApiKey();
+    const size_t lines = log.lines().size();
     EXPECT_NE(hos.NewApiKey(), key);
+    EXPECT_EQ(log.lines().size(), lines) << "a key registered is nothing to log";
     const std::string key_file = root.Path("/usr/quil/etc/quillion-account/private/apikey");
     ASSERT_EQ(::unlink(key_file.c_str()), 0);
     ASSERT_EQ(::mkdir(key_file.c_str(), 0700), 0);  // a directory where the key belongs
