@@ -1,6 +1,8 @@
 // JSON files, crash-safe replacement and inter-process file locks.
 #include "test_prelude.hpp"
 
+#include "quilplatform/qlibc_file.h"
+
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
@@ -119,11 +121,15 @@ TEST(FileLock, ExcludesOtherHoldersReleasesOnRelockingAndNeverFollowsALink) {
 
     FileLock second(kLockPath);
     EXPECT_FALSE(second.Lock(1));
+    int fd = -1;
+    EXPECT_FALSE(QLIBCFileLockByFile(kLockPath, true, &fd)) << "one try, no wait";
     first.Unlock();
     first.Unlock();
     EXPECT_TRUE(second.Lock(1)) << "nothing of the first lock is left";
     second.Unlock();
     EXPECT_EQ(OpenDescriptors(), descriptors);
+    ASSERT_TRUE(QLIBCFileLockByFile(kLockPath, true, &fd));
+    EXPECT_EQ(QLIBCFileUnlockByFile(fd), 0);
 
     // A link planted at the lock path, or another user's file there, is never
     // used: root replaces it with a lock file of its own; anyone else fails.

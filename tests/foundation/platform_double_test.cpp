@@ -85,6 +85,14 @@ TEST(FileLockAttempts, LockZeroMakesNoAttemptAndAHeldLockIsRetriedFor1SecondEver
     EXPECT_TRUE(lock.Lock(1)) << "free again once the holder is gone";
 }
 
+// Runs a check with allocations allowed again (a failing check allocates its message).
+void Unlimited(const std::function<void()>& check) {
+    const long left = g_allocations_left;
+    g_allocations_left = -1;
+    check();
+    g_allocations_left = left;
+}
+
 // Every call, with its allocations failing from the first on, then from the
 // second, and so on until it succeeds: each failure is a failure, with the
 // platform's out-of-memory error, and nothing leaks or escapes.
@@ -111,7 +119,21 @@ TEST(AllocationFailures, EveryPointOfFailureFailsWithTheOutOfMemoryError) {
         {"set", [] { return QLIBCFileSetKeyValue("/etc/x.conf", "k", "v", "%s=\"%s\"\n") == 0; }},
         {"pkce", [] { char c[44], v[44]; return quil_challenge_verifier_no_save(c, sizeof(c), v, sizeof(v)) == 0; }},
         {"zone", [] { char zone[64]; return QUILZoneGet(zone, sizeof(zone), nullptr) == 0; }},
-        {"schedule", [&jobs] { return QUIL::QUILCrond::ConfigManager("kova", false).Save(jobs); }},
+        {"schedule",
+         [&jobs, &root] {
+             const bool saved = QUIL::QUILCrond::ConfigManager("kova", false).Save(jobs);
+             Unlimited([&] { EXPECT_TRUE(!saved || root.Exists("/etc/cron.d/quil-kova")) << "said saved, wrote nothing"; });
+             return saved;
+         }},
+        {"hash",
+         [] {
+             PQLIBCSzHash hash = QLIBCSzHashAlloc(1);
+             const bool set = hash != nullptr && QLIBCSzHashSetValue(hash, "key", "value") == 0;
+             const int count = hash != nullptr ? QLIBCSzHashCount(hash) : 0;
+             QLIBCSzHashFree(hash);
+             Unlimited([&] { EXPECT_EQ(count, set ? 1 : 0) << "a failed set leaves nothing behind"; });
+             return set;
+         }},
     };
     for (const auto& [name, call] : calls) {
         bool succeeded = false;
