@@ -9,11 +9,11 @@
 #include <string>
 
 #include "bench_env.hpp"
-#include "transport/http.hpp"
-#include "util/root_prefix.hpp"
 #include "quilkova/pkce_client.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/qlibc_string.h"
+#include "transport/http.hpp"
+#include "util/root_prefix.hpp"
 
 namespace {
 

@@ -4,12 +4,12 @@
 #include <cstdlib>
 #include <string>
 
+#include "foundation/json_utils.hpp"
+#include "foundation/redact.hpp"
 #include "fuzz_root.hpp"
 #include "operations/account_steps.hpp"
-#include "foundation/json_utils.hpp"
-#include "pkce/pkce_requests.hpp"
 #include "operations/query_answer.hpp"
-#include "foundation/redact.hpp"
+#include "pkce/pkce_requests.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/pkce_client.hpp"
 

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "fuzz_root.hpp"
-#include "util/cron_schedule.hpp"
 #include "quilplatform/crond.h"
+#include "util/cron_schedule.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string text(reinterpret_cast<const char*>(data), size);

@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "fuzz_root.hpp"
 #include "foundation/log.hpp"
+#include "fuzz_root.hpp"
 #include "pkce/package_pkce_client_impl.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/pkce_client.hpp"

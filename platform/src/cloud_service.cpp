@@ -13,9 +13,9 @@
 #include <new>
 #include <string>
 
+#include "quilplatform/device.h"
 #include "util/atomic_file.hpp"
 #include "util/root_prefix.hpp"
-#include "quilplatform/device.h"
 
 namespace {
 

@@ -11,11 +11,11 @@
 #include <string>
 #include <vector>
 
+#include "last_error.hpp"
+#include "quilplatform/qlibc_error.h"
 #include "util/atomic_file.hpp"
 #include "util/cron_schedule.hpp"
 #include "util/root_prefix.hpp"
-#include "last_error.hpp"
-#include "quilplatform/qlibc_error.h"
 
 namespace {
 

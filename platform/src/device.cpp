@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "util/atomic_file.hpp"
-#include "util/root_prefix.hpp"
 #include "last_error.hpp"
 #include "quilplatform/qlibc_error.h"
 #include "quilplatform/qlibc_file.h"
+#include "util/atomic_file.hpp"
+#include "util/root_prefix.hpp"
 
 namespace {
 

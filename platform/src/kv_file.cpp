@@ -16,12 +16,12 @@
 #include <thread>
 #include <vector>
 
-#include "util/atomic_file.hpp"
-#include "util/root_prefix.hpp"
 #include "last_error.hpp"
 #include "platform_waits.hpp"
 #include "quilplatform/qlibc_error.h"
 #include "quilplatform/qlibc_file.h"
+#include "util/atomic_file.hpp"
+#include "util/root_prefix.hpp"
 
 namespace {
 

@@ -7,10 +7,10 @@
 #include <new>
 #include <string>
 
-#include "util/root_prefix.hpp"
 #include "last_error.hpp"
 #include "quilplatform/qlibc_error.h"
 #include "quilplatform/qlibc_file.h"
+#include "util/root_prefix.hpp"
 
 namespace {
 

@@ -11,9 +11,9 @@
 #include <new>
 #include <string>
 
-#include "util/root_prefix.hpp"
 #include "last_error.hpp"
 #include "quilplatform/qlibc_error.h"
+#include "util/root_prefix.hpp"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <new>
 #include <string>
 
-#include "util/base64url.hpp"
 #include "last_error.hpp"
 #include "quilplatform/qlibc_error.h"
+#include "util/base64url.hpp"
 
 namespace {
 constexpr size_t kVerifierBytes = 32;

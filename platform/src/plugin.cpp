@@ -10,12 +10,12 @@
 #include <string>
 #include <vector>
 
-#include "util/atomic_file.hpp"
-#include "util/root_prefix.hpp"
 #include "last_error.hpp"
 #include "platform_waits.hpp"
 #include "process_runner.hpp"
 #include "quilplatform/qlibc_error.h"
+#include "util/atomic_file.hpp"
+#include "util/root_prefix.hpp"
 
 struct QLIBPluginContext {
     std::string directory;  // real path of "<event>.d"

@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "last_error.hpp"
-#include "process_runner.hpp"
 #include "platform_waits.hpp"
+#include "process_runner.hpp"
 #include "quilplatform/qlibc_error.h"
 
 namespace {

@@ -8,10 +8,10 @@
 #include <new>
 #include <string>
 
-#include "util/atomic_file.hpp"
-#include "util/root_prefix.hpp"
 #include "last_error.hpp"
 #include "quilplatform/qlibc_error.h"
+#include "util/atomic_file.hpp"
+#include "util/root_prefix.hpp"
 
 namespace {
 

@@ -1,11 +1,11 @@
-#include "foundation/appliance_paths.hpp"
 #include "quilkova/server_info.hpp"
 
 #include <cstring>
 
 #include "account/default_hosts.hpp"
-#include "foundation/log.hpp"
 #include "account/server_info_impl.hpp"
+#include "foundation/appliance_paths.hpp"
+#include "foundation/log.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/user.hpp"
 #include "quilplatform/qlibc_file.h"

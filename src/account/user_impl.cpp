@@ -8,12 +8,12 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "foundation/log.hpp"
 #include "account/privilege.hpp"
+#include "foundation/log.hpp"
 #include "foundation/redact.hpp"
-#include "util/root_prefix.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilplatform/qlibc_file.h"
+#include "util/root_prefix.hpp"
 
 namespace quilkova {
 

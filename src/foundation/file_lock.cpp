@@ -11,8 +11,8 @@
 #include <thread>
 
 #include "foundation/log.hpp"
-#include "util/root_prefix.hpp"
 #include "quilplatform/qlibc_file.h"
+#include "util/root_prefix.hpp"
 
 namespace quilkova {
 

@@ -13,9 +13,9 @@
 #include "foundation/boundaries.hpp"
 #include "foundation/json_utils.hpp"
 #include "foundation/log.hpp"
+#include "foundation/waits.hpp"
 #include "operations/account_operations.hpp"
 #include "payment/store_client.hpp"
-#include "foundation/waits.hpp"
 #include "quilplatform/process.h"
 #include "quilplatform/qlibc_string.h"
 

@@ -1,12 +1,12 @@
 // The monitoring service's grant, vouched for by the "healthbeacon" package.
 #include "quilkova/account_health_beacon_service.hpp"
 
+#include "account/server_info_impl.hpp"
 #include "foundation/boundaries.hpp"
 #include "foundation/json_utils.hpp"
-#include "pkce/pkce_requests.hpp"
-#include "account/server_info_impl.hpp"
-#include "quilkova/hos_service.hpp"
 #include "pkce/package_pkce_client_impl.hpp"
+#include "pkce/pkce_requests.hpp"
+#include "quilkova/hos_service.hpp"
 
 namespace quilkova {
 

@@ -1,25 +1,25 @@
 // The appliance's PKCE account: login, the rescue ladder of its tokens, and
 // the remote and local logout.
-#include "foundation/appliance_paths.hpp"
 #include "quilkova/account_pkce_service.hpp"
 
-#include "pkce/account_pkce_service_impl.hpp"
-#include "pkce/appliance_tokens.hpp"
-#include "operations/account_operations.hpp"
-#include "report/report_schedule.hpp"
+#include "account/user_impl.hpp"
+#include "foundation/appliance_paths.hpp"
 #include "foundation/boundaries.hpp"
 #include "foundation/json_utils.hpp"
 #include "foundation/log.hpp"
-#include "pkce/pkce_requests.hpp"
-#include "util/root_prefix.hpp"
 #include "foundation/string_utils.hpp"
+#include "operations/account_operations.hpp"
+#include "pkce/account_pkce_service_impl.hpp"
+#include "pkce/appliance_tokens.hpp"
+#include "pkce/pkce_requests.hpp"
 #include "quilkova/hos_service.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/kova_plugin_manager.hpp"
 #include "quilkova/quilkova.h"
-#include "account/user_impl.hpp"
 #include "quilplatform/notify.h"
 #include "quilplatform/process.h"
+#include "report/report_schedule.hpp"
+#include "util/root_prefix.hpp"
 
 namespace quilkova {
 

@@ -6,9 +6,9 @@
 #include <string>
 
 #include "foundation/appliance_paths.hpp"
-#include "quilkova/account_pkce_service.hpp"
 #include "operations/account_service_impl.hpp"
 #include "pkce/pkce_client_impl.hpp"
+#include "quilkova/account_pkce_service.hpp"
 
 namespace quilkova {
 

@@ -1,6 +1,5 @@
 // A package's PKCE client: its configuration fetched and cached, its tokens
 // granted on the strength of the appliance's account.
-#include "foundation/appliance_paths.hpp"
 #include "quilkova/package_pkce_client.hpp"
 
 #include <sys/stat.h>
@@ -9,18 +8,19 @@
 #include <ctime>
 #include <memory>
 
-#include "util/atomic_file.hpp"
+#include "account/server_info_impl.hpp"
+#include "foundation/appliance_paths.hpp"
 #include "foundation/boundaries.hpp"
 #include "foundation/json_utils.hpp"
 #include "foundation/log.hpp"
+#include "foundation/string_utils.hpp"
+#include "pkce/account_pkce_service_impl.hpp"
 #include "pkce/package_pkce_client_impl.hpp"
 #include "pkce/pkce_requests.hpp"
-#include "util/root_prefix.hpp"
-#include "foundation/string_utils.hpp"
-#include "account/server_info_impl.hpp"
-#include "pkce/account_pkce_service_impl.hpp"
 #include "quilkova/hos_service.hpp"
 #include "quilkova/kova_exception.hpp"
+#include "util/atomic_file.hpp"
+#include "util/root_prefix.hpp"
 
 namespace quilkova {
 

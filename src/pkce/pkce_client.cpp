@@ -1,4 +1,3 @@
-#include "foundation/appliance_paths.hpp"
 #include "quilkova/pkce_client.hpp"
 
 #include <fcntl.h>
@@ -9,19 +8,20 @@
 #include <cerrno>
 #include <ctime>
 
-#include "util/atomic_file.hpp"
-#include "transport/http.hpp"
+#include "foundation/appliance_paths.hpp"
 #include "foundation/json_utils.hpp"
 #include "foundation/log.hpp"
-#include "pkce/pkce_client_impl.hpp"
-#include "pkce/pkce_requests.hpp"
 #include "foundation/redact.hpp"
-#include "util/root_prefix.hpp"
 #include "foundation/string_utils.hpp"
 #include "operations/account_service_impl.hpp"
+#include "pkce/pkce_client_impl.hpp"
+#include "pkce/pkce_requests.hpp"
 #include "quilkova/file_lock.hpp"
 #include "quilkova/hos_service.hpp"
 #include "quilkova/kova_exception.hpp"
+#include "transport/http.hpp"
+#include "util/atomic_file.hpp"
+#include "util/root_prefix.hpp"
 
 namespace quilkova {
 

@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "foundation/appliance_paths.hpp"
-#include "transport/http.hpp"
-#include "quilkova/file_lock.hpp"
 #include "pkce/pkce_client_impl.hpp"
+#include "quilkova/file_lock.hpp"
 #include "quilkova/quilkova.h"
+#include "transport/http.hpp"
 
 // What the PKCE clients' requests share: locks, the reading of answers, the
 // challenge pair and the grant form.

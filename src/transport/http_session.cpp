@@ -4,12 +4,12 @@
 #include <memory>
 #include <new>
 
-#include "transport/curl_handles.hpp"
-#include "transport/curl_policy.hpp"
 #include "foundation/redact.hpp"
-#include "transport/http.hpp"
 #include "foundation/string_utils.hpp"
 #include "quilkova/kova_exception.hpp"
+#include "transport/curl_handles.hpp"
+#include "transport/curl_policy.hpp"
+#include "transport/http.hpp"
 
 namespace quilkova::http {
 

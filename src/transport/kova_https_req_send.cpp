@@ -12,19 +12,19 @@
 #include <thread>
 #include <vector>
 
-#include "transport/curl_handles.hpp"
-#include "transport/curl_policy.hpp"
-#include "foundation/fixed_field.hpp"
 #include "device/identity.hpp"
+#include "foundation/fixed_field.hpp"
 #include "foundation/log.hpp"
-#include "foundation/result.hpp"
 #include "foundation/platform_handles.hpp"
 #include "foundation/redact.hpp"
-#include "transport/https_sender.hpp"
+#include "foundation/result.hpp"
 #include "foundation/waits.hpp"
 #include "quilkova/quilkova.h"
 #include "quilplatform/qlibc_error.h"
 #include "quilplatform/qlibc_string.h"
+#include "transport/curl_handles.hpp"
+#include "transport/curl_policy.hpp"
+#include "transport/https_sender.hpp"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <map>
 
-#include "util/cron_schedule.hpp"
 #include "foundation/redact.hpp"
+#include "util/cron_schedule.hpp"
 #include "util/root_prefix.hpp"
 
 // Exported from the test program (linked with -rdynamic), so its frame has a

@@ -6,8 +6,8 @@
 
 #include <random>
 
-#include "util/atomic_file.hpp"
 #include "quilplatform/qlibc_file.h"
+#include "util/atomic_file.hpp"
 
 namespace {
 

@@ -2,7 +2,6 @@
 // processes, scheduler, time zone and PKCE pair.
 #include "test_prelude.hpp"
 
-#include "util/cron_schedule.hpp"
 #include "quilplatform/cloud_service.h"
 #include "quilplatform/crond.h"
 #include "quilplatform/device.h"
@@ -12,6 +11,7 @@
 #include "quilplatform/process.h"
 #include "quilplatform/qlibc_string.h"
 #include "quilplatform/zone.h"
+#include "util/cron_schedule.hpp"
 
 namespace {
 
