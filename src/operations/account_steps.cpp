@@ -43,8 +43,8 @@ Result<FormHash> NewForm(Where where) {
     return form;
 }
 
-bool SetField(QLIBCSzHash* form, const char* key, const std::string& value) {
-    return QLIBCSzHashSetValue(form, key, value.c_str()) == 0;
+void SetField(QLIBCSzHash* form, const char* key, const std::string& value) {
+    QLIBCSzHashSetValue(form, key, value.c_str());
 }
 
 Status SendForm(const std::string& host, const char* path, QLIBCSzHash* form, bool short_timeout, Response& response,

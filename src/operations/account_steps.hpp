@@ -37,7 +37,8 @@ struct Response {
 
 // 6 "Failed to alloc https request, err=[0x%04X %s:%d]"
 Result<FormHash> NewForm(Where where);
-bool SetField(QLIBCSzHash* form, const char* key, const std::string& value);
+// A field of the form (a field the platform cannot add is left out, as the sender would leave it).
+void SetField(QLIBCSzHash* form, const char* key, const std::string& value);
 // Sends the form and parses the answer: 4 when nothing came back, 2 when it is
 // no JSON. `failure` starts the send failure's message ("Failed" or "failed").
 Status SendForm(const std::string& host, const char* path, QLIBCSzHash* form, bool short_timeout, Response& response,

@@ -73,6 +73,11 @@ long long ExpiryOf(const Json::Value& token) {
     return 0;
 }
 
+// No margin: the expiry second itself still counts as valid.
+bool IsPast(long long expired_at) {
+    return expired_at < static_cast<long long>(std::time(nullptr));
+}
+
 // What a token endpoint's answer is worth. One that lacks a token is
 // incomplete; one whose tokens are there but are no usable text (null, "",
 // an object or a list) is a refusal of the answer. Neither replaces the file.
@@ -184,8 +189,7 @@ long long PkceClientImpl::GetExpiredAt() const {
 }
 
 bool PkceClientImpl::IsTokenExpired() const {
-    // No margin: the expiry second itself still counts as valid.
-    return GetExpiredAt() < static_cast<long long>(std::time(nullptr));
+    return IsPast(GetExpiredAt());
 }
 
 void PkceClientImpl::SaveToken(const Json::Value& answer) const {
@@ -216,7 +220,7 @@ std::string PkceClientImpl::GetTokenUnderLock(const char* key) const {
         // Missing or unreadable: expired, as IsTokenExpired says.
     }
     // Renewing inside the lock: concurrent readers renew once, one after another.
-    if (expired_at < static_cast<long long>(std::time(nullptr))) {
+    if (IsPast(expired_at)) {
         RenewToken();
         token = ReadToken();
     }

@@ -29,19 +29,23 @@ TEST_F(PrivilegeTest, EachAccessRaisesToRootAndDropsBackOrFailsWithCodeSixWritin
     const struct {
         uid_t saved_uid;
         gid_t saved_gid;
+        bool raisable;
         const char* logged;  // by one access
     } cases[] = {
         // Raise group then user, drop back user, group, user.
-        {0, 0,
+        {0, 0, true,
          "38 WARNING: setresgid(-1, 0, -1)\n38 WARNING: setresuid(-1, 0, -1)\n38 WARNING: setresuid(-1, 0, -1)\n"
          "38 WARNING: setresgid(-1, 65534, -1)\n38 WARNING: setresuid(-1, 65534, -1)\n"},
-        // No way back at all, or only for the group: exactly the failed entry, the group given back.
-        {kNobody, kNobody,
+        // No way up at all, or only for the group or the user: exactly the failed entry, the half given back.
+        {kNobody, kNobody, false,
          "35 ERROR: setresgid(-1, 0, -1) [Operation not permitted]\n"
          "35 ERROR: setresuid(-1, 0, -1) [Operation not permitted]\n35 ERROR: ENTERCriticalSection\n"
          "3 Change permission failed\n"},
-        {kNobody, 0,
+        {kNobody, 0, false,
          "38 WARNING: setresgid(-1, 0, -1)\n35 ERROR: setresuid(-1, 0, -1) [Operation not permitted]\n"
+         "35 ERROR: ENTERCriticalSection\n3 Change permission failed\n"},
+        {0, kNobody, false,
+         "35 ERROR: setresgid(-1, 0, -1) [Operation not permitted]\n38 WARNING: setresuid(-1, 0, -1)\n"
          "35 ERROR: ENTERCriticalSection\n3 Change permission failed\n"},
     };
     for (const auto& each : cases) {
@@ -50,7 +54,7 @@ TEST_F(PrivilegeTest, EachAccessRaisesToRootAndDropsBackOrFailsWithCodeSixWritin
                 ::setresuid(kNobody, kNobody, each.saved_uid) != 0) {
                 return 2;
             }
-            const bool raisable = each.saved_uid == 0;
+            const bool raisable = each.raisable;
             LogCapture log;
             KOVA_INFO written = {};
             std::strcpy(written.email, "owner@example.com");
@@ -63,7 +67,13 @@ TEST_F(PrivilegeTest, EachAccessRaisesToRootAndDropsBackOrFailsWithCodeSixWritin
                 repeated += each.logged;
             }
             EXPECT_EQ(logged, repeated);
-            EXPECT_EQ(std::make_pair(::geteuid(), ::getegid()), std::make_pair(kNobody, kNobody));
+            uid_t real_uid = 0, effective_uid = 0, saved_uid = 0;
+            gid_t real_gid = 0, effective_gid = 0, saved_gid = 0;
+            ::getresuid(&real_uid, &effective_uid, &saved_uid);
+            ::getresgid(&real_gid, &effective_gid, &saved_gid);
+            EXPECT_EQ(std::vector<unsigned>({real_uid, effective_uid, saved_uid, real_gid, effective_gid, saved_gid}),
+                      std::vector<unsigned>({kNobody, kNobody, each.saved_uid, kNobody, kNobody, each.saved_gid}))
+                << "every id as it was";
             KOVA_INFO read = {};
             EXPECT_EQ(FailureCode(QUILKOVAAccountGet(&read)), raisable ? 1000 : KOVA_ERR_SYSTEM);
             EXPECT_STREQ(read.user_id, raisable ? "u-1" : "");
@@ -74,7 +84,7 @@ TEST_F(PrivilegeTest, EachAccessRaisesToRootAndDropsBackOrFailsWithCodeSixWritin
             return ::testing::Test::HasFailure() ? 1 : 0;
         });
         EXPECT_EQ(child.Wait(), 0);
-        EXPECT_EQ(::unlink(root().Path(kUserConf).c_str()) == 0, each.saved_uid == 0);
+        EXPECT_EQ(::unlink(root().Path(kUserConf).c_str()) == 0, each.raisable);
     }
 }
 

@@ -130,6 +130,12 @@ TEST(FileLock, ExcludesOtherHoldersReleasesOnRelockingAndNeverFollowsALink) {
     EXPECT_EQ(OpenDescriptors(), descriptors);
     ASSERT_TRUE(QLIBCFileLockByFile(kLockPath, true, &fd));
     EXPECT_EQ(QLIBCFileUnlockByFile(fd), 0);
+    // A path that cannot be a lock file: the lock fails, and says why.
+    root.WriteFile("/tmp/plain", "");
+    EXPECT_FALSE(QLIBCFileLockByFile("/tmp/plain/x.lock", true, &fd));
+    EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_FILE_OPEN);
+    ASSERT_EQ(::mkdir(root.Path("/tmp/account_directory.lock").c_str(), 0755), 0);
+    EXPECT_FALSE(FileLock("/tmp/account_directory.lock").Lock(1)) << "a directory is no lock file";
 
     // A link planted at the lock path, or another user's file there, is never
     // used: root replaces it with a lock file of its own; anyone else fails.

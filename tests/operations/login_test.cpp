@@ -74,7 +74,9 @@ TEST_F(LoginTest, AnUnknownApiKeyIsReplacedOnceAndAnExpiredOneIsHandedBack) {
     ASSERT_EQ(QUILCloudServiceGetApiKey(key, 1), 0);
     const std::string first_key = key;
     Answer(kLogin, R"({"code":"apikey_not_found"})");
+    LogCapture log;
     ASSERT_EQ(Login(), 0);
+    EXPECT_TRUE(log.Contains(" ApiKey not found. Register new one.")) << log.Dump();
     auto sent = sim().RequestsTo(kLogin);
     ASSERT_EQ(sent.size(), 2u) << "exactly one resend";
     EXPECT_EQ(sent[0].Field("api_key") + "|" + sent[1].Field("api_key"), first_key + "|" + ApiKey())

@@ -82,6 +82,9 @@ TEST_F(ProfileTest, APasswordChangeWorksAtTheNextLoginAndIsNotifiedOnce) {
     EXPECT_EQ(sim().RequestsTo(kUpdate).back().FieldNames(), "hs_sn hs_token id auth_key serial_no");
     EXPECT_EQ(sim().Account("owner@example.com")["password"], "n3w");
     EXPECT_EQ(root().ReadFile("/var/log/quil/notifications.jsonl"), notified) << "still one notification";
+    ASSERT_EQ(Update("new@example.com", "n3w", nullptr), 0);
+    EXPECT_EQ(sim().RequestsTo(kUpdate).back().FieldNames(), "hs_sn hs_token id auth_key serial_no passwd email")
+        << "with the current password, the e-mail travels";
 }
 
 TEST_F(ProfileTest, AProfileChangeIsSentFieldByFieldAndReadBackThroughTheQuery) {

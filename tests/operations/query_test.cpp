@@ -122,6 +122,8 @@ TEST_F(QueryTest, MissingMembersRefusalsAndUnwritableAnswersStoreNothing) {
         {"not json", KOVA_ERR_BAD_JSON},
         {QueryAnswer(R"(, "code": "account_not_found")"), KOVA_ERR_ACCOUNT_NOT_FOUND},
         {QueryAnswer(R"(, "code": 5)"), KOVA_ERR_UNKNOWN},
+        {R"({"code": "badparam", "message": "auth key key-1 is not known"})", KOVA_ERR_RESPONSE},
+        {QueryAnswer(R"(, "code": "badparam", "message": "auth key key-1 is not known")"), KOVA_ERR_BAD_PARAM},
     };
     LogCapture log;
     for (const auto& [body, code] : answers) {
@@ -130,6 +132,7 @@ TEST_F(QueryTest, MissingMembersRefusalsAndUnwritableAnswersStoreNothing) {
     }
     EXPECT_TRUE(log.Contains(" Server returned insufficient data. resp={\"code\": \"good\"")) << log.Dump();
     EXPECT_TRUE(log.Contains(" Failed to query ")) << log.Dump();
+    EXPECT_FALSE(log.Contains("key-1")) << "the auth key the query sent is masked wherever it comes back";
     // Values the record cannot hold as they are: a line break is stored as a
     // blank (no other key rides in on it), a long text cut to what reads back.
     ASSERT_EQ(QueryAnswered(QueryAnswer(R"(, "country": "two\nlines\r\nkovaIDSerial=\"hijacked", "full_name": ")" +

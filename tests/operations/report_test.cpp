@@ -25,6 +25,17 @@ TEST_F(ReportTest, ReportsTheDeviceKeepsTheTokenFreshAndOnlyTheServicesRefusalLo
               "firmware=7.2.1 mac=00:11:32:aa:bb:cc orig_serial_no=2150ABCD1234 ");
     EXPECT_EQ(Sent("/oauth2/token"), 1u) << "the expired token was renewed";
 
+    // A token that cannot be renewed is logged with its message and code; the report went out all the same.
+    LogCapture log;
+    Restamp(kHosToken, 7200);
+    Answer("/oauth2/token", "", 502);
+    ASSERT_EQ(QUILKOVAReportInfo(), 0);
+    const auto renewal = std::find_if(log.lines().begin(), log.lines().end(),
+                                      [](const auto& line) { return line.text.find("appliance token") != std::string::npos; });
+    ASSERT_NE(renewal, log.lines().end()) << log.Dump();
+    EXPECT_EQ(renewal->text.substr(renewal->text.find(' ')),
+              " Failed to renew the appliance token: Failed to parse renew token resp, code=502, resp= [code=5]");
+
     const std::string record = UserConf();
     // A network failure, another refusal: nothing changes on disk.
     Answer(kReport, R"({"code": "badparam"})");

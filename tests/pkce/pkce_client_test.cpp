@@ -85,6 +85,9 @@ TEST_F(PkceClientTest, ATokenIsValidThroughItsLastSecondAndUnreadableMeansExpire
     EXPECT_EQ(CodeOf([&] { client_.GetPkceTokenVal("nothing"); }), KOVA_ERR_TOKEN);
     root().WriteFile(kHosToken, "{broken");
     EXPECT_EQ(CodeOf([&] { client_.GetPkceTokenVal("access_token"); }), KOVA_ERR_BAD_JSON);
+    std::filesystem::remove_all(root().Path("/usr/quil/etc/quillion-account/private"));
+    root().WriteFile("/usr/quil/etc/quillion-account/private", "a file where the directory belongs");
+    EXPECT_EQ(CodeOf([&] { client_.GetPkceTokenVal("access_token"); }), KOVA_ERR_TOKEN) << "no token file";
 }
 
 TEST_F(PkceClientTest, RefusedOrIncompleteAnswersGiveTheirCodesWithoutSecrets) {

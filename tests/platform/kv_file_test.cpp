@@ -48,6 +48,9 @@ TEST(KeyValueFile, SetReplacesInPlaceKeepsTheRestAndRefusesWhatWouldCorruptTheFi
     ASSERT_EQ(QLIBCFileSetKeyValue(kUserConf, "kovaID", "user@example.com", kLine), 0);
     ::umask(saved);
     EXPECT_EQ(root.Mode(kUserConf), 0600) << "a new file is root's only, whatever the umask";
+    struct stat created {};
+    ASSERT_EQ(::stat(root.Path(kUserConf).c_str(), &created), 0);
+    EXPECT_EQ(created.st_gid, ::getegid()) << "and its group the writer's";
     root.WriteFile(kUserConf, "# keep me\nkovaID=\"old\"\nenews=\"no\"\nkovaID=\"stale duplicate\"");
     ::chmod(root.Path(kUserConf).c_str(), 0640);
     ASSERT_EQ(QLIBCFileSetKeyValue(kUserConf, "kovaID", "new", kLine), 0);

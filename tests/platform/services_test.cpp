@@ -23,6 +23,7 @@ std::string Fact(int (*get)(char*, int)) {
 TEST(DeviceFacts, ComeFromTheDeviceFileWithTheirFallbacks) {
     TempRoot root;
     EXPECT_EQ(Fact(QLIBGetSerialNumber), "<failed>");
+    EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_NOT_FOUND);
     WriteDevice(root, "2150ABCD1234", "");
     EXPECT_EQ(Fact(QLIBGetSerialNumber), "2150ABCD1234");
     EXPECT_EQ(Fact(QLIBGetOriginalSerialNumber), "2150ABCD1234");
@@ -78,19 +79,21 @@ TEST(Processes, RunWithoutAShellWithTheLibrarysEnvironment) {
     ASSERT_NE(std::fgets(line, sizeof(line), out), nullptr);
     EXPECT_STREQ(line, "account:--get-quil-account\n");
     EXPECT_EQ(QLIBCPclose(out), 0);
+    EXPECT_EQ(QLIBCPclose(out), -1) << "closed already";
     EXPECT_EQ(QLIBCPopen("/bin/true", "w", nullptr), nullptr);
     EXPECT_EQ(QLIBCPclose(stdin), -1) << "not a stream it opened";
 
     // The plug-ins see the account the library gives, whatever the caller's environment says.
     quilkova::test::WriteScript(root, "/usr/quil/lib/plugins/kova/login.d/10-record",
-                                "echo \"$1 [$QUIL_PLUGIN_ACCOUNT]\" >> " + root.Path("/calls"));
+                                "echo \"$1 [$QUIL_PLUGIN_ACCOUNT] $(env | grep -c ^QUIL_PLUGIN_ACCOUNT=)\" >> " +
+                                    root.Path("/calls"));
     ::setenv("QUIL_PLUGIN_ACCOUNT", "intruder@example.com", 1);
     PQLIBPLUGIN handle = nullptr;
     ASSERT_EQ(QLIBPluginSDKInit("kova", "kova/login", &handle, "owner@example.com"), 0);
     EXPECT_EQ(QLIBPluginAction(5, handle), 0);
     QLIBPluginExit(handle);
     ::unsetenv("QUIL_PLUGIN_ACCOUNT");
-    EXPECT_EQ(root.ReadFile("/calls"), "5 [owner@example.com]\n");
+    EXPECT_EQ(root.ReadFile("/calls"), "5 [owner@example.com] 1\n") << "one account in its environment";
 }
 
 TEST(Scheduler, RendersRangesToValuesWithinThemAndFailsWithItsError) {
@@ -100,6 +103,10 @@ TEST(Scheduler, RendersRangesToValuesWithinThemAndFailsWithItsError) {
         R"([{"period": "crontab", "user": "root", "cmd_list": ["/usr/quil/bin/quilkova", "--report_info"]}])", jobs));
     QUIL::QUILCrond::ConfigManager kova("kova", false);
     EXPECT_EQ(QUILScheduleRemove("/usr/quil/bin/quilkova --report_info"), 0) << "no crontab at all";
+    ASSERT_EQ(::mkdir(root.Path("/etc").c_str(), 0755) | ::mkdir(root.Path("/etc/crontab").c_str(), 0755), 0);
+    EXPECT_EQ(QUILScheduleRemove("/usr/quil/bin/quilkova --report_info"), -1) << "a crontab it cannot read";
+    EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_FILE_READ);
+    ASSERT_EQ(::rmdir(root.Path("/etc/crontab").c_str()), 0);
     root.WriteFile("/etc/crontab", "0 3 * * * root /usr/bin/other\n");
     EXPECT_EQ(QUILScheduleRemove("/usr/quil/bin/quilkova --report_info"), 0) << "none of its lines";
     EXPECT_EQ(root.ReadFile("/etc/crontab"), "0 3 * * * root /usr/bin/other\n");
@@ -134,9 +141,16 @@ TEST(Scheduler, RendersRangesToValuesWithinThemAndFailsWithItsError) {
     jobs[0]["cmd_list"][1] = "--report_info\x1b";
     EXPECT_FALSE(kova.Save(jobs));
     jobs[0]["cmd_list"][1] = "--report_info";
+    jobs[0]["user"] = "svc.report_1-a";
+    EXPECT_TRUE(kova.Save(jobs)) << "letters, digits, \".\", \"_\" and \"-\" make a user";
+    jobs[0]["user"] = "root";
     jobs[0]["crontab"] = "0 3 * * *";
     ASSERT_TRUE(kova.Remove());
     EXPECT_FALSE(kova.Remove()) << "nothing left to remove";
+    ASSERT_EQ(::mkdir(root.Path("/etc/cron.d/quil-kova").c_str(), 0755), 0);
+    EXPECT_FALSE(kova.Remove()) << "a rendering it cannot remove";
+    EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_FILE_WRITE);
+    ASSERT_EQ(::rmdir(root.Path("/etc/cron.d/quil-kova").c_str()), 0);
     ASSERT_EQ(::rmdir(root.Path("/etc/cron.d").c_str()), 0);
     root.WriteFile("/etc/cron.d", "a file where a directory belongs");
     EXPECT_FALSE(kova.Save(jobs));
@@ -155,9 +169,10 @@ TEST(Zone, ComesFromTheSettingsOrTheLocaltimeLinkAndIsCheckedAgainstZoneinfo) {
     root.WriteFile("/etc/timezone", "Pacific/Auckland\n");
     ASSERT_EQ(QUILZoneGet(zone, sizeof(zone), &needed), 0);
     EXPECT_STREQ(zone, "Pacific/Auckland");
-    char small[8];
-    EXPECT_LT(QUILZoneGet(small, sizeof(small), &needed), 0);
+    char small[17];
+    EXPECT_LT(QUILZoneGet(small, 16, &needed), 0);
     EXPECT_EQ(needed, 17) << "tells the size it needs";
+    EXPECT_EQ(QUILZoneGet(small, 17, &needed), 0) << "and that size is enough";
 
     for (const char* zone_name : {"Pacific/Auckland", "Mars/Olympus_Mons", "../../etc/passwd", "/etc/passwd"}) {
         PQLIBCSzHash info = QLIBCSzHashAlloc(4);

@@ -8,6 +8,7 @@
 #include "quilplatform/process.h"
 #include "quilplatform/qlibc_file.h"
 #include "quilplatform/qlibc_string.h"
+#include "quilplatform/zone.h"
 
 namespace {
 
@@ -52,6 +53,9 @@ TEST(PlatformCalls, RefuseBadArgumentsWithTheirLastError) {
         {"list get below 0", [list] { return QLIBCSzListGet(list, -1) == nullptr; }},
         {"list get past the end", [list] { return QLIBCSzListGet(list, 1) == nullptr; }},
         {"list get without list", [] { return QLIBCSzListGet(nullptr, 0) == nullptr; }},
+        {"list count without list", [] { return QLIBCSzListCount(nullptr) == -1; }},
+        {"zone without buffer", [] { return QUILZoneGet(nullptr, 64, nullptr) == -1; }},
+        {"zone info without zone", [hash] { return QUILZoneGetInfo(nullptr, hash) == -1; }},
         {"plug-in action without handle", [] { return QLIBPluginAction(5, nullptr) == -1; }},
         {"user agent without product", [&buffer] { return QLIBHsinfoUserAgentGet(nullptr, buffer, 32) == -1; }},
         {"user agent without room", [&buffer] { return QLIBHsinfoUserAgentGet("kova", buffer, 0) == -1; }},

@@ -28,6 +28,10 @@ TEST(DeviceToken, IsDerivedFromSerialAccountAndPasswordOnly) {
     ASSERT_EQ(QUILKOVAGenerateToken("owner@example.com", "secret", serial, sizeof(serial), token, 9), 0);
     EXPECT_STREQ(serial, "2150ABCD1234") << "filled from the device";
     EXPECT_EQ(token, DeviceTokenOf("2150ABCD1234owner@example.comsecret").substr(0, 8)) << "bounded by the output";
+    char no_room[8] = "junk";
+    ASSERT_EQ(QUILKOVAGenerateToken("a", "b", no_room, 0, token, sizeof(token)), 0);
+    EXPECT_EQ(token, DeviceTokenOf("2150ABCD1234ab")) << "a serial buffer of no size: the device's own";
+    EXPECT_STREQ(no_room, "junk");
 
     // A serial not beginning with a letter or digit, read or given, is refused.
     LogCapture log;
