@@ -67,7 +67,7 @@ enum class Field {
 };
 #undef QUILKOVA_FIELD_ENUMERATOR
 
-struct FieldSpec {
+struct FieldEntry {
     FieldKind kind;
     const char* key;          // in user.conf
     const char* text_default;  // what a missing or empty value reads as (texts)
@@ -76,7 +76,7 @@ struct FieldSpec {
     InfoField info;           // its field in KOVA_INFO
 };
 
-const FieldSpec& SpecOf(Field field);
+const FieldEntry& EntryOf(Field field);
 
 // A field of the record as the query's result shows it: a text, or a boolean.
 Json::Value ReadAsJson(const quilkova::UserImpl& user, Field field);

@@ -162,7 +162,7 @@ Status PasswordLogin(const char* email, const char* password, Json::Value& answe
     KOVA_TRY(form, NewForm(KOVA_HERE));
     QLIBCSzHash* fields = form.get();
     SetField(fields, "type", "acnt_pw_apikey");
-    SetField(fields, SpecOf(Field::Email).form, email);
+    SetField(fields, EntryOf(Field::Email).form, email);
     SetField(fields, "passwd", password);
     SetField(fields, "serial_no", device.serial);
     SetField(fields, "api_key", device.api_key);
@@ -189,12 +189,12 @@ Status OauthLogin(Json::Value& answer, const char* access_token) {
     QLIBCSzHash* fields = form.get();
     SetField(fields, "language", language);
     SetField(fields, "access_token", access_token);
-    SetField(fields, SpecOf(Field::Timezone).form, zone);
+    SetField(fields, EntryOf(Field::Timezone).form, zone);
     SetField(fields, "api_key", device.api_key);
     SetField(fields, "mac", device.mac);
     SetField(fields, "serial_no", device.serial);
     KOVA_TRY_STATUS(SendLogin(device.host, "good/user/launch", fields, answer, nullptr));
-    return BindAnsweredAccount(plugins, answer, TextOf(answer[SpecOf(Field::Email).member]));
+    return BindAnsweredAccount(plugins, answer, TextOf(answer[EntryOf(Field::Email).member]));
 }
 
 Status LoginByKey(const char* user_id, const char* auth_key, Json::Value& output) {
@@ -221,7 +221,7 @@ Status LoginByKey(const char* user_id, const char* auth_key, Json::Value& output
         return Error{KOVA_ERR_AUTH};
     }
     for (const Field field : {Field::Email, Field::AuthKey, Field::IsActivated}) {
-        const char* member = SpecOf(field).member;
+        const char* member = EntryOf(field).member;
         output[member] = account.value()[member];
     }
     // Here the plug-ins come before the schedule and the log lines.
@@ -229,7 +229,7 @@ Status LoginByKey(const char* user_id, const char* auth_key, Json::Value& output
         KOVA_LOG(LOG_ERR, "%s:%d QLIBPluginAction failed, action=%d", static_cast<int>(QLIB_PLUGIN_ACTION_POST));
         return Error{KOVA_ERR_SUCCESS};
     }
-    ScheduleAndRecord(TextOf(account.value()[SpecOf(Field::Email).member]));
+    ScheduleAndRecord(TextOf(account.value()[EntryOf(Field::Email).member]));
     return Done{};
 }
 

@@ -32,11 +32,11 @@ bool ShouldQuery(long long last_query_time, bool query_allowed) {
 }
 
 void StoreValue(const UserImpl& user, const ProfileValue& value) {
-    const FieldSpec& spec = SpecOf(value.field);
-    if (spec.kind == FieldKind::kFlag) {
-        user.SetBool(spec.key, value.flag);
+    const FieldEntry& entry = EntryOf(value.field);
+    if (entry.kind == FieldKind::kFlag) {
+        user.SetBool(entry.key, value.flag);
     } else if (value.field != Field::ReportCronTimestring || IsValidSchedule(value.text)) {
-        user.Set(spec.key, value.text);
+        user.Set(entry.key, value.text);
     } else {
         // Only a schedule the scheduler can install replaces the one on record.
         KOVA_LOG(LOG_ERR, "%s:%d Refused report schedule [%s], kept the one on record", value.text.c_str());
@@ -56,7 +56,7 @@ Status QueryService(const KOVA_INFO& info, bool short_timeout) {
     KOVA_TRY(host, AccountHost(KOVA_HERE));
     KOVA_TRY(serial, ReadSerial(KOVA_HERE));
     KOVA_TRY(form, NewForm(KOVA_HERE));
-    SetField(form.get(), SpecOf(Field::AuthKey).form, info.auth_key);
+    SetField(form.get(), EntryOf(Field::AuthKey).form, info.auth_key);
     SetField(form.get(), "serial_no", serial);
     Response response;
     Json::Value answer;
@@ -91,7 +91,7 @@ Result<Json::Value> ReadRecord() {
         const UserImpl user;
         Json::Value record(Json::objectValue);
         for (const Field field : kQueryResultFields) {
-            record[SpecOf(field).member] = ReadAsJson(user, field);
+            record[EntryOf(field).member] = ReadAsJson(user, field);
         }
         return record;
     } catch (const KovaException& error) {

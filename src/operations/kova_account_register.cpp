@@ -30,7 +30,7 @@ Status RegisterAccount(const char* email, const char* password, const char* full
     KOVA_TRY(zone, ReadTimezone(KOVA_HERE));
     KOVA_TRY(form, NewForm(KOVA_HERE));
     QLIBCSzHash* fields = form.get();
-    const auto form_name = [](Field field) { return SpecOf(field).form; };
+    const auto form_name = [](Field field) { return EntryOf(field).form; };
     SetField(fields, form_name(Field::Email), email);
     SetField(fields, "passwd", password);
     SetField(fields, form_name(Field::Name), full_name != nullptr ? full_name : "");

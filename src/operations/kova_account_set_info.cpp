@@ -37,13 +37,13 @@ std::vector<FlagChange> FlagChanges(const ProfileChanges& changes) {
 
 void SetGiven(QLIBCSzHash* form, Field field, const char* value) {
     if (value != nullptr) {
-        SetField(form, SpecOf(field).form, value);
+        SetField(form, EntryOf(field).form, value);
     }
 }
 
 void FillForm(QLIBCSzHash* form, const KOVA_INFO& info, const std::string& serial, const ProfileChanges& changes) {
-    SetField(form, SpecOf(Field::UserId).form, info.user_id);
-    SetField(form, SpecOf(Field::AuthKey).form, info.auth_key);
+    SetField(form, EntryOf(Field::UserId).form, info.user_id);
+    SetField(form, EntryOf(Field::AuthKey).form, info.auth_key);
     SetField(form, "serial_no", serial);
     SetGiven(form, Field::Name, changes.full_name);
     // Without the current password neither the e-mail nor the password can change.
@@ -60,7 +60,7 @@ void FillForm(QLIBCSzHash* form, const KOVA_INFO& info, const std::string& seria
     }
     for (const FlagChange& change : FlagChanges(changes)) {
         if (change.value >= 0) {
-            SetField(form, SpecOf(change.field).form, FlagText(change.value > 0));
+            SetField(form, EntryOf(change.field).form, FlagText(change.value > 0));
         }
     }
     SetGiven(form, Field::CriticalVersionList, changes.critical_version_list);

@@ -50,7 +50,7 @@ bool AnswerFlag(const Json::Value& value, const char* member) {
 // {"version", "domain"} objects: the versions make the list, the domains
 // (first seen first) the domain.
 void ReadCriticalVersions(const Json::Value& value, Profile& profile) {
-    const char* member = SpecOf(Field::CriticalVersionList).member;
+    const char* member = EntryOf(Field::CriticalVersionList).member;
     std::string list;
     std::string domain;
     if (!value.isArray()) {
@@ -72,11 +72,11 @@ void ReadCriticalVersions(const Json::Value& value, Profile& profile) {
 }
 
 void ReadMember(const Json::Value& answer, Field field, Profile& profile) {
-    const char* member = SpecOf(field).member;
+    const char* member = EntryOf(field).member;
     const Json::Value& value = answer[member];
     if (field == Field::CriticalVersionList) {
         ReadCriticalVersions(value, profile);
-    } else if (SpecOf(field).kind == FieldKind::kFlag) {
+    } else if (EntryOf(field).kind == FieldKind::kFlag) {
         profile.push_back({field, "", AnswerFlag(value, member)});
     } else {
         profile.push_back({field, AnswerText(value, member), false});
@@ -95,7 +95,7 @@ bool HasRequiredMembers(const Json::Value& answer) {
         return false;
     }
     for (const Field field : kRequired) {
-        if (!answer.isMember(SpecOf(field).member)) {
+        if (!answer.isMember(EntryOf(field).member)) {
             return false;
         }
     }
@@ -111,7 +111,7 @@ Profile ReadProfile(const Json::Value& answer) {
         ReadMember(answer, field, profile);
     }
     for (const Field field : kOptional) {
-        if (answer.isMember(SpecOf(field).member)) {
+        if (answer.isMember(EntryOf(field).member)) {
             ReadMember(answer, field, profile);
         }
     }

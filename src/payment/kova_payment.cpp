@@ -58,8 +58,8 @@ Status PurchaseListFrom(const std::string& host, Json::Value& purchases) {
     KOVA_TRY_STATUS(ReadBoundAccount(info));
     KOVA_TRY(serial, ReadSerial(KOVA_HERE));
     Json::Value request(Json::objectValue);
-    request[SpecOf(Field::UserId).form] = info.user_id;
-    request[SpecOf(Field::AuthKey).form] = info.auth_key;
+    request[EntryOf(Field::UserId).form] = info.user_id;
+    request[EntryOf(Field::AuthKey).form] = info.auth_key;
     request["serial_no"] = serial;
     KOVA_TRY(answer, PaymentRequest(host, "api/v1/device/purchase/list", request));
     if (!answer["purchases"].isArray()) {

@@ -38,9 +38,9 @@ Status ReportInfo() {
     const Firmware firmware = ReadFirmware();
     KOVA_TRY(form, NewForm(KOVA_HERE));
     QLIBCSzHash* fields = form.get();
-    SetField(fields, SpecOf(Field::UserId).form, info.user_id);
-    SetField(fields, SpecOf(Field::AuthKey).form, info.auth_key);
-    SetField(fields, SpecOf(Field::Timezone).form, zone);
+    SetField(fields, EntryOf(Field::UserId).form, info.user_id);
+    SetField(fields, EntryOf(Field::AuthKey).form, info.auth_key);
+    SetField(fields, EntryOf(Field::Timezone).form, zone);
     SetField(fields, "model", firmware.model);
     SetField(fields, "firmware", firmware.version);
     SetField(fields, "mac", mac);
