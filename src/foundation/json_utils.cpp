@@ -67,6 +67,15 @@ int WriteJsonFile(const std::string& path, const Json::Value& value) {
     }
 }
 
+int ProbeJsonFile(const std::string& path) {
+    constexpr off_t kRoom = 16 * 1024;  // a token set with its ID token, with room to spare
+    try {
+        return ProbeReplaceable(RootedPath(path), kRoom);
+    } catch (const std::bad_alloc&) {
+        return ENOMEM;
+    }
+}
+
 bool ReadJsonFileText(const std::string& path, std::string& text) {
     return ReadFileNoFollow(RootedPath(path), text) == 0;
 }

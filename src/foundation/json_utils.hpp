@@ -24,6 +24,9 @@ std::string CompactJson(const Json::Value& value);
 // atomically; mode 0600 for private and /tmp/account_* files, 0644 otherwise.
 // 0 or an errno value.
 int WriteJsonFile(const std::string& path, const Json::Value& value);
+// 0 when the library path `path` could take a JSON file of some kilobytes now,
+// else an errno value (see ProbeReplaceable).
+int ProbeJsonFile(const std::string& path);
 
 // Reads the whole file at the library path `path`, never through a link.
 // False when it is missing or unreadable (no log).
@@ -53,6 +56,15 @@ inline bool LoadJsonFile(const std::string& path, Json::Value& out) {
 // Saves a JSON file atomically; failure logs and throws code 2.
 inline void SaveJsonFile(const std::string& path, const Json::Value& value) {
     if (WriteJsonFile(path, value) != 0) {
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to save json: %s", path.c_str());
+        throw KovaException(KOVA_ERR_BAD_JSON);
+    }
+}
+
+// Throws what SaveJsonFile would when `path` cannot take a file now: asked
+// before a token set is obtained, which must not be obtained only to be lost.
+inline void RequireSavable(const std::string& path) {
+    if (ProbeJsonFile(path) != 0) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to save json: %s", path.c_str());
         throw KovaException(KOVA_ERR_BAD_JSON);
     }

@@ -242,6 +242,7 @@ void PkceClientImpl::RenewToken() const {
     // thrown away for want of the lock to save it.
     FileLock save(LockPath("_save_token"));
     LockOrThrow(save);
+    internal::RequireSavable(GetTokenFilePath());
     const std::string client_id = ConfigText("client_id");
     const std::string endpoint = ConfigText("token_endpoint");
     const http::Response response = PostToTokenEndpoint(
@@ -279,6 +280,7 @@ PkceClientImpl::ExchangeLocks::ExchangeLocks(const PkceClientImpl& client)
     : exchange_(client.LockPath("_exchange_token")), save_(client.LockPath("_save_token")) {
     LockOrThrow(exchange_);
     LockOrThrow(save_);
+    internal::RequireSavable(client.GetTokenFilePath());
 }
 
 void PkceClientImpl::ExchangeToken(const std::string& code, const std::string& redirect_uri,

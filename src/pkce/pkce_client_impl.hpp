@@ -11,9 +11,9 @@ namespace quilkova {
 
 class PkceClientImpl {
 public:
-    // The exchange and save locks, taken before a one-time code is spent, so
-    // that a lock nobody can get costs nothing but the call: a code asked
-    // for (or a grant made) while they are held has its token set saved.
+    // The exchange and save locks taken, and the token file's place found able
+    // to take it, before a one-time code is spent: a lock nobody can get or a
+    // disk that cannot take the file costs the call, never a code or a grant.
     class ExchangeLocks {
     public:
         explicit ExchangeLocks(const PkceClientImpl& client);

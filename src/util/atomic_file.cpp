@@ -166,17 +166,22 @@ void SweepStaleTemporaries(const std::string& directory, const std::string& base
     }
 }
 
+// A new temporary file of `base` in `directory` ("<directory>/.<base>.XXXXXX"),
+// created exclusively, so never through a planted link; its name in `name`.
+int MakeTemporary(const std::string& directory, const std::string& base, std::vector<char>& name) {
+    name.assign(directory.begin(), directory.end());
+    const std::string suffix = "/." + base + ".XXXXXX";
+    name.insert(name.end(), suffix.begin(), suffix.end());
+    name.push_back('\0');
+    return ::mkostemp(name.data(), O_CLOEXEC);
+}
+
 // One attempt: ENOENT from the rename means a sweeper took our temporary file
 // between its creation and our lock on it.
 int WriteAndRename(const std::string& path, const std::string& directory, const std::string& base,
                    const std::string& content, mode_t mode, uid_t owner, gid_t group) {
-    std::vector<char> temporary(directory.begin(), directory.end());
-    const std::string suffix = "/." + base + ".XXXXXX";
-    temporary.insert(temporary.end(), suffix.begin(), suffix.end());
-    temporary.push_back('\0');
-
-    // mkostemp creates with O_EXCL, so it never opens through a planted link.
-    Descriptor fd(::mkostemp(temporary.data(), O_CLOEXEC));
+    std::vector<char> temporary;
+    Descriptor fd(MakeTemporary(directory, base, temporary));
     if (fd.get() < 0) {
         return errno;
     }
@@ -211,6 +216,23 @@ int ReplaceFileAtomically(const std::string& path, const std::string& content, m
         error = WriteAndRename(path, directory, base, content, mode, owner, group);
     }
     return error != 0 ? error : SyncDirectory(directory);
+}
+
+int ProbeReplaceable(const std::string& path, off_t room) {
+    if (!MakeParentDirectories(path)) {
+        return errno;
+    }
+    std::vector<char> temporary;
+    Descriptor fd(MakeTemporary(DirectoryOf(path), path.substr(path.rfind('/') + 1), temporary));
+    if (fd.get() < 0) {
+        return errno;
+    }
+    int error = ::posix_fallocate(fd.get(), 0, room);
+    if (error == EOPNOTSUPP || error == EINVAL) {
+        error = 0;  // a file system that cannot reserve: the write will tell
+    }
+    ::unlink(temporary.data());
+    return error;
 }
 
 }  // namespace quilkova::internal

@@ -31,6 +31,12 @@ bool IsOwnFile(const struct stat& info);
 int ReplaceFileAtomically(const std::string& path, const std::string& content, mode_t mode,
                           uid_t owner = static_cast<uid_t>(-1), gid_t group = static_cast<gid_t>(-1));
 
+// 0 when `path` could be replaced now by a file of up to `room` bytes: a
+// temporary file is made beside it, given that room and removed. Asked before
+// obtaining what cannot be obtained twice (a token set), so that it is not
+// obtained only to be lost to a directory or a disk that cannot take it.
+int ProbeReplaceable(const std::string& path, off_t room);
+
 }  // namespace quilkova::internal
 
 #endif

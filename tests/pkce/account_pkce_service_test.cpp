@@ -1,5 +1,10 @@
 // The appliance's PKCE account against the simulator: login, the rescue
 // ladder of its token, remote and local logout.
+#include <sys/resource.h>
+
+#include <csignal>
+#include <optional>
+
 #include "test_prelude.hpp"
 
 #include "pkce/account_pkce_service_impl.hpp"
@@ -9,6 +14,27 @@ namespace {
 constexpr const char* kExchange = "/oauth2/api/v1/device/core/authkey/exchange";
 constexpr const char* kGrant = "/migration/api/v1/device/core/authorization_code/grant";
 constexpr const char* kLogout = "/device/api/logout";
+
+// Files of this process take no byte while it lives: a full disk, as root cannot
+// be refused by permissions.
+class NoRoomForFiles {
+public:
+    NoRoomForFiles() : signal_(std::signal(SIGXFSZ, SIG_IGN)) {
+        ::getrlimit(RLIMIT_FSIZE, &saved_);
+        const rlimit none{0, saved_.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &none);
+    }
+    ~NoRoomForFiles() {
+        ::setrlimit(RLIMIT_FSIZE, &saved_);
+        std::signal(SIGXFSZ, signal_);
+    }
+    NoRoomForFiles(const NoRoomForFiles&) = delete;
+    NoRoomForFiles& operator=(const NoRoomForFiles&) = delete;
+
+private:
+    rlimit saved_{};
+    void (*signal_)(int);
+};
 
 class AccountPkceTest : public quilkova::test::OperationsTest {
 protected:
@@ -84,7 +110,7 @@ TEST_F(AccountPkceTest, TheRescueLadderRecreatesTheTokenFromTheAuthKeyOrLogsOut)
 TEST_F(AccountPkceTest, NoLockAnyoneCanPlantOrHoldCostsTheAccount) {
     const ShortWaits waits;
     BrowserLogin();
-    enum Trap { kLink, kForeignFile, kHeld };
+    enum Trap { kLink, kForeignFile, kHeld, kNoRoom };
     enum Due { kRenewal, kRescue, kNoTokenFile };
     const auto token = [] { return CodeOf([] { AccountPkceService().GetAccessToken(); }); };
     const auto key_login = [] {
@@ -104,6 +130,8 @@ TEST_F(AccountPkceTest, NoLockAnyoneCanPlantOrHoldCostsTheAccount) {
         {"hos_exchange_token", kLink, kRescue, token, 0, 1},
         {"hos_exchange_token", kHeld, kRescue, token, KOVA_ERR_TOKEN, 1},
         {"hos_rescue_token", kHeld, kRescue, token, KOVA_ERR_TOKEN, 1},
+        {"hos_save_token", kNoRoom, kRenewal, token, KOVA_ERR_BAD_JSON, 0},
+        {"hos_save_token", kNoRoom, kNoTokenFile, token, KOVA_ERR_BAD_JSON, 1},
         {"query_info", kLink, kRenewal, key_login, 0, 0},
         {"query_info", kHeld, kRenewal, key_login, KOVA_ERR_TOKEN, 0},
         {"query_info", kHeld, kRenewal, query, KOVA_ERR_TOKEN, 0}};
@@ -124,13 +152,17 @@ TEST_F(AccountPkceTest, NoLockAnyoneCanPlantOrHoldCostsTheAccount) {
         } else if (trap == kForeignFile) {
             root().WriteFile(lock, "");
             ASSERT_EQ(::chown(root().Path(lock).c_str(), 4242, 4242), 0);
-        } else {
+        } else if (trap == kHeld) {
             holder = std::make_unique<LockHolder>(lock);
             ASSERT_TRUE(holder->holding());
         }
         LogCapture log;
         // Twice, as two scheduled reports would; a held lock is tried once (it costs a second).
         for (int i = trap == kHeld ? 1 : 0; i < 2; ++i) {
+            std::optional<NoRoomForFiles> full;
+            if (trap == kNoRoom) {
+                full.emplace();
+            }
             EXPECT_EQ(call(), code) << row;
         }
         EXPECT_TRUE(User().Exists() && root().Exists("/etc/cron.d/quil-kova")) << row;
