@@ -40,6 +40,19 @@ shown=$("$quilkova" query)
     { echo "the auth key was printed unasked" >&2; exit 1; }
 "$quilkova" --json --show-auth-key query | grep -q '"auth_key":"'
 
+# Interrupted at its password prompt (on a terminal of its own), the program gives the echo back.
+cat >"$APPLIANCE_WORK/prompt.sh" <<'EOF'
+echo_state() { stty -a </dev/tty | grep -o -- ' -\?echo ' | head -1; }
+"$1" login ann@example.com </dev/tty >/dev/null 2>&1 &
+for _ in $(seq 200); do [[ $(echo_state) == ' -echo ' ]] && break; sleep 0.05; done
+echo "prompt:$(echo_state)"; kill -INT $!; wait $! || true; echo "after:$(echo_state)"
+EOF
+# Its input a FIFO open for writing too: never at its end, so script sends the terminal no end of file.
+mkfifo "$APPLIANCE_WORK/keys"
+states=$(script -qec "bash $(printf %q "$APPLIANCE_WORK/prompt.sh") $(printf %q "$quilkova")" /dev/null \
+    <>"$APPLIANCE_WORK/keys" | tr -d '\r')
+[[ $states == *'prompt: -echo '*'after: echo '* ]] || { echo "echo after an interrupted prompt: $states" >&2; exit 1; }
+
 "$quilkova" --report_info
 [[ $(curl -fsS "$SIM_URL/_sim/requests" | grep -o '"/device/api/report"' | wc -l) -eq 1 ]]
 sim_control queue '{"path": "/device/api/report", "body": "{\"code\": \"badauth\"}"}' >/dev/null
