@@ -80,6 +80,9 @@ TEST_F(PrivilegeTest, EachAccessRaisesToRootAndDropsBackOrFailsWithCodeSixWritin
             if (!raisable) {  // the hosts fall back to the compiled-in ones
                 EXPECT_EQ(quilkova::ServerInfo().GetAccountHost(), quilkova::internal::kAccountHost);
                 EXPECT_TRUE(log.Contains(" Failed to get user defined account host")) << log.Dump();
+                QUILKOVAErrSet(KOVA_ERR_SUCCESS);
+                EXPECT_EQ(QUILKOVAAccountRegisterCrond(), 0);
+                EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SYSTEM) << "the schedule's record unread: its code";
             }
             return ::testing::Test::HasFailure() ? 1 : 0;
         });

@@ -167,7 +167,7 @@ TEST(Waits, AreTheApplianceOnes) {
 
 TEST(CronSchedule, EveryFieldKeepsItsRange) {
     const std::vector<std::pair<const char*, bool>> schedules = {{"~ 9~16 * * 1~5", true}, {"0 0 1 1 0", true},
-        {"59 23 31 12 7", true}, {"*/15 0-23 1,15 * 1-5", true}, {"0~59 0~23 1~31 1~12 0~7", true},
+        {"59 23 31 12 7", true}, {"*/15 0-23 1,15 * 1-5", true}, {"*/1 * * * *", true}, {"0~59 0~23 1~31 1~12 0~7", true},
         {"60 * * * *", false}, {"* 24 * * *", false}, {"* * 0 * *", false}, {"* * 32 * *", false}, {"* * * 0 *", false},
         {"* * * 13 *", false}, {"* * * * 8", false}, {"0~60 * * * *", false}, {"* * 0~31 * *", false},
         {"* * 1~32 * *", false}, {"* * * * 0~8", false}, {"99 99 99 99 99", false}, {"*/0 * * * *", false},

@@ -211,7 +211,8 @@ TEST_F(AccountPkceTest, ARemoteLogoutClearsLocallyOnlyAfterTheServiceAgreed) {
               "2150ABCD1234|u-1|key-1");
     EXPECT_EQ(sent.Field("access_token").rfind("at-", 0), 0u);
     EXPECT_TRUE(LoggedOutLocally());
-    EXPECT_TRUE(root().ReadFile("/var/log/quil/events.jsonl").find("\"event\":329252866") != std::string::npos);
+    EXPECT_NE(root().ReadFile("/var/log/quil/events.jsonl").find(R"("event":329252866,"level":1,"type":2})"),
+              std::string::npos);
     const size_t logouts = Sent(kLogout);
     service.Logout();
     EXPECT_EQ(Sent(kLogout), logouts) << "no record: no request at all";

@@ -50,6 +50,7 @@ TEST(KeyValueFile, SetReplacesInPlaceKeepsTheRestAndRefusesWhatWouldCorruptTheFi
     EXPECT_EQ(root.Mode(kUserConf), 0600) << "a new file is root's only, whatever the umask";
     struct stat created {};
     ASSERT_EQ(::stat(root.Path(kUserConf).c_str(), &created), 0);
+    EXPECT_EQ(created.st_uid, ::geteuid()) << "its owner the writer";
     EXPECT_EQ(created.st_gid, ::getegid()) << "and its group the writer's";
     root.WriteFile(kUserConf, "# keep me\nkovaID=\"old\"\nenews=\"no\"\nkovaID=\"stale duplicate\"");
     ::chmod(root.Path(kUserConf).c_str(), 0640);

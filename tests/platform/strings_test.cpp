@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "quilplatform/device.h"
+#include "quilplatform/notify.h"
 #include "quilplatform/plugin.h"
 #include "quilplatform/process.h"
 #include "quilplatform/qlibc_file.h"
@@ -50,6 +51,8 @@ TEST(PlatformCalls, RefuseBadArgumentsWithTheirLastError) {
     const std::vector<std::pair<const char*, std::function<bool()>>> calls = {
         {"hash set without hash", [] { return QLIBCSzHashSetValue(nullptr, "k", "v") == -1; }},
         {"hash set without key", [hash] { return QLIBCSzHashSetValue(hash, nullptr, "v") == -1; }},
+        {"list add without text", [list] { return QLIBCSzListAdd(list, nullptr) == -1; }},
+        {"notification without tag", [hash] { return QUILSysNotifySendNotifiction(nullptr, hash) == -1; }},
         {"list get below 0", [list] { return QLIBCSzListGet(list, -1) == nullptr; }},
         {"list get past the end", [list] { return QLIBCSzListGet(list, 1) == nullptr; }},
         {"list get without list", [] { return QLIBCSzListGet(nullptr, 0) == nullptr; }},

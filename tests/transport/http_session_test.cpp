@@ -82,6 +82,11 @@ TEST(HttpLayers, FollowFewRedirectsOnTheSameHostAndStopOversizedAnswers) {
         sim.Queue("/big", {200, std::string(1024 * 1024 + 1, 'x'), 0, {}});
         EXPECT_FALSE(send("/big"));
     }
+    // Redirects lead to HTTP(S) only: one to another protocol is refused.
+    sim.Queue("/ftp", redirect("ftp://127.0.0.1:" + std::to_string(port) + "/elsewhere"));
+    quilkova::test::HttpsRequest request(base, "ftp", {{"passwd", "secret"}});
+    EXPECT_EQ(request.Send(), -1);
+    EXPECT_EQ(request.response.curlCode, 1) << "CURLE_UNSUPPORTED_PROTOCOL";
 }
 
 }  // namespace

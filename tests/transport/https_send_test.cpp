@@ -84,6 +84,10 @@ TEST_F(HttpsSendTest, AFourHundredIsDeliveredAndOtherStatusesFailWithTheBodyLogg
                              "/device/api/password_login, Failed to request packages, "
                              "httpResponseCode=500, data={\"error\":\"boom\",\"access_token\":\"***\"}"))
         << log.Dump();
+    HttpsRequest sent_secret(sim_.BaseUrl(), kLogin, {{"passwd", "hunter2"}, {"email", "x"}});
+    sim_.Queue("/device/api/password_login", {500, R"({"error":"wrong hunter2"})", 0, {}});
+    EXPECT_EQ(sent_secret.Send(), -1);
+    EXPECT_TRUE(log.Contains("data={\"error\":\"wrong ***\"}")) << "a sent secret repeated in free text" << log.Dump();
     sim_.Queue("/device/api/password_login", {200, "", 0, {}});
     EXPECT_EQ(login.Send(), -1);
     EXPECT_TRUE(log.Contains(", Failed to get response")) << log.Dump();

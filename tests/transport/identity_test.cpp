@@ -32,6 +32,16 @@ TEST(DeviceToken, IsDerivedFromSerialAccountAndPasswordOnly) {
     ASSERT_EQ(QUILKOVAGenerateToken("a", "b", no_room, 0, token, sizeof(token)), 0);
     EXPECT_EQ(token, DeviceTokenOf("2150ABCD1234ab")) << "a serial buffer of no size: the device's own";
     EXPECT_STREQ(no_room, "junk");
+    for (char* no_token : {static_cast<char*>(nullptr), token}) {
+        EXPECT_EQ(FailureCode(QUILKOVAGenerateToken("a", "b", serial, sizeof(serial), no_token, no_token ? 0 : 33)),
+                  KOVA_ERR_BAD_PARAM);
+    }
+    // The device's own serial is read into 36 bytes: its first 35 characters.
+    for (const std::string& own : {std::string(35, 'S'), std::string(36, 'S')}) {
+        WriteDevice(root, own);
+        ASSERT_EQ(QUILKOVAGenerateToken("a", "b", nullptr, 0, token, sizeof(token)), 0);
+        EXPECT_EQ(token, DeviceTokenOf(std::string(35, 'S') + "ab")) << own.size();
+    }
 
     // A serial not beginning with a letter or digit, read or given, is refused.
     LogCapture log;
