@@ -65,8 +65,12 @@ TEST_F(RecordTest, DefaultsTheDocumentedLinesAndStoredTextsAsDocumented) {
     EXPECT_EQ(user.GetLastQueryTime(), 0);
     EXPECT_EQ(user.GetReportCronTimestring(), "~ 9~16 * * 1~5") << "an empty value gives the default";
     EXPECT_EQ(user.GetName(), "  padded  ");
-    root().WriteFile(kUserConf, "last_query_time=\"99999999999999999999\"\n");
+    root().WriteFile(kUserConf, "kovaIDSerial=\"u-1\"\nhs_auth_key=\"k\"\nlast_query_time=\"99999999999999999999\"\n");
     EXPECT_EQ(user.GetLastQueryTime(), 0) << "out of range";
+    KOVA_INFO info = {};
+    info.last_query_time = 7;
+    ASSERT_EQ(QUILKOVAAccountGet(&info), 0);
+    EXPECT_EQ(info.last_query_time, 0) << "in the flat record too";
 }
 
 TEST_F(RecordTest, LongValuesAreCutLineBreaksRefusedAndTheFileStaysRootsOnly) {

@@ -154,6 +154,21 @@ TEST(Redact, SecretValuesReadStarsAndBodiesAreCut) {
     EXPECT_EQ(quilkova::internal::RedactedValue("full_name", "Ann"), "Ann");
 }
 
+// Flags of untrusted answers read leniently; the sent values an answer must not repeat.
+TEST(UntrustedAnswers, FlagsReadLenientlyAndSentSecretsAreMasked) {
+    using quilkova::internal::FlagOf;
+    for (const auto& [value, flag] : std::vector<std::pair<Json::Value, bool>>{
+             {"true", true}, {"yes", true}, {"1", true}, {"false", false}, {"no", false}, {"TRUE", false}, {"", false},
+             {true, true}, {false, false}, {2, true}, {0, false}, {Json::Value(Json::nullValue), false}}) {
+        EXPECT_EQ(FlagOf(value), flag) << value;
+    }
+    std::vector<std::string> sent;
+    for (const auto& [key, value] : {std::pair{"code", "c0de"}, {"email", "a@b"}, {"passwd", "p w"}}) {
+        quilkova::internal::AddSentSecret(sent, key, value);
+    }
+    EXPECT_EQ(quilkova::internal::Redacted("c0de for a@b: p w, p%20w", sent), "*** for a@b: ***, ***");
+}
+
 // What the library and the platform wait for, unless a test shortens it.
 TEST(Waits, AreTheApplianceOnes) {
     const internal::Waits waits;

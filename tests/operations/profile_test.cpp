@@ -109,11 +109,12 @@ TEST_F(ProfileTest, AProfileChangeIsSentFieldByFieldAndReadBackThroughTheQuery) 
         << "all tri-states negative";
     // The changes are kept here when the refresh after them fails.
     Answer(kQuery, "oops");
-    ASSERT_EQ(QUILKOVAAccountSetInfo("Kept Here", nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, 0, 1, 0,
-                                     nullptr),
+    ASSERT_EQ(QUILKOVAAccountSetInfo("Kept Here", "kept@example.com", "s3cret", nullptr, nullptr, nullptr, nullptr, 0, 1,
+                                     0, nullptr),
               0);
-    EXPECT_EQ(User().GetName() + " " + std::to_string(User().GetIsEnews()) + std::to_string(User().GetIsCriticalRelease()),
-              "Kept Here 01");
+    EXPECT_EQ(User().GetName() + " " + std::to_string(User().GetIsEnews()) + std::to_string(User().GetIsCriticalRelease()) +
+                  " " + User().GetEmail(),
+              "Kept Here 01 kept@example.com");
     Answer(kUpdate, "<html>oops</html>");
     EXPECT_EQ(FailureCode(Update(nullptr, nullptr, nullptr, 1)), KOVA_ERR_BAD_JSON);
     QUILKOVAAccountRemove();

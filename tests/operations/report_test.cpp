@@ -24,6 +24,9 @@ TEST_F(ReportTest, ReportsTheDeviceKeepsTheTokenFreshAndOnlyTheServicesRefusalLo
               "hs_sn=2150ABCD1234 hs_token=... id=u-1 auth_key=key-1 timezone=Pacific/Auckland model=QN-420 "
               "firmware=7.2.1 mac=00:11:32:aa:bb:cc orig_serial_no=2150ABCD1234 ");
     EXPECT_EQ(Sent("/oauth2/token"), 1u) << "the expired token was renewed";
+    ASSERT_EQ(::unlink(root().Path(kHosToken).c_str()), 0);
+    ASSERT_EQ(QUILKOVAReportInfo(), 0);
+    EXPECT_TRUE(root().Exists(kHosToken)) << "none at all: made again from the auth key";
 
     // A token that cannot be renewed is logged with its message and code; the report went out all the same.
     LogCapture log;

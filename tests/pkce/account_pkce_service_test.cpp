@@ -214,8 +214,10 @@ TEST_F(AccountPkceTest, ARemoteLogoutClearsLocallyOnlyAfterTheServiceAgreed) {
     EXPECT_NE(root().ReadFile("/var/log/quil/events.jsonl").find(R"("event":329252866,"level":1,"type":2})"),
               std::string::npos);
     const size_t logouts = Sent(kLogout);
+    root().WriteFile(kHosToken, "{}");
     service.Logout();
     EXPECT_EQ(Sent(kLogout), logouts) << "no record: no request at all";
+    EXPECT_FALSE(root().Exists(kHosToken)) << "but the local logout all the same";
 }
 
 TEST_F(AccountPkceTest, TheFlatLogoutAndTheLocalRemovalUnderAnyRoot) {

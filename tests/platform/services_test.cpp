@@ -11,6 +11,7 @@
 #include "quilplatform/process.h"
 #include "quilplatform/qlibc_string.h"
 #include "quilplatform/zone.h"
+#include "util/atomic_file.hpp"
 #include "util/cron_schedule.hpp"
 
 namespace {
@@ -140,6 +141,9 @@ TEST(Scheduler, RendersRangesToValuesWithinThemAndFailsWithItsError) {
     }
     jobs[0]["cmd_list"][1] = "--report_info\x1b";
     EXPECT_FALSE(kova.Save(jobs));
+    jobs[0]["cmd_list"][1] = "--report_info 50%";
+    ASSERT_TRUE(kova.Save(jobs)) << "blanks pass, a % is escaped";
+    EXPECT_NE(root.ReadFile("/etc/cron.d/quil-kova").find(" --report_info 50\\%\n"), std::string::npos);
     jobs[0]["cmd_list"][1] = "--report_info";
     jobs[0]["user"] = "svc.report_1-a";
     EXPECT_TRUE(kova.Save(jobs)) << "letters, digits, \".\", \"_\" and \"-\" make a user";
@@ -183,6 +187,22 @@ TEST(Zone, ComesFromTheSettingsOrTheLocaltimeLinkAndIsCheckedAgainstZoneinfo) {
     }
 }
 
+// Notifications and events are lines appended, with no descriptor left open.
+TEST(Notifications, AreLinesAppendedKeepingNoDescriptor) {
+    TempRoot root;
+    const auto descriptors = [] { return quilkova::internal::DirectoryEntries("/proc/self/fd").size(); };
+    const size_t before = descriptors();
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_EQ(QUILSysNotifySendNotifiction("Tag", nullptr), 0);
+        ASSERT_EQ(QUILLogSet1(1, 2, 3, "a", nullptr, "", ""), 0);
+    }
+    EXPECT_EQ(descriptors(), before);
+    const std::string notification = R"({"params":{},"tag":"Tag"})" "\n";
+    EXPECT_EQ(root.ReadFile("/var/log/quil/notifications.jsonl"), notification + notification);
+    const std::string event = R"({"args":["a","","",""],"event":3,"level":2,"type":1})" "\n";
+    EXPECT_EQ(root.ReadFile("/var/log/quil/events.jsonl"), event + event);
+}
+
 TEST(PkcePair, IsFreshEachTimeAndTheChallengeIsTheVerifiersS256) {
     std::set<std::string> verifiers;
     char challenge[44];
@@ -194,6 +214,10 @@ TEST(PkcePair, IsFreshEachTimeAndTheChallengeIsTheVerifiersS256) {
         verifiers.insert(verifier);
     }
     EXPECT_EQ(verifiers.size(), 20u);
+    char roomy[46];
+    std::memset(roomy, '#', sizeof(roomy));
+    ASSERT_EQ(quil_challenge_verifier_no_save(roomy, sizeof(roomy), verifier, sizeof(verifier)), 0);
+    EXPECT_EQ(std::string(roomy, sizeof(roomy)), quilkova::sim::S256(verifier) + '\0' + "##") << "nothing past its end";
     EXPECT_LT(quil_challenge_verifier_no_save(challenge, 43, verifier, sizeof(verifier)), 0);
     EXPECT_LT(quil_challenge_verifier_no_save(challenge, sizeof(challenge), nullptr, 44), 0);
 }

@@ -59,6 +59,8 @@ TEST(PlatformCalls, RefuseBadArgumentsWithTheirLastError) {
         {"list count without list", [] { return QLIBCSzListCount(nullptr) == -1; }},
         {"zone without buffer", [] { return QUILZoneGet(nullptr, 64, nullptr) == -1; }},
         {"zone info without zone", [hash] { return QUILZoneGetInfo(nullptr, hash) == -1; }},
+        {"plug-in without domain", [] { PQLIBPLUGIN h = nullptr; return QLIBPluginSDKInit(nullptr, "e", &h, "") == -1; }},
+        {"directory check without path", [] { return QLIBCFileCheckDir(nullptr) == -1; }},
         {"plug-in action without handle", [] { return QLIBPluginAction(5, nullptr) == -1; }},
         {"user agent without product", [&buffer] { return QLIBHsinfoUserAgentGet(nullptr, buffer, 32) == -1; }},
         {"user agent without room", [&buffer] { return QLIBHsinfoUserAgentGet("kova", buffer, 0) == -1; }},

@@ -19,11 +19,13 @@ TEST(HttpSession, SendsTheOptionsAsGivenAndRefusesAHeaderThatWouldSplit) {
     sim.Queue("/echo", {201, "created", 0, {}});
     const http::Response response =
         http::Post(http::Url{sim.BaseUrl() + "/echo"}, http::UserAgent{"kova/7.2.1 (QN-420)"},
-                   http::Parameters{{"a", "1"}, {"b", "x y"}}, http::Payload{{"scopes[]", "device id"}});
+                   http::Parameters{{"a", "1"}, {"b", "x y"}}, http::Payload{{"scopes[]", "device id"}},
+                   http::Header{{"X-One", "1"}, {"X-Two", "2"}});
     EXPECT_EQ(std::to_string(response.status_code) + " " + response.text, "201 created");
     const auto sent = sim.RequestsTo("/echo").at(0);
-    EXPECT_EQ(sent.method + " " + sent.query + " " + sent.body + " " + sent.Header("User-Agent"),
-              "POST a=1&b=x%20y scopes%5B%5D=device%20id kova/7.2.1 (QN-420)");
+    EXPECT_EQ(sent.method + " " + sent.query + " " + sent.body + " " + sent.Header("User-Agent") + " " +
+                  sent.Header("X-One") + sent.Header("X-Two"),
+              "POST a=1&b=x%20y scopes%5B%5D=device%20id kova/7.2.1 (QN-420) 12");
     for (const std::string& bad : {std::string("hos\r\nX-Evil: 1"), std::string("hos\n"), std::string("h\0s", 3)}) {
         EXPECT_EQ(quilkova::test::CodeOf([&] {
                       http::Post(http::Url{sim.BaseUrl() + "/echo"}, http::Header{{"X-Client-ID", bad}});
