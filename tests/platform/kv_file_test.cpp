@@ -72,6 +72,9 @@ TEST(KeyValueFile, SetReplacesInPlaceKeepsTheRestAndRefusesWhatWouldCorruptTheFi
         EXPECT_STREQ(QLIBCErrorGetFile(), "kv_file.cpp");
     }
     EXPECT_EQ(root.ReadFile(kUserConf), before);
+    ASSERT_EQ(::mkdir(root.Path("/a-directory").c_str(), 0755), 0);
+    EXPECT_LT(QLIBCFileSetKeyValue("/a-directory", "kovaID", "x", kLine), 0);
+    EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_FILE_READ) << "what stands at the path cannot be read";
 
     // A link at the path is neither read nor written through.
     root.WriteFile("/victim", "kovaID=\"victim\"\n");

@@ -86,15 +86,17 @@ TEST(Processes, RunWithoutAShellWithTheLibrarysEnvironment) {
 
     // The plug-ins see the account the library gives, whatever the caller's environment says.
     quilkova::test::WriteScript(root, "/usr/quil/lib/plugins/kova/login.d/10-record",
-                                "echo \"$1 [$QUIL_PLUGIN_ACCOUNT] $(env | grep -c ^QUIL_PLUGIN_ACCOUNT=)\" >> " +
+                                "echo \"$1 [$QUIL_PLUGIN_ACCOUNT] $(env | grep -c ^QUIL_PLUGIN_ACCOUNT=) $INHERITED\" >> " +
                                     root.Path("/calls"));
     ::setenv("QUIL_PLUGIN_ACCOUNT", "intruder@example.com", 1);
+    ::setenv("INHERITED", "kept", 1);
     PQLIBPLUGIN handle = nullptr;
     ASSERT_EQ(QLIBPluginSDKInit("kova", "kova/login", &handle, "owner@example.com"), 0);
     EXPECT_EQ(QLIBPluginAction(5, handle), 0);
     QLIBPluginExit(handle);
     ::unsetenv("QUIL_PLUGIN_ACCOUNT");
-    EXPECT_EQ(root.ReadFile("/calls"), "5 [owner@example.com] 1\n") << "one account in its environment";
+    ::unsetenv("INHERITED");
+    EXPECT_EQ(root.ReadFile("/calls"), "5 [owner@example.com] 1 kept\n") << "one account in its environment, the rest as it was";
 }
 
 TEST(Scheduler, RendersRangesToValuesWithinThemAndFailsWithItsError) {
@@ -173,6 +175,9 @@ TEST(Zone, ComesFromTheSettingsOrTheLocaltimeLinkAndIsCheckedAgainstZoneinfo) {
     root.WriteFile("/etc/timezone", "Pacific/Auckland\n");
     ASSERT_EQ(QUILZoneGet(zone, sizeof(zone), &needed), 0);
     EXPECT_STREQ(zone, "Pacific/Auckland");
+    root.WriteFile("/etc/timezone", " \tPacific/Auckland \r\n");
+    ASSERT_EQ(QUILZoneGet(zone, sizeof(zone), &needed), 0);
+    EXPECT_STREQ(zone, "Pacific/Auckland") << "blanks around it dropped";
     char small[17];
     EXPECT_LT(QUILZoneGet(small, 16, &needed), 0);
     EXPECT_EQ(needed, 17) << "tells the size it needs";

@@ -60,6 +60,7 @@ TEST(PlatformCalls, RefuseBadArgumentsWithTheirLastError) {
         {"zone without buffer", [] { return QUILZoneGet(nullptr, 64, nullptr) == -1; }},
         {"zone info without zone", [hash] { return QUILZoneGetInfo(nullptr, hash) == -1; }},
         {"plug-in without domain", [] { PQLIBPLUGIN h = nullptr; return QLIBPluginSDKInit(nullptr, "e", &h, "") == -1; }},
+        {"trim without text", [] { return QLIBCStrTrimSpace(nullptr) == nullptr; }},
         {"directory check without path", [] { return QLIBCFileCheckDir(nullptr) == -1; }},
         {"plug-in action without handle", [] { return QLIBPluginAction(5, nullptr) == -1; }},
         {"user agent without product", [&buffer] { return QLIBHsinfoUserAgentGet(nullptr, buffer, 32) == -1; }},
