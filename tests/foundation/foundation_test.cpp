@@ -145,6 +145,7 @@ TEST(Redact, SecretValuesReadStarsAndBodiesAreCut) {
         {"hs_sn=1&hs_token=abc&kovaPW=pw&passwd=p%26w&passwd_new=n&passwd_confirmation=n&code_verifier=v&x=1",
          "hs_sn=1&hs_token=***&kovaPW=***&passwd=***&passwd_new=***&passwd_confirmation=***&code_verifier=***&x=1"},
         {R"({"not_a_password": "kept", "password": "p"})", R"({"not_a_password": "kept", "password": "***"})"},
+        {R"({"field": "auth_key", "x": "kept"})", R"({"field": "auth_key", "x": "kept"})"},
         {"<html>502</html>", "<html>502</html>"}};
     for (const auto& [body, redacted] : cases) {
         EXPECT_EQ(Redacted(body), redacted);

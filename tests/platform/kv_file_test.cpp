@@ -17,6 +17,7 @@ std::string Get(const char* path, const char* key, int size = 2048) {
     std::vector<char> buffer(static_cast<size_t>(size) + 16, '#');
     const int length = QLIBCFileGetKeyValue(path, key, buffer.data(), size, 0);
     EXPECT_EQ(buffer[static_cast<size_t>(size)], '#') << "never past the buffer";
+    EXPECT_TRUE(length > 0 || buffer[0] == '\0') << "a miss leaves an empty text";
     return length > 0 ? std::string(buffer.data(), static_cast<size_t>(length)) : "";
 }
 

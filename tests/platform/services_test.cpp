@@ -86,7 +86,8 @@ TEST(Processes, RunWithoutAShellWithTheLibrarysEnvironment) {
 
     // The plug-ins see the account the library gives, whatever the caller's environment says.
     quilkova::test::WriteScript(root, "/usr/quil/lib/plugins/kova/login.d/10-record",
-                                "echo \"$1 [$QUIL_PLUGIN_ACCOUNT] $(env | grep -c ^QUIL_PLUGIN_ACCOUNT=) $INHERITED\" >> " +
+                                "echo \"$1 [$QUIL_PLUGIN_ACCOUNT] "
+                                "$(tr '\\0' '\\n' </proc/$$/environ | grep -c ^QUIL_PLUGIN_ACCOUNT=) $INHERITED\" >> " +
                                     root.Path("/calls"));
     ::setenv("QUIL_PLUGIN_ACCOUNT", "intruder@example.com", 1);
     ::setenv("INHERITED", "kept", 1);
@@ -96,7 +97,8 @@ TEST(Processes, RunWithoutAShellWithTheLibrarysEnvironment) {
     QLIBPluginExit(handle);
     ::unsetenv("QUIL_PLUGIN_ACCOUNT");
     ::unsetenv("INHERITED");
-    EXPECT_EQ(root.ReadFile("/calls"), "5 [owner@example.com] 1 kept\n") << "one account in its environment, the rest as it was";
+    EXPECT_EQ(root.ReadFile("/calls"), "5 [owner@example.com] 1 kept\n")
+        << "one account in the environment it was started with, the rest as it was";
 }
 
 TEST(Scheduler, RendersRangesToValuesWithinThemAndFailsWithItsError) {

@@ -61,6 +61,7 @@ TEST(PlatformCalls, RefuseBadArgumentsWithTheirLastError) {
         {"zone info without zone", [hash] { return QUILZoneGetInfo(nullptr, hash) == -1; }},
         {"plug-in without domain", [] { PQLIBPLUGIN h = nullptr; return QLIBPluginSDKInit(nullptr, "e", &h, "") == -1; }},
         {"trim without text", [] { return QLIBCStrTrimSpace(nullptr) == nullptr; }},
+        {"key check without path", [] { return QLIBCFileCheckKeyValue(nullptr, "k", "v", 0) == -1; }},
         {"directory check without path", [] { return QLIBCFileCheckDir(nullptr) == -1; }},
         {"plug-in action without handle", [] { return QLIBPluginAction(5, nullptr) == -1; }},
         {"user agent without product", [&buffer] { return QLIBHsinfoUserAgentGet(nullptr, buffer, 32) == -1; }},
