@@ -181,9 +181,11 @@ TEST_F(ProfileTest, IframeInfoApiKeyRecoveryAndTheStoreClient) {
 
     char email[32];
     EXPECT_EQ(FailureCode(QUILPaymentKoVAAccountGet(email, sizeof(email))), KOVA_ERR_NO_ACCOUNT);
-    root().WriteFile("/usr/quil/etc/quilpayment/store.conf", "account=\"owner@example.com\"\n");
-    ASSERT_EQ(QUILPaymentKoVAAccountGet(email, sizeof(email)), 0);
-    EXPECT_STREQ(email, "owner@example.com");
+    for (const char* account : {"a", "owner@example.com"}) {
+        root().WriteFile("/usr/quil/etc/quilpayment/store.conf", std::string("account=\"") + account + "\"\n");
+        ASSERT_EQ(QUILPaymentKoVAAccountGet(email, sizeof(email)), 0);
+        EXPECT_STREQ(email, account);
+    }
     for (const auto& [buffer, size] : {std::pair<char*, size_t>{nullptr, 32}, {email, 17}}) {
         EXPECT_EQ(FailureCode(QUILPaymentKoVAAccountGet(buffer, size)), KOVA_ERR_BAD_PARAM) << "nothing cut silently";
     }

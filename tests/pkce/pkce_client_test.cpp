@@ -167,6 +167,14 @@ TEST_F(PkceClientTest, RefusedOrIncompleteAnswersGiveTheirCodesWithoutSecrets) {
 // renewed once for all readers, and the refresh token rotates.
 TEST_F(PkceClientTest, ExchangingWaitsForAHeldSaveLockAndReadersRenewOnce) {
     {
+        const quilkova::test::ShortWaits waits;
+        LockHolder holder("/tmp/account_hos_save_token.lock");
+        Json::Value token;
+        token["access_token"] = "a";
+        EXPECT_EQ(CodeOf([&] { client_.SaveToken(token); }), KOVA_ERR_TOKEN);
+        EXPECT_FALSE(root().Exists(kHosToken)) << "no save past a lock it could not take";
+    }
+    {
         LockHolder holder("/tmp/account_hos_save_token.lock");
         ASSERT_TRUE(holder.holding());
         std::thread release([&holder] {
