@@ -59,21 +59,25 @@ std::string CompactJson(const Json::Value& value) {
     return Json::writeString(builder, value);
 }
 
-int WriteJsonFile(const std::string& path, const Json::Value& value) {
+namespace {
+// A file call's errno result, allocation failure included.
+template <typename Call>
+int ErrnoOf(const Call& call) {
     try {
-        return ReplaceFileAtomically(RootedPath(path), JsonToText(value), ModeFor(path));
+        return call();
     } catch (const std::bad_alloc&) {
         return ENOMEM;
     }
 }
+}  // namespace
+
+int WriteJsonFile(const std::string& path, const Json::Value& value) {
+    return ErrnoOf([&] { return ReplaceFileAtomically(RootedPath(path), JsonToText(value), ModeFor(path)); });
+}
 
 int ProbeJsonFile(const std::string& path) {
     constexpr off_t kRoom = 16 * 1024;  // a token set with its ID token, with room to spare
-    try {
-        return ProbeReplaceable(RootedPath(path), kRoom);
-    } catch (const std::bad_alloc&) {
-        return ENOMEM;
-    }
+    return ErrnoOf([&] { return ProbeReplaceable(RootedPath(path), kRoom); });
 }
 
 bool ReadJsonFileText(const std::string& path, std::string& text) {

@@ -53,21 +53,23 @@ inline bool LoadJsonFile(const std::string& path, Json::Value& out) {
     return ReadJsonFileText(path, text) && ParseJson(text, out);
 }
 
-// Saves a JSON file atomically; failure logs and throws code 2.
-inline void SaveJsonFile(const std::string& path, const Json::Value& value) {
-    if (WriteJsonFile(path, value) != 0) {
+// A save's failure (`error` not 0) logged and thrown as code 2.
+inline void ThrowIfUnsaved(int error, const std::string& path) {
+    if (error != 0) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to save json: %s", path.c_str());
         throw KovaException(KOVA_ERR_BAD_JSON);
     }
 }
 
+// Saves a JSON file atomically; failure logs and throws code 2.
+inline void SaveJsonFile(const std::string& path, const Json::Value& value) {
+    ThrowIfUnsaved(WriteJsonFile(path, value), path);
+}
+
 // Throws what SaveJsonFile would when `path` cannot take a file now: asked
 // before a token set is obtained, which must not be obtained only to be lost.
 inline void RequireSavable(const std::string& path) {
-    if (ProbeJsonFile(path) != 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to save json: %s", path.c_str());
-        throw KovaException(KOVA_ERR_BAD_JSON);
-    }
+    ThrowIfUnsaved(ProbeJsonFile(path), path);
 }
 
 }  // namespace quilkova::internal

@@ -61,6 +61,10 @@ std::string DirectoryOf(const std::string& path) {
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
+std::string BaseNameOf(const std::string& path) {
+    return path.substr(path.rfind('/') + 1);  // npos + 1 is 0: the whole path
+}
+
 int SyncDirectory(const std::string& directory) {
     Descriptor fd(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (fd.get() < 0) {
@@ -209,7 +213,7 @@ int ReplaceFileAtomically(const std::string& path, const std::string& content, m
         return errno;
     }
     const std::string directory = DirectoryOf(path);
-    const std::string base = path.substr(path.rfind('/') + 1);
+    const std::string base = BaseNameOf(path);
     SweepStaleTemporaries(directory, base);
     int error = WriteAndRename(path, directory, base, content, mode, owner, group);
     if (error == ENOENT) {
@@ -223,7 +227,7 @@ int ProbeReplaceable(const std::string& path, off_t room) {
         return errno;
     }
     std::vector<char> temporary;
-    Descriptor fd(MakeTemporary(DirectoryOf(path), path.substr(path.rfind('/') + 1), temporary));
+    Descriptor fd(MakeTemporary(DirectoryOf(path), BaseNameOf(path), temporary));
     if (fd.get() < 0) {
         return errno;
     }
