@@ -231,6 +231,11 @@ void Simulator::RevokeAuthKey(const std::string& email) {
     state_->RevokeAuthKey(email);
 }
 
+std::string Simulator::OwnerOfAccessToken(const std::string& token) const {
+    TokenOwner owner;
+    return state_->FindAccessToken(token, owner) ? owner.account_id : "";
+}
+
 Json::Value Simulator::Account(const std::string& email) const {
     return state_->Account(email);
 }

@@ -88,6 +88,8 @@ public:
     void RevokeRefreshTokens();
     // The account's auth key stops working (a new one is issued at its next login).
     void RevokeAuthKey(const std::string& email);
+    // The id of the account a valid access token was issued to; "" when none.
+    std::string OwnerOfAccessToken(const std::string& token) const;
     // The account as the service holds it now; null when there is none.
     Json::Value Account(const std::string& email) const;
 

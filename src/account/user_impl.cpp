@@ -13,6 +13,7 @@
 #include "foundation/redact.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilplatform/qlibc_file.h"
+#include "util/atomic_file.hpp"
 #include "util/root_prefix.hpp"
 
 namespace quilkova {
@@ -119,6 +120,28 @@ int UserImpl::RemoveRecord() {
         return ::unlink(path.c_str()) == 0 || errno == ENOENT ? 0 : errno;
     } catch (const KovaException&) {
         return EPERM;
+    }
+}
+
+UserImpl::Copy UserImpl::CopyRecord() {
+    Copy copy;
+    const internal::PrivilegedSection root;
+    copy.existed = internal::ReadFileNoFollow(internal::RootedPath(kPath), copy.content) != ENOENT;
+    return copy;
+}
+
+void UserImpl::RestoreRecord(const Copy& copy) {
+    if (!copy.existed) {
+        RemoveRecord();
+        return;
+    }
+    try {
+        const internal::PrivilegedSection root;
+        if (internal::ReplaceFileAtomically(internal::RootedPath(kPath), copy.content, 0600, 0, 0) != 0) {
+            KOVA_LOG(LOG_ERR, "%s:%d Failed to restore %s", kPath);
+        }
+    } catch (const KovaException&) {
+        // Logged where the privileges were refused.
     }
 }
 

@@ -27,6 +27,16 @@ public:
     // the error of the unlink.
     static int RemoveRecord();
 
+    // The record file whole, to be put back after a change that did not prove itself.
+    struct Copy {
+        bool existed = false;
+        std::string content;
+    };
+    // Throws 6 when privileges cannot be raised.
+    static Copy CopyRecord();
+    // Puts the copy back: the file as it was, or none when there was none.
+    static void RestoreRecord(const Copy& copy);
+
 #define QUILKOVA_DECLARE_STRING(Name, ...) \
     std::string Get##Name() const;                   \
     void Set##Name(const std::string& value) const;

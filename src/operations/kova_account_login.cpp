@@ -11,6 +11,7 @@
 #include "foundation/log.hpp"
 #include "operations/account_operations.hpp"
 #include "operations/account_steps.hpp"
+#include "pkce/appliance_tokens.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilplatform/cloud_service.h"
 #include "quilplatform/notify.h"
@@ -126,7 +127,9 @@ Status FirePostLogin(const PluginContext& plugins) {
 
 // Binds the account of a good answer: record, schedule, log, profile, plug-ins.
 Status BindAnsweredAccount(const PluginContext& plugins, const Json::Value& answer, const std::string& email) {
-    KOVA_TRY_STATUS(StoreIdentity(TextOf(answer["id"]), TextOf(answer["auth_key"])));
+    const std::string user_id = TextOf(answer["id"]);
+    KOVA_TRY_STATUS(StoreIdentity(user_id, TextOf(answer["auth_key"])));
+    ForgetOtherAccountsTokens(user_id);
     ScheduleAndRecord(email);
     RefreshProfile();
     return FirePostLogin(plugins);
@@ -208,18 +211,17 @@ Status LoginByKey(const char* user_id, const char* auth_key, Json::Value& output
     if (!plugins.opened()) {
         return PluginInitFailed();
     }
+    KOVA_TRY(before, Capture([]() -> Result<UserImpl::Copy> { return UserImpl::CopyRecord(); }));
     KOVA_TRY_STATUS(StoreIdentity(user_id, auth_key));
     const Result<Json::Value> account = Capture([] { return QueryAccount(true, true); });
     if (!account) {
         KOVA_LOG(LOG_ERR, "%s:%d QUILKOVAAccountQueryInfo failed");
-        // The pair stays, and the login fails with the query's own code.
-        if (IsLocalOrTransportFailure(account.error().code)) {
-            return account.error();
-        }
-        // A key pair the service did not accept leaves no account behind.
-        UserImpl::RemoveRecord();
-        return Error{KOVA_ERR_AUTH};
+        // A pair the service did not prove leaves the record as it was: no
+        // account when there was none, else the one bound before.
+        UserImpl::RestoreRecord(before);
+        return IsLocalOrTransportFailure(account.error().code) ? account.error() : Error{KOVA_ERR_AUTH};
     }
+    ForgetOtherAccountsTokens(user_id);
     for (const Field field : {Field::Email, Field::AuthKey, Field::IsActivated}) {
         const char* member = EntryOf(field).member;
         output[member] = account.value()[member];

@@ -19,7 +19,10 @@
 #include "quilplatform/notify.h"
 #include "quilplatform/process.h"
 #include "report/report_schedule.hpp"
+#include "util/atomic_file.hpp"
 #include "util/root_prefix.hpp"
+
+#include <cstring>
 
 namespace quilkova {
 
@@ -92,13 +95,21 @@ Json::Value AccountPkceServiceImpl::ExchangeAuthKey(const std::string& access_to
 Json::Value AccountPkceServiceImpl::Login(const ParamPkceLogin& param) const {
     const KovaPluginManager plugins;
     plugins.Pre(kLoginEvent);
-    client_.ExchangeToken(param.code, param.redirect_uri, param.code_verifier);
-    const Json::Value identity = ExchangeAuthKey(GetAccessToken());
+    // Whose tokens these are is known only from the auth key's exchange: until
+    // then they are no account's, so a failed login never hands them to the
+    // account bound now.
+    const Json::Value token = client_.ExchangeToken(PkceClientImpl::ExchangeLocks(client_),
+                                                    PkceClientImpl::PendingOwner(), param.code,
+                                                    param.redirect_uri, param.code_verifier);
+    const Json::Value identity = ExchangeAuthKey(internal::TextOf(token["access_token"]));
+    const std::string user_id = internal::TextOf(identity["user_id"]);
     const UserImpl user;
     user.SetAccountHost(GetAccountHost());
     user.SetIdentityHost(GetIdentityHost());
-    user.SetUserId(internal::TextOf(identity["user_id"]));
+    user.SetUserId(user_id);
     user.SetAuthKey(internal::TextOf(identity["auth_key"]));
+    client_.ClaimFor(user_id);
+    internal::ForgetOtherAccountsTokens(user_id);
     const Json::Value account = account_.GetAndSyncRemoteJsonAccount();
     KOVA_LOG(LOG_ERR, "%s:%d Logged in Quillion Account as [%s]", internal::TextOf(account["email"]).c_str());
     account_.SetReportCrontab();
@@ -236,6 +247,16 @@ void internal::LogoutLocally() {
         "/bin/rm -f " + ShellQuoted(internal::RootedPath(internal::kPrivateDirectory)) + "*_token.json";
     if (QLIBCExecl("/bin/sh", "-c", command.c_str(), static_cast<char*>(nullptr)) < 0) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to clear token files");
+    }
+}
+
+void internal::ForgetOtherAccountsTokens(const std::string& user_id) {
+    constexpr const char* kSuffix = "_token.json";
+    const size_t suffix = std::strlen(kSuffix);
+    for (const std::string& name : DirectoryEntries(RootedPath(kPrivateDirectory))) {
+        if (name.size() > suffix && name[0] != '.' && name.compare(name.size() - suffix, suffix, kSuffix) == 0) {
+            PkceClientImpl(name.substr(0, name.size() - suffix)).RemoveUnlessIssuedFor(user_id);
+        }
     }
 }
 

@@ -9,6 +9,9 @@
 // them without the class face.
 namespace quilkova::internal {
 
+// Removes every client's token file that was not issued for the account
+// `user_id`: a new binding keeps nothing of a previous owner's.
+void ForgetOtherAccountsTokens(const std::string& user_id);
 // Whether the appliance has a token file of its own.
 bool HasApplianceTokenFile();
 // The appliance's access token, renewed or rescued as AccountPkceService does.

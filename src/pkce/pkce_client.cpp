@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <ctime>
 
+#include "account/user_impl.hpp"
 #include "foundation/appliance_paths.hpp"
 #include "foundation/json_utils.hpp"
 #include "foundation/log.hpp"
@@ -148,20 +149,36 @@ std::string PkceClientImpl::GetTokenFilePath() const {
     return internal::TokenFilePath(name_);
 }
 
-// A token file counts only when it is ours and nobody else may write it.
-bool PkceClientImpl::HasTokenFile() const {
-    const int fd = ::open(internal::RootedPath(GetTokenFilePath()).c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
-    if (fd < 0) {
-        return false;
+std::string PkceClientImpl::BoundUserId() {
+    try {
+        return UserImpl().GetUserId();
+    } catch (const KovaException&) {
+        return "";  // then only tokens obtained while no account was bound count
     }
-    struct stat info {};
-    const bool ours = ::fstat(fd, &info) == 0 && internal::IsOwnFile(info);
-    ::close(fd);
-    return ours;
+}
+
+// A token file counts only when it is ours, nobody else may write it, and it
+// is not another account's (one that holds no JSON still counts: reading it says why).
+bool PkceClientImpl::HasTokenFile() const {
+    try {
+        ReadToken();
+        return true;
+    } catch (const KovaException& error) {
+        return error.GetCode() != KOVA_ERR_TOKEN;
+    }
+}
+
+Json::Value PkceClientImpl::ReadToken() const {
+    Json::Value token = ReadAnyToken();
+    const Json::Value& owner = token[kOwnerMember];
+    if (!owner.isString() || owner.asString() != BoundUserId()) {
+        throw KovaException(KOVA_ERR_TOKEN, "Failed to find an existed token file");
+    }
+    return token;
 }
 
 // One open and one parse: 22 when there is no file of ours, 2 when it holds no JSON.
-Json::Value PkceClientImpl::ReadToken() const {
+Json::Value PkceClientImpl::ReadAnyToken() const {
     std::string text;
     struct stat info {};
     const int error = internal::ReadFileNoFollow(internal::RootedPath(GetTokenFilePath()), text, &info);
@@ -172,6 +189,9 @@ Json::Value PkceClientImpl::ReadToken() const {
     Json::Value token;
     if (error != 0 || !internal::ParseJson(text, token)) {
         throw KovaException(KOVA_ERR_BAD_JSON);
+    }
+    if (!token.isObject()) {
+        token = Json::Value(Json::objectValue);  // no member to give, no owner
     }
     return token;
 }
@@ -195,16 +215,44 @@ bool PkceClientImpl::IsTokenExpired() const {
 void PkceClientImpl::SaveToken(const Json::Value& answer) const {
     FileLock lock(LockPath("_save_token"));
     LockOrThrow(lock);
-    WriteToken(answer);
+    WriteToken(answer, BoundUserId());
 }
 
-void PkceClientImpl::WriteToken(const Json::Value& answer) const {
+Json::Value PkceClientImpl::WriteToken(const Json::Value& answer, const Json::Value& owner) const {
     if (!answer.isObject()) {
         throw KovaException(KOVA_ERR_BAD_JSON);
     }
     Json::Value token = answer;
     token["created_at"] = static_cast<Json::Int64>(std::time(nullptr));  // always the local save time
+    token[kOwnerMember] = owner;
     internal::SaveJsonFile(GetTokenFilePath(), token);
+    return token;
+}
+
+void PkceClientImpl::ClaimFor(const std::string& user_id) const {
+    FileLock lock(LockPath("_save_token"));
+    LockOrThrow(lock);
+    Json::Value token = ReadAnyToken();
+    token[kOwnerMember] = user_id;
+    internal::SaveJsonFile(GetTokenFilePath(), token);
+}
+
+void PkceClientImpl::RemoveUnlessIssuedFor(const std::string& user_id) const {
+    FileLock lock(LockPath("_save_token"));
+    if (!lock.Lock(1)) {
+        return;
+    }
+    try {
+        const Json::Value owner = ReadAnyToken()[kOwnerMember];
+        if (owner.isString() && owner.asString() == user_id) {
+            return;
+        }
+    } catch (const KovaException& error) {
+        if (error.GetCode() != KOVA_ERR_BAD_JSON) {
+            return;  // none of ours
+        }
+    }
+    (void)::unlink(internal::RootedPath(GetTokenFilePath()).c_str());
 }
 
 std::string PkceClientImpl::GetTokenUnderLock(const char* key) const {
@@ -245,9 +293,11 @@ void PkceClientImpl::RenewToken() const {
     internal::RequireSavable(GetTokenFilePath());
     const std::string client_id = ConfigText("client_id");
     const std::string endpoint = ConfigText("token_endpoint");
+    // Only the bound account's refresh token is spent, and its renewal stays that account's.
+    const Json::Value current = ReadToken();
     const http::Response response = PostToTokenEndpoint(
         endpoint, client_id,
-        http::Payload{{"grant_type", "refresh_token"}, {"refresh_token", GetPkceTokenVal("refresh_token")},
+        http::Payload{{"grant_type", "refresh_token"}, {"refresh_token", TokenMember(current, "refresh_token")},
                       {"client_id", client_id}});
     if (response.error.code != http::ErrorCode::OK) {
         throw KovaException(KOVA_ERR_RESPONSE, format("Failed to renew token, reqcode=%d, reqmsg=%s",
@@ -273,7 +323,7 @@ void PkceClientImpl::RenewToken() const {
         throw KovaException(judged == TokenAnswer::kUnusable ? KOVA_ERR_RESPONSE : KOVA_ERR_TOKEN,
                             internal::StatusMessage("Failed to parse renew token resp", response));
     }
-    WriteToken(answer);
+    WriteToken(answer, current[kOwnerMember]);
 }
 
 PkceClientImpl::ExchangeLocks::ExchangeLocks(const PkceClientImpl& client)
@@ -285,11 +335,12 @@ PkceClientImpl::ExchangeLocks::ExchangeLocks(const PkceClientImpl& client)
 
 void PkceClientImpl::ExchangeToken(const std::string& code, const std::string& redirect_uri,
                                    const std::string& code_verifier) const {
-    ExchangeToken(ExchangeLocks(*this), code, redirect_uri, code_verifier);
+    const std::string owner = BoundUserId();
+    ExchangeToken(ExchangeLocks(*this), owner, code, redirect_uri, code_verifier);
 }
 
-void PkceClientImpl::ExchangeToken(const ExchangeLocks&, const std::string& code, const std::string& redirect_uri,
-                                   const std::string& code_verifier) const {
+Json::Value PkceClientImpl::ExchangeToken(const ExchangeLocks&, const Json::Value& owner, const std::string& code,
+                                          const std::string& redirect_uri, const std::string& code_verifier) const {
     const std::string client_id = ConfigText("client_id");
     const std::string endpoint = ConfigText("token_endpoint");
     const http::Response response =
@@ -310,7 +361,7 @@ void PkceClientImpl::ExchangeToken(const ExchangeLocks&, const std::string& code
         throw KovaException(judged == TokenAnswer::kUnusable ? KOVA_ERR_RESPONSE : KOVA_ERR_TOKEN,
                             internal::StatusMessage("Failed to parse exchange authkey resp", response));
     }
-    WriteToken(answer);
+    return WriteToken(answer, owner);
 }
 
 std::string PkceClientImpl::ConfigText(const char* key) const {

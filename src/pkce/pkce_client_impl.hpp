@@ -25,6 +25,15 @@ public:
 
     explicit PkceClientImpl(const std::string& name);
 
+    // Whom a token file was issued for: the user id of the account bound when
+    // it was obtained ("" when none was). A file of another account counts as
+    // absent, so a previous owner's tokens never serve the next one.
+    static constexpr const char* kOwnerMember = "bound_user_id";
+    // The owner of a token set obtained for a binding not yet made: no account's.
+    static Json::Value PendingOwner() { return Json::Value(false); }
+    // The bound account's user id; "" when none is bound or the record cannot be read.
+    static std::string BoundUserId();
+
     Json::Value FormatPkceConfig(const Json::Value& raw) const;
     void SetPkceConfig(const Json::Value& config) { config_ = config; }
 
@@ -40,15 +49,25 @@ public:
     void RenewToken() const;
     void ExchangeToken(const std::string& code, const std::string& redirect_uri,
                        const std::string& code_verifier) const;
-    // The exchange, with the locks already held by the caller.
-    void ExchangeToken(const ExchangeLocks& held, const std::string& code, const std::string& redirect_uri,
-                       const std::string& code_verifier) const;
+    // The exchange, with the locks already held by the caller, for `owner`;
+    // the token set as saved.
+    Json::Value ExchangeToken(const ExchangeLocks& held, const Json::Value& owner, const std::string& code,
+                              const std::string& redirect_uri, const std::string& code_verifier) const;
+    // Gives the token file, whoever it was issued for, to the account `user_id`.
+    void ClaimFor(const std::string& user_id) const;
+    // Removes the token file unless it was issued for `user_id`; a file whose
+    // save lock is held, or that cannot be read, is left (it counts as absent all the same).
+    void RemoveUnlessIssuedFor(const std::string& user_id) const;
 
 private:
     std::string GetTokenUnderLock(const char* key) const;
+    // The bound account's token file: 22 when there is none of ours or it is
+    // another account's, 2 when it holds no JSON.
     Json::Value ReadToken() const;
-    // Writes a token answer, stamped; the caller holds the save lock.
-    void WriteToken(const Json::Value& answer) const;
+    // The token file whoever it was issued for.
+    Json::Value ReadAnyToken() const;
+    // Writes a token answer, stamped with the time and `owner`; the caller holds the save lock.
+    Json::Value WriteToken(const Json::Value& answer, const Json::Value& owner) const;
     std::string ConfigText(const char* key) const;
     std::string LockPath(const char* suffix) const;
 

@@ -96,6 +96,8 @@ http::Payload GrantForm(const std::string& client_id, const std::string& redirec
 
 void GrantToken(const PkceClientImpl& client, const Json::Value& config, const Grant& grant) {
     const PkceClientImpl::ExchangeLocks held(client);
+    // The account whose credential vouches for the grant is the one bound now.
+    const std::string owner = PkceClientImpl::BoundUserId();
     const std::string redirect = TextOf(config["login_redirect_uri"]);
     const std::string client_id = TextOf(config["client_id"]);
     const ChallengePair pair = NewChallengePair();
@@ -113,7 +115,7 @@ void GrantToken(const PkceClientImpl& client, const Json::Value& config, const G
     const Json::Value answer =
         RequireObject(response, "Failed to parse grant " + grant.what + " resp", KOVA_ERR_RESPONSE, "grant_code");
     // The grant code plays the authorization code, with this request's verifier.
-    client.ExchangeToken(held, TextOf(answer["grant_code"]), redirect, pair.verifier);
+    client.ExchangeToken(held, owner, TextOf(answer["grant_code"]), redirect, pair.verifier);
 }
 
 }  // namespace quilkova::internal

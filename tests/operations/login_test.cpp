@@ -137,7 +137,7 @@ TEST_F(LoginTest, AnOauthLoginSendsTheLocaleAndStoresTheAccount) {
     EXPECT_EQ(Sent(kLaunch), 2u) << "a zone that cannot be named sends nothing";
 }
 
-TEST_F(LoginTest, AKeyLoginIsProvenByAQueryOrLeavesNoAccount) {
+TEST_F(LoginTest, AKeyLoginIsProvenByAQueryOrLeavesTheRecordAsItWas) {
     Json::Value output;
     ASSERT_EQ(QUILKOVAAccountLoginByKey("u-1", "key-1", output), 0);
     EXPECT_EQ(output["email"], "owner@example.com");
@@ -146,13 +146,33 @@ TEST_F(LoginTest, AKeyLoginIsProvenByAQueryOrLeavesNoAccount) {
     EXPECT_EQ(Sent(kLogin), 0u);
     EXPECT_EQ(PluginCalls(), "login 5 []\n");
     EXPECT_TRUE(root().Exists("/etc/cron.d/quil-kova"));
-    // A pair the service refuses, or an empty user id: stored, queried, refused: 14 and no account left.
-    for (const auto& [user_id, auth_key] : {std::pair<const char*, const char*>{"u-1", "forged"}, {"", "key-1"}}) {
+    // A pair the service refuses (14), or whose query fails (its own code),
+    // leaves the record byte for byte as it was: the account bound before, or none.
+    const struct {
+        bool bound_before;
+        const char* user_id;
+        const char* auth_key;
+        int query_status;  // 0: the simulator's own answer
+        KOVA_ERRCODE code;
+    } cases[] = {
+        {true, "u-1", "forged", 0, KOVA_ERR_AUTH},  {true, "", "key-1", 0, KOVA_ERR_AUTH},
+        {true, "u-1", "key-1", 500, KOVA_ERR_SEND}, {false, "u-1", "forged", 0, KOVA_ERR_AUTH},
+        {false, "u-1", "key-1", 500, KOVA_ERR_SEND},
+    };
+    for (const auto& each : cases) {
+        if (!each.bound_before) {
+            ASSERT_EQ(::unlink(root().Path(kUserConf).c_str()), 0);
+            User().SetAccountHost(sim().BaseUrl());
+        }
         User().SetLastQueryTime(0);
-        EXPECT_EQ(FailureCode(QUILKOVAAccountLoginByKey(user_id, auth_key, output)), KOVA_ERR_AUTH)
-            << user_id << "/" << auth_key;
-        EXPECT_FALSE(root().Exists(quilkova::test::kUserConf));
-        User().SetAccountHost(sim().BaseUrl());  // gone with the record
+        if (each.query_status != 0) {
+            Answer(kQuery, "{}", each.query_status);
+        }
+        const std::string before = UserConf();
+        EXPECT_EQ(FailureCode(QUILKOVAAccountLoginByKey(each.user_id, each.auth_key, output)), each.code)
+            << each.user_id << "/" << each.auth_key;
+        EXPECT_EQ(UserConf(), before) << each.user_id << "/" << each.auth_key;
+        EXPECT_EQ(User().Exists(), each.bound_before);
         ASSERT_EQ(QUILKOVAAccountLoginByKey("u-1", "key-1", output), 0);
     }
 }

@@ -8,6 +8,7 @@
 #include "test_prelude.hpp"
 
 #include "pkce/account_pkce_service_impl.hpp"
+#include "quilkova/package_pkce_client.hpp"
 
 namespace {
 
@@ -101,6 +102,61 @@ TEST_F(AccountPkceTest, TheRescueLadderRecreatesTheTokenFromTheAuthKeyOrLogsOut)
     EXPECT_TRUE(LoggedOutLocally());
     EXPECT_FALSE(service.HasToken()) << "22 is no token";
     EXPECT_EQ(PluginCalls(), "login 4 []\nlogin 5 []\nlogout 4 []\n") << "the logout was told";
+}
+
+// A change of owner: A sells the appliance and revokes its auth key, the
+// query unbinds it, B binds it. No token of A's is ever returned, renewed or
+// used as a bearer from then on: not the appliance's, not a package's, not
+// the monitoring package's; a browser login that fails half-way leaves A's own.
+TEST_F(AccountPkceTest, ANewOwnerNeverGetsThePreviousOwnersTokens) {
+    using quilkova::test::kBackupToken;
+    const AccountPkceService appliance;
+    const auto owner_of = [this](const std::string& token) { return sim().OwnerOfAccessToken(token); };
+    const auto package_token = [](const char* package) { return PackagePkceClient(package).GetAccessToken(); };
+    BrowserLogin();
+    for (const char* package : {"backup", "healthbeacon"}) {
+        ASSERT_EQ(owner_of(package_token(package)), "u-1");
+    }
+    // A browser login of B whose auth key exchange fails keeps A's token A's.
+    const PkcePair pair;
+    Answer(kExchange, "", 500);
+    EXPECT_EQ(CodeOf([&] {
+                  appliance.Login({"", sim().IssueAuthorizationCode("hos-client", pair.challenge, Redirect(),
+                                                                     "next@example.com"),
+                                   pair.verifier, Redirect()});
+              }),
+              KOVA_ERR_RESPONSE);
+    EXPECT_EQ(owner_of(appliance.GetAccessToken()), "u-1");
+
+    Restamp(kHosToken, 7200);  // A's tokens expired: a renewal would spend A's refresh token
+    Restamp(kBackupToken, 7200);
+    sim().RevokeAuthKey("owner@example.com");
+    User().SetLastQueryTime(0);
+    Json::Value account;
+    EXPECT_EQ(FailureCode(QUILKOVAAccountQueryInfo(account, true, false)), KOVA_ERR_NO_ACCOUNT);
+    ASSERT_FALSE(root().Exists(kUserConf));
+    ASSERT_TRUE(root().Exists(kHosToken) && root().Exists(kBackupToken)) << "the removal takes the record only";
+    sim().Reset();
+    // Unbound: A's files count as absent, and nothing of A's is spent.
+    EXPECT_EQ(CodeOf([&] { appliance.GetAccessToken(); }), KOVA_ERR_TOKEN);
+    EXPECT_EQ(CodeOf([&] { package_token("backup"); }), KOVA_ERR_TOKEN);
+    EXPECT_EQ(TokenRequests("refresh_token"), 0u);
+
+    const User user;
+    user.SetAccountHost(sim().BaseUrl());
+    user.SetIdentityHost(sim().BaseUrl());
+    Json::Value answer;
+    ASSERT_EQ(QUILKOVAAccountLogin("next@example.com", "n3xt", answer, 0), 0);
+    EXPECT_FALSE(root().Exists(kBackupToken)) << "the binding discarded A's files";
+    EXPECT_EQ(owner_of(appliance.GetAccessToken()), "u-2");
+    for (const char* package : {"backup", "healthbeacon"}) {
+        EXPECT_EQ(owner_of(package_token(package)), "u-2") << package;
+    }
+    for (const auto& request : sim().Requests()) {
+        const std::string bearer = request.Header("Authorization");
+        EXPECT_NE(owner_of(bearer.substr(bearer.find(' ') + 1)), "u-1") << request.path;
+    }
+    EXPECT_EQ(TokenRequests("refresh_token"), 0u);
 }
 
 // Any local user can plant a link or a file of their own at a lock's path in

@@ -163,12 +163,14 @@ private:
     std::unique_ptr<TempRoot> root_;
 };
 
-// The simulated service's one account and two packages.
+// The simulated service's two accounts and two packages.
 constexpr const char* kSeed = R"({
   "accounts": [{"email": "owner@example.com", "password": "s3cret", "id": "u-1", "auth_key": "key-1",
                 "access_token": "at-1", "full_name": "Ann Owner", "country": "NZ", "timezone": "Pacific/Auckland",
                 "notify_language": "enu", "activated": true, "enews_local_promotion": true,
-                "critical_version_list": "7.1,7.2", "purchases": ["Quillion Antivirus"]}],
+                "critical_version_list": "7.1,7.2", "purchases": ["Quillion Antivirus"]},
+               {"email": "next@example.com", "password": "n3xt", "id": "u-2", "auth_key": "key-2",
+                "full_name": "Ben Next"}],
   "packages": {
     "backup": {"client_id": "backup-client", "scope": "openid device:$sn$", "token_endpoint_path": "/oauth2/token",
                "login_redirect_path": "/pkce/backup"},
