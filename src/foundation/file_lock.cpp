@@ -20,45 +20,32 @@ namespace {
 constexpr unsigned int kMinWaitMicros = 50000;
 constexpr unsigned int kMaxWaitMicros = 100000;
 
-// Any local user can create files in /tmp. A lock file counts only when it is
-// a plain file with one name, owned by root or by this process's user: never
-// a link, never a file another user planted (and could swap or remove).
+// Any local user can create files in /tmp and give a file there more names.
+// A lock file counts only when it is a plain file with one name, owned by
+// root or by this process's user: never a link, never a file another user
+// planted (and could swap or remove).
 bool IsOurLockFile(const struct stat& info) {
     return S_ISREG(info.st_mode) && info.st_nlink == 1 && (info.st_uid == 0 || info.st_uid == ::geteuid());
 }
 
-// The descriptor of the lock file at the path, created if missing; -1 when it
-// cannot be opened or is not ours.
-int OpenOurLockFile(const std::string& real_path) {
+// Makes sure something is at the path that the platform can lock, creating a
+// lock file any user can open later when there is none. A symbolic link is
+// removed where this process may (root may, in sticky /tmp): nobody holds a
+// lock through a link, since every locker refuses to follow one. A regular
+// file is never removed here, whoever made it: someone may hold it.
+bool CreateLockFile(const std::string& path) {
+    const std::string real_path = internal::RootedPath(path);
     const auto open = [&real_path] {
         const mode_t saved_umask = ::umask(0011);
         const int fd = ::open(real_path.c_str(), O_RDWR | O_CREAT | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC, 0666);
         ::umask(saved_umask);
         return fd;
     };
-    const int fd = internal::OpenMakingParents(real_path, open);
+    int fd = internal::OpenMakingParents(real_path, open);
     struct stat info {};
-    if (fd >= 0 && (::fstat(fd, &info) != 0 || !IsOurLockFile(info))) {
-        ::close(fd);
-        return -1;
-    }
-    return fd;
-}
-
-// Something at the path that is not a lock file of ours.
-bool IsForeign(const std::string& real_path) {
-    struct stat info {};
-    return ::lstat(real_path.c_str(), &info) == 0 && !IsOurLockFile(info);
-}
-
-// Makes sure a lock file of ours exists and that any user can open it later.
-// Anything else found there is replaced where this process may remove it
-// (root may, in sticky /tmp). Directories are made only when missing.
-bool CreateLockFile(const std::string& path) {
-    const std::string real_path = internal::RootedPath(path);
-    int fd = OpenOurLockFile(real_path);
-    if (fd < 0 && IsForeign(real_path) && ::unlink(real_path.c_str()) == 0) {
-        fd = OpenOurLockFile(real_path);
+    if (fd < 0 && errno == ELOOP && ::lstat(real_path.c_str(), &info) == 0 && S_ISLNK(info.st_mode) &&
+        ::unlink(real_path.c_str()) == 0) {
+        fd = open();
     }
     if (fd < 0) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to open file: %s", path.c_str());
@@ -69,6 +56,21 @@ bool CreateLockFile(const std::string& path) {
         return false;
     }
     return true;
+}
+
+enum class Held { kOurs, kStale, kForeign };
+
+// What the descriptor just locked is: the file the path names and a lock file
+// of ours; a file the path no longer names (someone replaced or removed it
+// meanwhile: try again); or the named file, but not one of ours.
+Held Judge(int fd, const std::string& path) {
+    struct stat held {};
+    struct stat named {};
+    if (::fstat(fd, &held) != 0 || ::lstat(internal::RootedPath(path).c_str(), &named) != 0 ||
+        held.st_dev != named.st_dev || held.st_ino != named.st_ino) {
+        return Held::kStale;
+    }
+    return IsOurLockFile(held) ? Held::kOurs : Held::kForeign;
 }
 }  // namespace
 
@@ -84,17 +86,35 @@ bool FileLock::Lock(unsigned int seconds) {
     }
     Unlock();
 
-    const auto deadline = std::chrono::system_clock::now() + std::chrono::seconds(seconds);
+    // A wait measured on the wall clock would stretch or shrink when the clock is set.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
     // Random waits keep processes that wait for the same file from retrying in
     // step; the generator is seeded only once a first attempt failed.
     std::optional<std::minstd_rand> generator;
     std::uniform_int_distribution<unsigned int> wait(kMinWaitMicros, kMaxWaitMicros);
     for (;;) {
-        if (std::chrono::system_clock::now() >= deadline) {
+        if (std::chrono::steady_clock::now() >= deadline) {
             return false;
         }
         if (QLIBCFileLockByFile(path_.c_str(), mode_ == 0, &fd_)) {
-            return true;
+            // Held: the lock is ours only when the path still names this file
+            // and it is a lock file of ours. Anything else at the path is
+            // removed only while held, so nobody holds what is removed, and
+            // whoever locked it meanwhile finds it no longer named and retries.
+            const Held held = Judge(fd_, path_);
+            if (held == Held::kOurs) {
+                return true;
+            }
+            const bool replaced =
+                held == Held::kStale || ::unlink(internal::RootedPath(path_).c_str()) == 0 || errno == ENOENT;
+            Unlock();
+            if (!replaced || !CreateLockFile(path_)) {
+                if (!replaced) {
+                    KOVA_LOG(LOG_ERR, "%s:%d Failed to open file: %s", path_.c_str());
+                }
+                return false;
+            }
+            continue;
         }
         if (!generator) {
             std::random_device device("default");

@@ -158,4 +158,36 @@ TEST(FileLock, ExcludesOtherHoldersReleasesOnRelockingAndNeverFollowsALink) {
     }
 }
 
+// A local user may give a held lock file another name, or (as root can) make
+// it someone else's. Either way the lock stays with its holder, another
+// process: the next locker waits for it, and then locks a lock file of its
+// own at the path, leaving the other name alone.
+TEST(FileLock, AHeldLockStaysHeldWhateverIsDoneToItsFile) {
+    TempRoot root;
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "needs root: a held file is given to another user";
+    }
+    const std::string real = root.Path(kLockPath);
+    const std::string other_name = root.Path("/tmp/other-name");
+    const std::vector<std::pair<const char*, std::function<int()>>> changes = {
+        {"hard link", [&] { return ::link(real.c_str(), other_name.c_str()); }},
+        {"another owner", [&] { return ::chown(real.c_str(), 4242, 4242); }},
+    };
+    for (const auto& [what, change] : changes) {
+        ::unlink(other_name.c_str());
+        LockHolder holder(kLockPath);
+        ASSERT_TRUE(holder.holding()) << what;
+        ASSERT_EQ(change(), 0) << what;
+        FileLock next(kLockPath);
+        EXPECT_FALSE(next.Lock(1)) << what << ": a second holder";
+        ASSERT_TRUE(holder.Release());
+        ASSERT_TRUE(next.Lock(1)) << what;
+        struct stat info {};
+        ASSERT_EQ(::stat(real.c_str(), &info), 0);
+        EXPECT_EQ(info.st_nlink * 10000 + info.st_uid, 10000u) << what << ": one name, root's";
+        EXPECT_EQ(root.Mode(kLockPath), 0666) << what;
+        EXPECT_EQ(::access(other_name.c_str(), F_OK) == 0, std::string(what) == "hard link") << what;
+    }
+}
+
 }  // namespace
