@@ -60,7 +60,13 @@ std::string UserImpl::Get(const std::string& key, const std::string& default_val
         const internal::PrivilegedSection root;
         length = QLIBCFileGetKeyValue(kPath, key.c_str(), buffer, sizeof(buffer), 0);
     }
-    return length >= 1 ? std::string(buffer) : default_value;
+    if (length < 1) {
+        return default_value;
+    }
+    if (internal::IsSecretKey(key)) {
+        internal::NoteHeldSecret(buffer);
+    }
+    return buffer;
 }
 
 void UserImpl::Set(const std::string& key, const std::string& given) const {

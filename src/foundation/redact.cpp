@@ -2,7 +2,13 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdint>
 #include <cstring>
+#include <deque>
+#include <iterator>
+#include <mutex>
+
+#include "foundation/json_utils.hpp"
 
 namespace quilkova::internal {
 
@@ -20,26 +26,44 @@ bool IsBlank(char c) {
 }
 
 // End of the JSON value that starts at `at`: past the closing quote of a
-// string, else at the next delimiter of a scalar.
+// string, past the closing bracket of an object or array, else at the next
+// delimiter of a scalar.
 size_t JsonValueEnd(const std::string& text, size_t at) {
-    if (at < text.size() && text[at] == '"') {
-        for (size_t i = at + 1; i < text.size(); ++i) {
-            if (text[i] == '\\') {
-                ++i;
-            } else if (text[i] == '"') {
-                return i + 1;
-            }
+    if (at >= text.size()) {
+        return at;
+    }
+    if (text[at] != '"' && text[at] != '{' && text[at] != '[') {
+        size_t end = at;
+        while (end < text.size() && std::strchr(",}] \t\r\n", text[end]) == nullptr) {
+            ++end;
         }
-        return text.size();
+        return end;
     }
-    size_t end = at;
-    while (end < text.size() && std::strchr(",}] \t\r\n", text[end]) == nullptr) {
-        ++end;
+    int depth = 0;
+    bool in_string = false;
+    for (size_t i = at; i < text.size(); ++i) {
+        const char c = text[i];
+        if (in_string) {
+            if (c == '\\') {
+                ++i;
+            } else if (c == '"') {
+                in_string = false;
+                if (depth == 0) {
+                    return i + 1;
+                }
+            }
+        } else if (c == '"') {
+            in_string = true;
+        } else if (c == '{' || c == '[') {
+            ++depth;
+        } else if ((c == '}' || c == ']') && --depth == 0) {
+            return i + 1;
+        }
     }
-    return end;
+    return text.size();
 }
 
-// Masks `"key" : value` members.
+// Masks `"key" : value` members, whatever the value (a text, a number, an object, a list).
 void MaskJsonMembers(std::string& text, const std::string& key) {
     const std::string quoted = "\"" + key + "\"";
     for (size_t at = text.find(quoted); at != std::string::npos; at = text.find(quoted, at + 1)) {
@@ -76,6 +100,171 @@ void MaskFormFields(std::string& text, const std::string& key) {
         text.replace(value, end - value, kMask);
     }
 }
+
+// The text as some encoding reads it, each byte with the span of the source it came from.
+struct DecodedView {
+    std::string text;
+    std::vector<std::pair<uint32_t, uint32_t>> spans;  // answers are capped far below 4 GiB
+
+    void Add(char c, size_t from, size_t to) {
+        text += c;
+        spans.emplace_back(static_cast<uint32_t>(from), static_cast<uint32_t>(to));
+    }
+};
+
+int HexDigit(char c) {
+    if (c >= '0' && c <= '9') {
+        return c - '0';
+    }
+    if (c >= 'a' && c <= 'f') {
+        return c - 'a' + 10;
+    }
+    if (c >= 'A' && c <= 'F') {
+        return c - 'A' + 10;
+    }
+    return -1;
+}
+
+// The value of `count` hex digits at `at`, or -1.
+long HexAt(const std::string& text, size_t at, size_t count) {
+    if (at + count > text.size()) {
+        return -1;
+    }
+    long value = 0;
+    for (size_t i = at; i < at + count; ++i) {
+        const int digit = HexDigit(text[i]);
+        if (digit < 0) {
+            return -1;
+        }
+        value = value * 16 + digit;
+    }
+    return value;
+}
+
+void AddUtf8(DecodedView& view, unsigned long code, size_t from, size_t to) {
+    const auto add = [&](unsigned long byte) { view.Add(static_cast<char>(byte), from, to); };
+    if (code < 0x80) {
+        add(code);
+    } else if (code < 0x800) {
+        add(0xc0 | (code >> 6));
+        add(0x80 | (code & 0x3f));
+    } else if (code < 0x10000) {
+        add(0xe0 | (code >> 12));
+        add(0x80 | ((code >> 6) & 0x3f));
+        add(0x80 | (code & 0x3f));
+    } else {
+        add(0xf0 | (code >> 18));
+        add(0x80 | ((code >> 12) & 0x3f));
+        add(0x80 | ((code >> 6) & 0x3f));
+        add(0x80 | (code & 0x3f));
+    }
+}
+
+// JSON string escapes read: "\/", "\u00e4", surrogate pairs.
+DecodedView JsonUnescaped(const std::string& text) {
+    DecodedView view;
+    for (size_t i = 0; i < text.size();) {
+        const char* simple = i + 1 < text.size() && text[i] == '\\' ? std::strchr("\"\\/bfnrt", text[i + 1]) : nullptr;
+        if (simple != nullptr && text[i + 1] != '\0') {
+            static const std::string kDecoded = "\"\\/\b\f\n\r\t";
+            view.Add(kDecoded[static_cast<size_t>(simple - "\"\\/bfnrt")], i, i + 2);
+            i += 2;
+            continue;
+        }
+        const long unit = text[i] == '\\' && i + 1 < text.size() && text[i + 1] == 'u' ? HexAt(text, i + 2, 4) : -1;
+        if (unit < 0) {
+            view.Add(text[i], i, i + 1);
+            ++i;
+            continue;
+        }
+        const long low = unit >= 0xd800 && unit < 0xdc00 && text.compare(i + 6, 2, "\\u") == 0 ? HexAt(text, i + 8, 4) : -1;
+        if (low >= 0xdc00 && low < 0xe000) {
+            AddUtf8(view, 0x10000 + ((static_cast<unsigned long>(unit) - 0xd800) << 10) + (low - 0xdc00), i, i + 12);
+            i += 12;
+        } else {
+            AddUtf8(view, static_cast<unsigned long>(unit), i, i + 6);
+            i += 6;
+        }
+    }
+    return view;
+}
+
+// Form and URL encoding read: "%xx" in either case, "+" as a blank.
+DecodedView UrlDecoded(const std::string& text) {
+    DecodedView view;
+    for (size_t i = 0; i < text.size();) {
+        const long byte = text[i] == '%' ? HexAt(text, i + 1, 2) : -1;
+        if (byte >= 0) {
+            view.Add(static_cast<char>(byte), i, i + 3);
+            i += 3;
+        } else {
+            view.Add(text[i] == '+' ? ' ' : text[i], i, i + 1);
+            ++i;
+        }
+    }
+    return view;
+}
+
+// Every secret masked wherever it appears, as is, JSON-escaped or URL-encoded.
+std::string MaskEverySpelling(const std::string& text, const std::vector<std::string>& secrets) {
+    std::vector<std::pair<size_t, size_t>> masked;
+    const auto find_all = [&secrets, &masked](const std::string& decoded, const auto& span_of) {
+        for (const std::string& secret : secrets) {
+            for (size_t at = secret.empty() ? std::string::npos : decoded.find(secret); at != std::string::npos;
+                 at = decoded.find(secret, at + 1)) {
+                masked.emplace_back(span_of(at).first, span_of(at + secret.size() - 1).second);
+            }
+        }
+    };
+    find_all(text, [](size_t at) { return std::pair<size_t, size_t>(at, at + 1); });
+    // The decoded readings only where the text holds an escape: they cost memory.
+    for (const auto& [present, decode] : {std::pair{"\\", &JsonUnescaped}, std::pair{"%+", &UrlDecoded}}) {
+        if (text.find_first_of(present) != std::string::npos) {
+            const DecodedView view = decode(text);
+            find_all(view.text, [&view](size_t at) { return view.spans[at]; });
+        }
+    }
+    if (masked.empty()) {
+        return text;
+    }
+    std::sort(masked.begin(), masked.end());
+    std::string result;
+    size_t copied = 0;
+    for (size_t i = 0; i < masked.size();) {
+        const size_t begin = masked[i].first;
+        size_t end = masked[i].second;
+        for (++i; i < masked.size() && masked[i].first <= end; ++i) {
+            end = std::max(end, masked[i].second);  // overlapping spellings become one mask
+        }
+        result.append(text, copied, begin - copied).append(kMask);
+        copied = end;
+    }
+    return result.append(text, copied, std::string::npos);
+}
+
+// The texts of every value under a secret name (every leaf of an object or list there).
+void CollectSecretValues(const Json::Value& value, bool secret, std::vector<std::string>& into) {
+    if (value.isObject()) {
+        for (const std::string& name : value.getMemberNames()) {
+            CollectSecretValues(value[name], secret || IsSecretKey(name), into);
+        }
+    } else if (value.isArray()) {
+        for (const Json::Value& each : value) {
+            CollectSecretValues(each, secret, into);
+        }
+    } else if (secret && !value.isNull()) {
+        const std::string text = TextOf(value);
+        if (text != kMask) {
+            into.push_back(text);
+        }
+    }
+}
+
+std::mutex held_mutex;
+std::deque<std::string>& HeldList() {
+    static std::deque<std::string> held;
+    return held;
+}
 }  // namespace
 
 bool IsSecretKey(const std::string& key) {
@@ -88,21 +277,29 @@ bool IsSecretKey(const std::string& key) {
 }
 
 std::string Redacted(const std::string& body, const std::vector<std::string>& sent) {
+    std::vector<std::string> secrets = HeldSecrets();
+    secrets.insert(secrets.end(), sent.begin(), sent.end());
+    for (const std::string& secret : secrets) {
+        if (!secret.empty() && secret.size() < kShortestMaskable) {
+            return "";  // masked one character at a time, it would spell itself out
+        }
+    }
+    // Values under a secret name (in an object or list there, or under a name
+    // spelt with escapes) are masked wherever else the body repeats them;
+    // those too short for that are masked only where they stand.
+    Json::Value parsed;
+    if (TryParseJson(body, parsed)) {
+        std::vector<std::string> found;
+        CollectSecretValues(parsed, false, found);
+        std::copy_if(found.begin(), found.end(), std::back_inserter(secrets),
+                     [](const std::string& value) { return value.size() >= kShortestMaskable; });
+    }
     std::string text = body;
     for (const char* key : kSecretKeys) {
         MaskJsonMembers(text, key);
         MaskFormFields(text, key);
     }
-    // Longest first: a secret that holds another is masked whole.
-    std::vector<std::string> values(sent);
-    std::sort(values.begin(), values.end(),
-              [](const std::string& a, const std::string& b) { return a.size() > b.size(); });
-    for (const std::string& value : values) {
-        for (size_t at = value.empty() ? std::string::npos : text.find(value); at != std::string::npos;
-             at = text.find(value, at + std::strlen(kMask))) {
-            text.replace(at, value.size(), kMask);
-        }
-    }
+    text = MaskEverySpelling(text, secrets);
     if (text.size() > kMessageBodyLimit) {
         text.resize(kMessageBodyLimit);
     }
@@ -132,6 +329,34 @@ void AddSentSecret(std::vector<std::string>& sent, const std::string& key, const
 
 std::string RedactedValue(const std::string& key, const std::string& value) {
     return IsSecretKey(key) ? kMask : value;
+}
+
+void NoteHeldSecret(const std::string& value) {
+    if (value.empty()) {
+        return;
+    }
+    const std::lock_guard<std::mutex> guard(held_mutex);
+    std::deque<std::string>& held = HeldList();
+    if (std::find(held.begin(), held.end(), value) != held.end()) {
+        return;
+    }
+    held.push_back(value);
+    if (held.size() > kHeldSecretsKept) {
+        held.pop_front();
+    }
+}
+
+void NoteHeldSecrets(const Json::Value& value) {
+    std::vector<std::string> found;
+    CollectSecretValues(value, false, found);
+    for (const std::string& each : found) {
+        NoteHeldSecret(each);
+    }
+}
+
+std::vector<std::string> HeldSecrets() {
+    const std::lock_guard<std::mutex> guard(held_mutex);
+    return {HeldList().begin(), HeldList().end()};
 }
 
 }  // namespace quilkova::internal

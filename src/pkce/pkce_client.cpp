@@ -193,6 +193,7 @@ Json::Value PkceClientImpl::ReadAnyToken() const {
     if (!token.isObject()) {
         token = Json::Value(Json::objectValue);  // no member to give, no owner
     }
+    internal::NoteHeldSecrets(token);
     return token;
 }
 
@@ -225,6 +226,7 @@ Json::Value PkceClientImpl::WriteToken(const Json::Value& answer, const Json::Va
     Json::Value token = answer;
     token["created_at"] = static_cast<Json::Int64>(std::time(nullptr));  // always the local save time
     token[kOwnerMember] = owner;
+    internal::NoteHeldSecrets(token);
     internal::SaveJsonFile(GetTokenFilePath(), token);
     return token;
 }
@@ -341,6 +343,11 @@ void PkceClientImpl::ExchangeToken(const std::string& code, const std::string& r
 
 Json::Value PkceClientImpl::ExchangeToken(const ExchangeLocks&, const Json::Value& owner, const std::string& code,
                                           const std::string& redirect_uri, const std::string& code_verifier) const {
+    try {
+        ReadAnyToken();  // the stored tokens become known secrets, should the answer repeat one
+    } catch (const KovaException&) {
+        // None stored.
+    }
     const std::string client_id = ConfigText("client_id");
     const std::string endpoint = ConfigText("token_endpoint");
     const http::Response response =

@@ -92,7 +92,7 @@ bool BuildQuery(CURL* curl, HeapText& query, const KOVA_HTTPS_REQUEST& req, QLIB
 }
 
 // Sets the options in their fixed order; false (logged) on a fatal failure.
-bool SetOptions(CURL* curl, const KOVA_HTTPS_REQUEST& req, const char* url, curl_slist* headers,
+bool SetOptions(CURL* curl, const KOVA_HTTPS_REQUEST& req, const char* url, const char* shown_url, curl_slist* headers,
                 const char* host_header, const TimeoutClass& timeouts, ReceiveBuffer& received,
                 RedirectPolicy& redirects) {
     CURLcode code = curl_easy_setopt(curl, CURLOPT_URL, url);
@@ -101,7 +101,8 @@ bool SetOptions(CURL* curl, const KOVA_HTTPS_REQUEST& req, const char* url, curl
         code = redirects.Apply(curl);
     }
     if (code != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to set url to %s, code=%d, err=%s", url, code, curl_easy_strerror(code));
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to set url to %s, code=%d, err=%s", shown_url, code,
+                 curl_easy_strerror(code));
         return false;
     }
     char agent[kUserAgentSize] = {};
@@ -239,11 +240,14 @@ Status Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
     }
 
     const bool is_get = req.method == 1;
-    char url[kUrlSize];
+    char request_url[kUrlSize];
+    char url[kUrlSize];  // as log lines show it: a query without its secrets
     if (is_get) {
-        std::snprintf(url, sizeof(url), "%s/%s?%s", req.host, req.path, query.text());
+        std::snprintf(request_url, sizeof(request_url), "%s/%s?%s", req.host, req.path, query.text());
+        std::snprintf(url, sizeof(url), "%s/%s?%s", req.host, req.path, Redacted(query.text(), secrets).c_str());
     } else {
-        std::snprintf(url, sizeof(url), "%s/%s", req.host, req.path);
+        std::snprintf(request_url, sizeof(request_url), "%s/%s", req.host, req.path);
+        std::snprintf(url, sizeof(url), "%s", request_url);
     }
     if (!is_get && query.text()[0] != '\0') {
         CURLcode code = curl_easy_setopt(curl.get(), CURLOPT_POST, 1L);
@@ -259,8 +263,8 @@ Status Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
     const Waits& waits = CurrentWaits();
     const TimeoutClass timeouts = req.shortTimeout != 0 ? TimeoutClass{waits.sender_short_seconds, 2}
                                                        : TimeoutClass{waits.sender_long_seconds, 3};
-    RedirectPolicy redirects(url);
-    if (!SetOptions(curl.get(), req, url, headers.get(), host_header, timeouts, received, redirects)) {
+    RedirectPolicy redirects(request_url);
+    if (!SetOptions(curl.get(), req, request_url, url, headers.get(), host_header, timeouts, received, redirects)) {
         return Error{KOVA_ERR_SEND};
     }
 

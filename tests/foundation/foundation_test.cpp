@@ -168,6 +168,24 @@ TEST(UntrustedAnswers, FlagsReadLenientlyAndSentSecretsAreMasked) {
         quilkova::internal::AddSentSecret(sent, key, value);
     }
     EXPECT_EQ(quilkova::internal::Redacted("c0de for a@b: p w, p%20w", sent), "*** for a@b: ***, ***");
+
+    // A secret sent, held or found under a secret name is masked in every
+    // spelling; one too short to mask safely drops the body.
+    quilkova::internal::AddSentSecret(sent, "passwd", "p\u00e4ss/w\u00f6rd 1");
+    quilkova::internal::NoteHeldSecret("held-refresh-1");
+    const std::vector<std::pair<std::string, std::string>> spellings = {
+        {R"({"m": "p\u00e4ss\/w\u00F6rd 1!"})", R"({"m": "***!"})"},
+        {"m=p%c3%a4ss%2Fw%C3%B6rd+1&n=1", "m=***&n=1"},
+        {R"({"access_token": {"x": "zzz-secret"}, "echo": "zzz-secret"})", R"({"access_token": "***", "echo": "***"})"},
+        {R"({"refresh_token": ["r-1", {"a": 2}], "n": 1})", R"({"refresh_token": "***", "n": 1})"},
+        {R"({"access\u005ftoken": "hidden-1", "m": "hid\u0064en-1"})", R"({"access\u005ftoken": "***", "m": "***"})"},
+        {R"({"error": "invalid_grant", "hint": "held\u002drefresh\u002d1"})", R"({"error": "invalid_grant", "hint": "***"})"},
+    };
+    for (const auto& [body, redacted] : spellings) {
+        EXPECT_EQ(quilkova::internal::Redacted(body, sent), redacted) << body;
+    }
+    quilkova::internal::AddSentSecret(sent, "passwd", "a");
+    EXPECT_EQ(quilkova::internal::Redacted("wrong password for alice", sent), "");
 }
 
 // What the library and the platform wait for, unless a test shortens it.

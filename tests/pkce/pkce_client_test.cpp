@@ -144,6 +144,20 @@ TEST_F(PkceClientTest, RefusedOrIncompleteAnswersGiveTheirCodesWithoutSecrets) {
         Answer("/oauth2/token", body, expected == KOVA_ERR_AUTH ? 400 : 200);
         EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }), expected) << body;
     }
+    // Secrets under a secret name, or the stored refresh token echoed by an
+    // exchange, reach neither the exception nor the log, on exchange or renewal.
+    const std::string nested = R"({"access_token": {"x": "hidden-7"}, "id_token": "i", "refresh_token": "r", "m": "hidden-7"})";
+    const std::vector<std::tuple<std::string, int, std::function<void()>>> echoes = {
+        {nested, 200, [&] { Exchange(); }},
+        {nested, 200, [&] { client_.GetAccessToken(); }},
+        {R"({"error": "invalid_grant", "m": ")" + refresh + "\"}", 400, [&] { Exchange(); }}};
+    for (const auto& [body, status, call] : echoes) {
+        Answer("/oauth2/token", body, status);
+        const std::string text = WhatOf(call);
+        EXPECT_TRUE(!text.empty() && text.find("hidden-7") == std::string::npos && text.find(refresh) == std::string::npos)
+            << text;
+    }
+    EXPECT_FALSE(log.Contains("hidden-7") || log.Contains(refresh)) << log.Dump();
     Answer("/oauth2/token", "<html>bad gateway</html>", 502);
     EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }), KOVA_ERR_RESPONSE);
     EXPECT_EQ(root().ReadFile(kHosToken), aged) << "failed renewals leave the token file as it was";

@@ -88,6 +88,15 @@ TEST_F(HttpsSendTest, AFourHundredIsDeliveredAndOtherStatusesFailWithTheBodyLogg
     sim_.Queue("/device/api/password_login", {500, R"({"error":"wrong hunter2"})", 0, {}});
     EXPECT_EQ(sent_secret.Send(), -1);
     EXPECT_TRUE(log.Contains("data={\"error\":\"wrong ***\"}")) << "a sent secret repeated in free text" << log.Dump();
+    // A query string shows in the log line without its secrets.
+    HttpsRequest get(sim_.BaseUrl(), "device/api/report", {{"passwd", "pass-word"}, {"auth_key", "key 1234"}});
+    get.request.method = 1;
+    sim_.Queue("/device/api/report", {500, "{}", 0, {}});
+    EXPECT_EQ(get.Send(), -1);
+    EXPECT_TRUE(log.Contains("/device/api/report?hs_sn=2150ABCD1234&hs_token=***&passwd=***&auth_key=***, Failed "
+                             "to request packages, httpResponseCode=500") &&
+                !log.Contains(DeviceTokenOf("2150ABCD1234")))
+        << log.Dump();
     sim_.Queue("/device/api/password_login", {200, "", 0, {}});
     EXPECT_EQ(login.Send(), -1);
     EXPECT_TRUE(log.Contains(", Failed to get response")) << log.Dump();
