@@ -47,11 +47,13 @@ bool IsControl(char c) {
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
 }
 
-// A user name as cron reads it: letters, digits, ".", "_" and "-", not
-// starting with "-". Anything else (blanks, control characters) would let the
-// field carry more than a name.
+// A user name as the system takes it: letters, digits, ".", "_" and "-", not
+// starting with "-", not only dots, at most 32 characters. Anything else
+// (blanks, control characters) would let the field carry more than a name.
 bool IsUserName(const Json::Value& user) {
-    if (!user.isString() || user.asString().empty() || user.asString()[0] == '-') {
+    constexpr size_t kLongestUserName = 32;
+    if (!user.isString() || user.asString().empty() || user.asString().size() > kLongestUserName ||
+        user.asString()[0] == '-' || user.asString().find_first_not_of('.') == std::string::npos) {
         return false;
     }
     for (const char c : user.asString()) {
@@ -64,23 +66,30 @@ bool IsUserName(const Json::Value& user) {
     return true;
 }
 
-// A cron argument: '%' means a line break to cron, so it is escaped; control
-// characters are refused.
+// A cron argument, as the shell that runs the line must read it: one word,
+// exactly the argument. One made only of characters the shell takes as they
+// are stays bare; any other is put in single quotes (a quote inside closes,
+// escapes and reopens them). '%' means a line break to cron, so it is escaped
+// whatever the quoting; control characters and empty arguments are refused.
 bool CronArgument(const Json::Value& arg, std::string& out) {
-    if (!arg.isString()) {
+    if (!arg.isString() || arg.asString().empty()) {
         return false;
     }
-    out.clear();
-    for (const char c : arg.asString()) {
+    const std::string& text = arg.asString();
+    const bool bare = text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"
+                                             "_-./=:,+@%") == std::string::npos;
+    out = bare ? "" : "'";
+    for (const char c : text) {
         if (IsControl(c)) {
             return false;
         }
         if (c == '%') {
             out += '\\';
         }
-        out += c;
+        out += c == '\'' ? std::string("'\\''") : std::string(1, c);
     }
-    return !out.empty();
+    out += bare ? "" : "'";
+    return true;
 }
 
 bool RenderJob(const Json::Value& job, std::mt19937& random, std::string& line) {

@@ -108,8 +108,9 @@ int QLIBCPclose(FILE* stream) {
     }
     std::fclose(stream);
     // Nobody reads the program any more: one that does not end soon after is
-    // ended with its whole group, so a caller never waits on it for ever.
-    return quilplatform::WaitProcess(pid, quilplatform::CurrentWaits().close_grace);
+    // ended with its whole group, so a caller never waits on it for ever; and
+    // whatever it left running in its group ends with it.
+    return quilplatform::WaitProcess(pid, quilplatform::CurrentWaits().close_grace, quilplatform::Group::kEnded);
 }
 
 }  // extern "C"

@@ -68,24 +68,34 @@ pid_t StartProcess(const std::vector<std::string>& argv, const std::vector<std::
     return error == 0 ? pid : -1;
 }
 
-int WaitProcess(pid_t pid, std::chrono::milliseconds limit) {
+int WaitProcess(pid_t pid, std::chrono::milliseconds limit, Group group) {
     const auto deadline = std::chrono::steady_clock::now() + limit;
     for (;;) {
-        int status = 0;
-        const pid_t done = ::waitpid(pid, &status, limit.count() > 0 ? WNOHANG : 0);
-        if (done == pid) {
+        // Seen ended but not reaped: while the program is a zombie its pid
+        // cannot be reused, so its group is still its own to end.
+        siginfo_t info{};
+        const int seen = ::waitid(P_PID, static_cast<id_t>(pid), &info,
+                                  WEXITED | WNOWAIT | (limit.count() > 0 ? WNOHANG : 0));
+        if (seen == 0 && info.si_pid == pid) {
+            if (group == Group::kEnded) {
+                ::kill(-pid, SIGKILL);
+            }
+            int status = 0;
+            while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+            }
             return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
         }
-        if (done < 0 && errno != EINTR) {
+        if (seen < 0 && errno != EINTR) {
             return kNotStarted;
         }
         if (limit.count() > 0 && std::chrono::steady_clock::now() >= deadline) {
             ::kill(-pid, SIGKILL);
+            int status = 0;
             while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
             }
             return kTimedOut;
         }
-        if (done == 0) {
+        if (seen == 0) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
     }

@@ -22,9 +22,14 @@ std::string ResolveProgram(const std::string& path);
 pid_t StartProcess(const std::vector<std::string>& argv, const std::vector<std::string>& extra_environment,
                    int stdout_fd = -1);
 
-// Waits for pid; after `limit` (zero: no limit) its whole group is killed.
-// Exit status, 128 + signal, or kTimedOut.
-int WaitProcess(pid_t pid, std::chrono::milliseconds limit = std::chrono::milliseconds::zero());
+// What becomes of the program's group once the program itself has ended.
+enum class Group { kLeft, kEnded };
+
+// Waits for pid; after `limit` (zero: no limit) its whole group is killed,
+// and with Group::kEnded also when the program ended by itself (what it left
+// running in the background goes with it). Exit status, 128 + signal, or kTimedOut.
+int WaitProcess(pid_t pid, std::chrono::milliseconds limit = std::chrono::milliseconds::zero(),
+                Group group = Group::kLeft);
 
 }  // namespace quilplatform
 

@@ -81,6 +81,25 @@ TEST(Processes, RunWithoutAShellWithTheLibrarysEnvironment) {
     EXPECT_STREQ(line, "account:--get-quil-account\n");
     EXPECT_EQ(QLIBCPclose(out), 0);
     EXPECT_EQ(QLIBCPclose(out), -1) << "closed already";
+    // What a piped program leaves running in the background ends with it.
+    quilkova::test::WriteScript(root, "/usr/quil/sbin/quilddnsinfo",
+                                "sleep 3000 & echo $! > " + root.Path("/background") + "; echo one; exit 0");
+    out = QLIBCPopen("/usr/quil/sbin/quilddnsinfo", "r", nullptr);
+    ASSERT_NE(out, nullptr);
+    ASSERT_NE(std::fgets(line, sizeof(line), out), nullptr);
+    EXPECT_EQ(QLIBCPclose(out), 0);
+    const pid_t background = std::stoi(root.ReadFile("/background"));
+    const std::string stat = "/proc/" + std::to_string(background) + "/stat";
+    bool ended = false;
+    for (int i = 0; i < 200 && !ended; ++i, std::this_thread::sleep_for(std::chrono::milliseconds(10))) {
+        std::ifstream status(stat);
+        std::string pid, name, state;
+        ended = !(status >> pid >> name >> state) || state == "Z";
+    }
+    EXPECT_TRUE(ended) << "the background child still runs";
+    if (!ended) {
+        ::kill(background, SIGKILL);  // nothing of the test outlives it
+    }
     EXPECT_EQ(QLIBCPopen("/bin/true", "w", nullptr), nullptr);
     EXPECT_EQ(QLIBCPclose(stdin), -1) << "not a stream it opened";
 
@@ -136,7 +155,8 @@ TEST(Scheduler, RendersRangesToValuesWithinThemAndFailsWithItsError) {
     // A schedule, user or command it cannot render, or a rendering it cannot write: the scheduler says so.
     for (const auto& [member, value] : std::vector<std::pair<const char*, Json::Value>>{
              {"crontab", "* 24 * * *"}, {"user", "\x01\x02"}, {"user", "root\r* * * * * root evil"},
-             {"user", "-x"}, {"user", 0}, {"period", "daily"}}) {
+             {"user", "-x"}, {"user", 0}, {"user", "."}, {"user", ".."}, {"user", std::string(33, 'a')},
+             {"period", "daily"}}) {
         Json::Value bad = jobs;
         bad[0]["crontab"] = "0 3 * * *";
         bad[0][member] = value;
@@ -145,12 +165,20 @@ TEST(Scheduler, RendersRangesToValuesWithinThemAndFailsWithItsError) {
     }
     jobs[0]["cmd_list"][1] = "--report_info\x1b";
     EXPECT_FALSE(kova.Save(jobs));
-    jobs[0]["cmd_list"][1] = "--report_info 50%";
-    ASSERT_TRUE(kova.Save(jobs)) << "blanks pass, a % is escaped";
-    EXPECT_NE(root.ReadFile("/etc/cron.d/quil-kova").find(" --report_info 50\\%\n"), std::string::npos);
+    // Each argument one word for the shell, exactly as given; a % escaped for cron.
+    for (const auto& [arg, rendered] : std::vector<std::pair<const char*, const char*>>{
+             {"--report_info 50%", " '--report_info 50\\%'\n"}, {"a;touch X", " 'a;touch X'\n"},
+             {"$(id -u)", " '$(id -u)'\n"}, {"it's", " 'it'\\''s'\n"}, {"--x=5%", " --x=5\\%\n"}}) {
+        jobs[0]["cmd_list"][1] = arg;
+        ASSERT_TRUE(kova.Save(jobs)) << arg;
+        const std::string cron = root.ReadFile("/etc/cron.d/quil-kova");
+        EXPECT_EQ(cron.substr(cron.find(" root") + 5), std::string(" /usr/quil/bin/quilkova") + rendered) << arg;
+    }
     jobs[0]["cmd_list"][1] = "--report_info";
     jobs[0]["user"] = "svc.report_1-a";
     EXPECT_TRUE(kova.Save(jobs)) << "letters, digits, \".\", \"_\" and \"-\" make a user";
+    jobs[0]["user"] = std::string(32, 'a');
+    EXPECT_TRUE(kova.Save(jobs)) << "32 characters";
     jobs[0]["user"] = "root";
     jobs[0]["crontab"] = "0 3 * * *";
     ASSERT_TRUE(kova.Remove());
