@@ -58,21 +58,45 @@ private:
     bool active_;
 };
 
-// The text without control characters (ESC among them, and the C1 controls
-// U+0080-U+009F): what a server sent must not move the cursor or retitle the
-// terminal.
+// Whether a code point must not reach a terminal: C0 and C1 controls, DEL,
+// and the marks and overrides that reorder text (U+061C, U+200E, U+200F,
+// U+202A-U+202E, U+2066-U+2069), which could make a line read otherwise.
+bool IsHidden(unsigned long code) {
+    return code < 0x20 || (code >= 0x7f && code <= 0x9f) || code == 0x61c || code == 0x200e || code == 0x200f ||
+           (code >= 0x202a && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069);
+}
+
+// The length of the UTF-8 sequence at `at` and its code point; 0 when none is there.
+size_t Utf8At(const std::string& text, size_t at, unsigned long& code) {
+    const auto byte = [&text](size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned char lead = byte(at);
+    const size_t length = lead < 0x80 ? 1 : (lead >> 5) == 0x6 ? 2 : (lead >> 4) == 0xe ? 3 : (lead >> 3) == 0x1e ? 4 : 0;
+    if (length == 0 || at + length > text.size()) {
+        return 0;
+    }
+    code = length == 1 ? lead : lead & (0x7f >> length);
+    for (size_t i = at + 1; i < at + length; ++i) {
+        if ((byte(i) & 0xc0) != 0x80) {
+            return 0;
+        }
+        code = (code << 6) | (byte(i) & 0x3f);
+    }
+    return length;
+}
+
+// The text with every character that could move the cursor, retitle the
+// terminal or reorder what it shows as "?", and every byte that is no UTF-8.
 std::string Printable(const std::string& text) {
     std::string out;
-    for (size_t i = 0; i < text.size(); ++i) {
-        const auto c = static_cast<unsigned char>(text[i]);
-        if (c == 0xc2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) >= 0x80 &&
-            static_cast<unsigned char>(text[i + 1]) <= 0x9f) {
-            ++i;
+    for (size_t i = 0; i < text.size();) {
+        unsigned long code = 0;
+        const size_t length = Utf8At(text, i, code);
+        if (length == 0 || IsHidden(code)) {
             out += '?';
-        } else if (c < 0x20 || c == 0x7f) {
-            out += '?';
+            i += length == 0 ? 1 : length;
         } else {
-            out += static_cast<char>(c);
+            out.append(text, i, length);
+            i += length;
         }
     }
     return out;
@@ -159,13 +183,24 @@ void Console::Say(const std::string& line, const Json::Value& json) const {
     }
 }
 
-bool ReadSecret(const char* prompt, std::string& secret) {
+SecretLine ReadSecret(const char* prompt, std::string& secret) {
     const bool terminal = ::isatty(STDIN_FILENO) == 1;
     if (terminal) {
         std::fputs(prompt, stderr);
     }
     const QuietTerminal quiet;
-    return static_cast<bool>(std::getline(std::cin, secret));
+    secret.clear();
+    for (char c = 0; std::cin.get(c);) {
+        if (c == '\n') {
+            return SecretLine::kRead;
+        }
+        if (secret.size() == kLongestSecretLine) {
+            secret.clear();
+            return SecretLine::kTooLong;
+        }
+        secret += c;
+    }
+    return secret.empty() ? SecretLine::kMissing : SecretLine::kRead;  // a last line without its break
 }
 
 }  // namespace quilkova::tool

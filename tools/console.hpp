@@ -37,10 +37,16 @@ private:
     bool show_auth_key_;
 };
 
+// The longest line of standard input taken as a secret.
+constexpr size_t kLongestSecretLine = 4096;
+
+enum class SecretLine { kRead, kMissing, kTooLong };
+
 // A secret read from standard input: a line of it when it is not a terminal,
 // else typed at a prompt on the terminal without echo (restored also when the
-// program is interrupted there). False at end of input.
-bool ReadSecret(const char* prompt, std::string& secret);
+// program is interrupted there). kMissing at end of input; kTooLong for a line
+// longer than kLongestSecretLine, of which no more than that is read.
+SecretLine ReadSecret(const char* prompt, std::string& secret);
 
 }  // namespace quilkova::tool
 

@@ -24,6 +24,23 @@ using quilkova::tool::Console;
 // The appliance's own PKCE client ("hos", for host operating system), whose token file the status shows.
 constexpr const char* kApplianceClient = "hos";
 using quilkova::tool::ReadSecret;
+using quilkova::tool::SecretLine;
+
+// Reads a secret line; when there is none, says why (`missing`, or a line too
+// long) and gives the exit status to return.
+std::optional<int> Unread(const Console& console, const char* prompt, std::string& secret, const char* missing) {
+    switch (ReadSecret(prompt, secret)) {
+        case SecretLine::kRead:
+            return std::nullopt;
+        case SecretLine::kTooLong:
+            return console.Error(KOVA_ERR_BAD_PARAM, "a line on standard input is longer than " +
+                                                         std::to_string(quilkova::tool::kLongestSecretLine) +
+                                                         " bytes: refused");
+        case SecretLine::kMissing:
+            break;
+    }
+    return console.Error(KOVA_ERR_BAD_PARAM, missing);
+}
 
 // The exception's message, without its code suffix and stack.
 std::string MessageOf(const quilkova::KovaException& error) {
@@ -112,12 +129,21 @@ int Login(const Console& console, const LoginOptions& options) {
             return console.Error(KOVA_ERR_BAD_PARAM,
                                  "the code and the verifier are read from standard input, never from the command line");
         }
+        constexpr const char* kNeeds =
+            "login --pkce needs --redirect-uri, and the code and the verifier on standard input";
+        if (options.redirect_uri.empty()) {
+            return console.Error(KOVA_ERR_BAD_PARAM, kNeeds);
+        }
         std::string code;
         std::string verifier;
-        if (options.redirect_uri.empty() || !ReadSecret("Authorization code: ", code) ||
-            !ReadSecret("Code verifier: ", verifier) || code.empty() || verifier.empty()) {
-            return console.Error(KOVA_ERR_BAD_PARAM,
-                                 "login --pkce needs --redirect-uri, and the code and the verifier on standard input");
+        if (const auto failed = Unread(console, "Authorization code: ", code, kNeeds)) {
+            return *failed;
+        }
+        if (const auto failed = Unread(console, "Code verifier: ", verifier, kNeeds)) {
+            return *failed;
+        }
+        if (code.empty() || verifier.empty()) {
+            return console.Error(KOVA_ERR_BAD_PARAM, kNeeds);
         }
         return Classes(console, [&] {
             const Json::Value account = quilkova::AccountPkceService().Login({"", code, verifier, options.redirect_uri});
@@ -129,8 +155,8 @@ int Login(const Console& console, const LoginOptions& options) {
         return console.Error(KOVA_ERR_BAD_PARAM, "login needs an e-mail (or --pkce)");
     }
     std::string password;
-    if (!ReadSecret("Password: ", password)) {
-        return console.Error(KOVA_ERR_BAD_PARAM, "no password on standard input");
+    if (const auto failed = Unread(console, "Password: ", password, "no password on standard input")) {
+        return *failed;
     }
     Json::Value answer;
     if (QUILKOVAAccountLogin(options.email.c_str(), password.c_str(), answer, options.check) != 0) {
@@ -203,8 +229,8 @@ struct RegisterOptions {
 
 int Register(const Console& console, const RegisterOptions& options) {
     std::string password;
-    if (!ReadSecret("Password for the new account: ", password)) {
-        return console.Error(KOVA_ERR_BAD_PARAM, "no password on standard input");
+    if (const auto failed = Unread(console, "Password for the new account: ", password, "no password on standard input")) {
+        return *failed;
     }
     if (QUILKOVAAccountRegister(options.email.c_str(), password.c_str(), options.name.c_str(),
                                 options.critical_release, options.enews, options.local_promotion,
@@ -225,11 +251,15 @@ int Update(const Console& console, const UpdateOptions& options) {
     std::string current;
     std::string fresh;
     const bool needs_current = options.email || options.change_password;
-    if (needs_current && !ReadSecret("Current password: ", current)) {
-        return console.Error(KOVA_ERR_BAD_PARAM, "no current password on standard input");
+    if (const auto failed =
+            needs_current ? Unread(console, "Current password: ", current, "no current password on standard input")
+                          : std::nullopt) {
+        return *failed;
     }
-    if (options.change_password && !ReadSecret("New password: ", fresh)) {
-        return console.Error(KOVA_ERR_BAD_PARAM, "no new password on standard input");
+    if (const auto failed = options.change_password
+                                ? Unread(console, "New password: ", fresh, "no new password on standard input")
+                                : std::nullopt) {
+        return *failed;
     }
     const auto text = [](const std::optional<std::string>& value) { return value ? value->c_str() : nullptr; };
     const auto flag = [](const std::optional<bool>& value) { return value ? (*value ? 1 : 0) : -1; };

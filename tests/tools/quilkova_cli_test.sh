@@ -29,13 +29,20 @@ expect 1 '"name":"KOVA_ERR_NO_ACCOUNT"' "$quilkova" --json query
 expect 1 'error 1 (KOVA_ERR_BAD_PARAM): no password' "$quilkova" login ann@example.com </dev/null
 
 expect 1 'never from the command line' "$quilkova" login --pkce --code c --verifier v --redirect-uri "$SIM_URL/x"
+expect 1 'longer than 4096 bytes: refused' "$quilkova" login --pkce --redirect-uri "$SIM_URL/x" \
+    < <(head -c 100000000 /dev/zero | tr '\0' c)
 
 # A name with terminal escapes: plain output shows none of them; the auth key only when asked for.
-curl -fsS -o /dev/null --data 'email=ann@example.com&passwd=pw&full_name=%1B]0;owned%07Ann%1B[2J' \
+# Bidirectional overrides and 8-bit controls are stripped like the 7-bit ones.
+curl -fsS -o /dev/null --data 'email=ann@example.com&passwd=pw&full_name=%1B]0;owned%07Ann%1B[2J%E2%80%AEx%C2%9By' \
     "$SIM_URL/device/api/user/register"
 echo pw | "$quilkova" login ann@example.com >/dev/null
 shown=$("$quilkova" query)
-[[ $shown == *$'\nname: ?]0;owned?Ann?[2J\n'* && $shown != *$'\x1b'* ]] || { echo "query: $shown" >&2; exit 1; }
+[[ $shown == *$'\nname: ?]0;owned?Ann?[2J?x?y\n'* && $shown != *$'\x1b'* ]] || { echo "query: $shown" >&2; exit 1; }
+record=$QUILKOVA_ROOT/usr/quil/etc/quillion-account/private/user.conf
+sed -i '/^full_name=/d' "$record" && printf 'full_name="B\x9b2J\xe2\x81\xa6en"\n' >>"$record"
+shown=$("$quilkova" status)
+[[ $shown == *$'\nname: B?2J?en\n'* ]] || { echo "status: $shown" >&2; exit 1; }
 [[ $("$quilkova" --json query; echo pw | "$quilkova" --json login ann@example.com) != *auth_key* ]] ||
     { echo "the auth key was printed unasked" >&2; exit 1; }
 "$quilkova" --json --show-auth-key query | grep -q '"auth_key":"'
