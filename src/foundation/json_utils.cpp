@@ -71,13 +71,15 @@ int ErrnoOf(const Call& call) {
 }
 }  // namespace
 
-int WriteJsonFile(const std::string& path, const Json::Value& value) {
-    return ErrnoOf([&] { return ReplaceFileAtomically(RootedPath(path), JsonToText(value), ModeFor(path)); });
+int WriteJsonFile(const std::string& path, const Json::Value& value, size_t largest) {
+    return ErrnoOf([&] {
+        const std::string text = JsonToText(value);
+        return text.size() > largest ? EFBIG : ReplaceFileAtomically(RootedPath(path), text, ModeFor(path));
+    });
 }
 
 int ProbeJsonFile(const std::string& path) {
-    constexpr off_t kRoom = 16 * 1024;  // a token set with its ID token, with room to spare
-    return ErrnoOf([&] { return ProbeReplaceable(RootedPath(path), kRoom); });
+    return ErrnoOf([&] { return ProbeReplaceable(RootedPath(path), static_cast<off_t>(kLargestTokenFile)); });
 }
 
 bool ReadJsonFileText(const std::string& path, std::string& text) {

@@ -3,6 +3,7 @@
 
 #include <json/json.h>
 
+#include <cstdint>
 #include <string>
 
 #include "foundation/log.hpp"
@@ -20,12 +21,17 @@ std::string JsonToText(const Json::Value& value);
 // The text of a value on one line, as requests carry it.
 std::string CompactJson(const Json::Value& value);
 
+// The largest token file the library writes: the room a token set is
+// reserved before it is asked for. Answers are capped at 1 MiB; what they
+// hold is stored escaped, so a file may be larger than its answer.
+constexpr size_t kLargestTokenFile = 2 * 1024 * 1024;
+
 // Writes `value` to the library path `path` (under the root prefix)
 // atomically; mode 0600 for private and /tmp/account_* files, 0644 otherwise.
-// 0 or an errno value.
-int WriteJsonFile(const std::string& path, const Json::Value& value);
-// 0 when the library path `path` could take a JSON file of some kilobytes now,
-// else an errno value (see ProbeReplaceable).
+// 0 or an errno value; EFBIG, with nothing written, when its text is larger than `largest`.
+int WriteJsonFile(const std::string& path, const Json::Value& value, size_t largest = SIZE_MAX);
+// 0 when the library path `path` could take a JSON file of kLargestTokenFile
+// bytes now, else an errno value (see ProbeReplaceable).
 int ProbeJsonFile(const std::string& path);
 
 // Reads the whole file at the library path `path`, never through a link.
@@ -62,8 +68,8 @@ inline void ThrowIfUnsaved(int error, const std::string& path) {
 }
 
 // Saves a JSON file atomically; failure logs and throws code 2.
-inline void SaveJsonFile(const std::string& path, const Json::Value& value) {
-    ThrowIfUnsaved(WriteJsonFile(path, value), path);
+inline void SaveJsonFile(const std::string& path, const Json::Value& value, size_t largest = SIZE_MAX) {
+    ThrowIfUnsaved(WriteJsonFile(path, value, largest), path);
 }
 
 // Throws what SaveJsonFile would when `path` cannot take a file now: asked

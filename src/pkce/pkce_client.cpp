@@ -227,7 +227,7 @@ Json::Value PkceClientImpl::WriteToken(const Json::Value& answer, const Json::Va
     token["created_at"] = static_cast<Json::Int64>(std::time(nullptr));  // always the local save time
     token[kOwnerMember] = owner;
     internal::NoteHeldSecrets(token);
-    internal::SaveJsonFile(GetTokenFilePath(), token);
+    internal::SaveJsonFile(GetTokenFilePath(), token, internal::kLargestTokenFile);
     return token;
 }
 
@@ -236,7 +236,7 @@ void PkceClientImpl::ClaimFor(const std::string& user_id) const {
     LockOrThrow(lock);
     Json::Value token = ReadAnyToken();
     token[kOwnerMember] = user_id;
-    internal::SaveJsonFile(GetTokenFilePath(), token);
+    internal::SaveJsonFile(GetTokenFilePath(), token, internal::kLargestTokenFile);
 }
 
 void PkceClientImpl::RemoveUnlessIssuedFor(const std::string& user_id) const {

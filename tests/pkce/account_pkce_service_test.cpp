@@ -16,14 +16,14 @@ constexpr const char* kExchange = "/oauth2/api/v1/device/core/authkey/exchange";
 constexpr const char* kGrant = "/migration/api/v1/device/core/authorization_code/grant";
 constexpr const char* kLogout = "/device/api/logout";
 
-// Files of this process take no byte while it lives: a full disk, as root cannot
-// be refused by permissions.
+// Files of this process take no byte (or no more than `room`) while it lives:
+// a full disk, as root cannot be refused by permissions.
 class NoRoomForFiles {
 public:
-    NoRoomForFiles() : signal_(std::signal(SIGXFSZ, SIG_IGN)) {
+    explicit NoRoomForFiles(rlim_t room = 0) : signal_(std::signal(SIGXFSZ, SIG_IGN)) {
         ::getrlimit(RLIMIT_FSIZE, &saved_);
-        const rlimit none{0, saved_.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &none);
+        const rlimit limited{room, saved_.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limited);
     }
     ~NoRoomForFiles() {
         ::setrlimit(RLIMIT_FSIZE, &saved_);
@@ -166,7 +166,7 @@ TEST_F(AccountPkceTest, ANewOwnerNeverGetsThePreviousOwnersTokens) {
 TEST_F(AccountPkceTest, NoLockAnyoneCanPlantOrHoldCostsTheAccount) {
     const ShortWaits waits;
     BrowserLogin();
-    enum Trap { kLink, kForeignFile, kHeld, kNoRoom };
+    enum Trap { kLink, kForeignFile, kHeld, kNoRoom, kLittleRoom };
     enum Due { kRenewal, kRescue, kNoTokenFile };
     const auto token = [] { return CodeOf([] { AccountPkceService().GetAccessToken(); }); };
     const auto key_login = [] {
@@ -188,6 +188,8 @@ TEST_F(AccountPkceTest, NoLockAnyoneCanPlantOrHoldCostsTheAccount) {
         {"hos_rescue_token", kHeld, kRescue, token, KOVA_ERR_TOKEN, 1},
         {"hos_save_token", kNoRoom, kRenewal, token, KOVA_ERR_BAD_JSON, 0},
         {"hos_save_token", kNoRoom, kNoTokenFile, token, KOVA_ERR_BAD_JSON, 1},
+        // Room for a small token set but not for the largest one accepted: nothing is spent.
+        {"hos_save_token", kLittleRoom, kRenewal, token, KOVA_ERR_BAD_JSON, 0},
         {"query_info", kLink, kRenewal, key_login, 0, 0},
         {"query_info", kHeld, kRenewal, key_login, KOVA_ERR_TOKEN, 0},
         {"query_info", kHeld, kRenewal, query, KOVA_ERR_TOKEN, 0}};
@@ -216,8 +218,8 @@ TEST_F(AccountPkceTest, NoLockAnyoneCanPlantOrHoldCostsTheAccount) {
         // Twice, as two scheduled reports would; a held lock is tried once (it costs a second).
         for (int i = trap == kHeld ? 1 : 0; i < 2; ++i) {
             std::optional<NoRoomForFiles> full;
-            if (trap == kNoRoom) {
-                full.emplace();
+            if (trap == kNoRoom || trap == kLittleRoom) {
+                full.emplace(trap == kNoRoom ? 0 : 20 * 1024);
             }
             EXPECT_EQ(call(), code) << row;
         }
