@@ -232,11 +232,20 @@ Json::Value PkceClientImpl::WriteToken(const Json::Value& answer, const Json::Va
 }
 
 void PkceClientImpl::ClaimFor(const std::string& user_id) const {
-    FileLock lock(LockPath("_save_token"));
-    LockOrThrow(lock);
-    Json::Value token = ReadAnyToken();
-    token[kOwnerMember] = user_id;
-    internal::SaveJsonFile(GetTokenFilePath(), token, internal::kLargestTokenFile);
+    try {
+        FileLock lock(LockPath("_save_token"));
+        LockOrThrow(lock);
+        Json::Value token = ReadAnyToken();
+        if (token[kOwnerMember] != PendingOwner()) {
+            return;  // replaced meanwhile (a rescue of the account bound before): not the login's to claim
+        }
+        token[kOwnerMember] = user_id;
+        internal::SaveJsonFile(GetTokenFilePath(), token, internal::kLargestTokenFile);
+    } catch (const KovaException& error) {
+        // The binding stands; its token, still no account's, is rescued with the auth key when next asked for.
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to claim the token of [%s] for the account, code=%d", name_.c_str(),
+                 static_cast<int>(error.GetCode()));
+    }
 }
 
 void PkceClientImpl::RemoveUnlessIssuedFor(const std::string& user_id) const {

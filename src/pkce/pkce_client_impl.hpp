@@ -53,7 +53,9 @@ public:
     // the token set as saved.
     Json::Value ExchangeToken(const ExchangeLocks& held, const Json::Value& owner, const std::string& code,
                               const std::string& redirect_uri, const std::string& code_verifier) const;
-    // Gives the token file, whoever it was issued for, to the account `user_id`.
+    // Gives the token file obtained for a binding not yet made (PendingOwner)
+    // to the account `user_id`; a file of anyone else's is left as it is.
+    // Never throws: a file left unclaimed counts as absent, which the rescue repairs.
     void ClaimFor(const std::string& user_id) const;
     // Removes the token file unless it was issued for `user_id`; a file whose
     // save lock is held, or that cannot be read, is left (it counts as absent all the same).
