@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <mutex>
 
 #include "foundation/log.hpp"
 #include "quilkova/kova_exception.hpp"
@@ -26,59 +27,86 @@ bool SetEffectiveId(Id which, unsigned int id) {
     KOVA_LOG(LOG_AUTH | LOG_INFO, "%s:%d WARNING: set%s(%d, %d, %d)", name, -1, static_cast<int>(id), -1);
     return true;
 }
-}  // namespace
+// The section as the process's threads share it.
+struct SharedSection {
+    std::mutex mutex;
+    int holders = 0;
+    uid_t noted_uid = 0;
+    gid_t noted_gid = 0;
+    bool raised = false;
+};
 
-PrivilegedSection::PrivilegedSection() : noted_uid_(::geteuid()), noted_gid_(::getegid()), raised_(false) {
-    if (noted_uid_ == 0) {
-        return;
-    }
-    bool raised = true;
-    if (noted_gid_ != 0) {
-        raised = SetEffectiveId(Id::kGroup, 0);
-    }
-    raised = SetEffectiveId(Id::kUser, 0) && raised;
-    if (!raised) {
-        KOVA_LOG(LOG_AUTH | LOG_ERR, "%s:%d ERROR: ENTERCriticalSection");
-        // Whatever half of the raise succeeded (the group, typically) must not
-        // outlive the failure; it is given back without a log line, so that
-        // the log shows exactly the failed entry.
-        if (::getegid() != noted_gid_) {
-            (void)::setresgid(static_cast<gid_t>(-1), noted_gid_, static_cast<gid_t>(-1));
-        }
-        if (::geteuid() != noted_uid_) {
-            (void)::setresuid(static_cast<uid_t>(-1), noted_uid_, static_cast<uid_t>(-1));
-        }
-        errno = EPERM;
-        KOVA_LOG(LOG_ERR, "%s:%d Change permission failed");
-        throw KovaException(KOVA_ERR_SYSTEM);
-    }
-    raised_ = true;
-    errno = 0;
+SharedSection& Shared() {
+    static SharedSection section;
+    return section;
 }
 
-PrivilegedSection::~PrivilegedSection() {
-    if (raised_) {
-        DropBack();
-    }
-}
-
-bool PrivilegedSection::DropBack() const {
+// The effective ids back to the noted ones: root again first, so that the group may be changed.
+void DropBack(const SharedSection& section) {
     bool dropped = true;
-    // Root again first, so that the group may be changed.
-    if (::geteuid() != noted_uid_) {
+    if (::geteuid() != section.noted_uid) {
         dropped = SetEffectiveId(Id::kUser, 0);
     }
-    if (::getegid() != noted_gid_) {
-        dropped = SetEffectiveId(Id::kGroup, noted_gid_) && dropped;
+    if (::getegid() != section.noted_gid) {
+        dropped = SetEffectiveId(Id::kGroup, section.noted_gid) && dropped;
     }
-    if (::geteuid() != noted_uid_) {
-        dropped = SetEffectiveId(Id::kUser, noted_uid_) && dropped;
+    if (::geteuid() != section.noted_uid) {
+        dropped = SetEffectiveId(Id::kUser, section.noted_uid) && dropped;
     }
     if (!dropped) {
         KOVA_LOG(LOG_AUTH | LOG_ERR, "%s:%d ERROR: LEAVECriticalSection");
         errno = EPERM;
     }
-    return dropped;
+}
+
+// Raises from the noted ids; false (logged, the half given back) when it cannot.
+bool Raise(const SharedSection& section) {
+    bool raised = true;
+    if (section.noted_gid != 0) {
+        raised = SetEffectiveId(Id::kGroup, 0);
+    }
+    raised = SetEffectiveId(Id::kUser, 0) && raised;
+    if (raised) {
+        return true;
+    }
+    KOVA_LOG(LOG_AUTH | LOG_ERR, "%s:%d ERROR: ENTERCriticalSection");
+    // Whatever half of the raise succeeded (the group, typically) must not
+    // outlive the failure; it is given back without a log line, so that the
+    // log shows exactly the failed entry.
+    if (::getegid() != section.noted_gid) {
+        (void)::setresgid(static_cast<gid_t>(-1), section.noted_gid, static_cast<gid_t>(-1));
+    }
+    if (::geteuid() != section.noted_uid) {
+        (void)::setresuid(static_cast<uid_t>(-1), section.noted_uid, static_cast<uid_t>(-1));
+    }
+    return false;
+}
+}  // namespace
+
+PrivilegedSection::PrivilegedSection() {
+    SharedSection& section = Shared();
+    const std::lock_guard<std::mutex> guard(section.mutex);
+    if (section.holders == 0) {
+        section.noted_uid = ::geteuid();
+        section.noted_gid = ::getegid();
+        section.raised = section.noted_uid != 0 && Raise(section);
+        if (section.noted_uid != 0 && !section.raised) {
+            errno = EPERM;
+            KOVA_LOG(LOG_ERR, "%s:%d Change permission failed");
+            throw KovaException(KOVA_ERR_SYSTEM);
+        }
+    }
+    ++section.holders;
+    errno = 0;
+}
+
+PrivilegedSection::~PrivilegedSection() {
+    SharedSection& section = Shared();
+    const std::lock_guard<std::mutex> guard(section.mutex);
+    if (--section.holders == 0 && section.raised) {
+        DropBack(section);
+        section.raised = false;
+    }
 }
 
 }  // namespace quilkova::internal

@@ -4,6 +4,8 @@
 
 #include <syslog.h>
 
+#include <atomic>
+
 #include "account/default_hosts.hpp"
 
 namespace {
@@ -77,6 +79,28 @@ TEST_F(PrivilegeTest, EachAccessRaisesToRootAndDropsBackOrFailsWithCodeSixWritin
             KOVA_INFO read = {};
             EXPECT_EQ(FailureCode(QUILKOVAAccountGet(&read)), raisable ? 1000 : KOVA_ERR_SYSTEM);
             EXPECT_STREQ(read.user_id, raisable ? "u-1" : "");
+            if (raisable) {
+                // Threads of one process share the raised section: none drops
+                // it in the middle of another's read, on either face.
+                std::atomic<int> wrong{0};
+                const auto reader = [&wrong](bool flat) {
+                    for (int i = 0; i < 200; ++i) {
+                        KOVA_INFO info = {};
+                        const bool right = flat ? QUILKOVAAccountGet(&info) == 0 && std::string(info.auth_key) == "key-1"
+                                                : quilkova::User().GetEmail() == "owner@example.com" &&
+                                                      quilkova::User().GetAuthKey() == "key-1";
+                        wrong += right ? 0 : 1;
+                    }
+                };
+                std::thread first(reader, false);
+                std::thread second(reader, true);
+                std::thread third(reader, false);
+                first.join();
+                second.join();
+                third.join();
+                EXPECT_EQ(wrong.load(), 0);
+                EXPECT_EQ(::geteuid(), kNobody) << "dropped once the last thread left";
+            }
             if (!raisable) {  // the hosts fall back to the compiled-in ones
                 EXPECT_EQ(quilkova::ServerInfo().GetAccountHost(), quilkova::internal::kAccountHost);
                 EXPECT_TRUE(log.Contains(" Failed to get user defined account host")) << log.Dump();
