@@ -40,6 +40,7 @@ void WriteHosToken(long long age) {
     token["token_type"] = "Bearer";
     token["expires_in"] = 3600;
     token["created_at"] = static_cast<Json::Int64>(std::time(nullptr) - age);
+    token["bound_user_id"] = "u-1";  // the account of the record the appliance is made with
     internal::WriteJsonFile("/usr/quil/etc/quillion-account/private/hos_token.json", token);
 }
 

@@ -41,7 +41,11 @@ bool CreateLockFile(const std::string& path) {
         ::umask(saved_umask);
         return fd;
     };
-    int fd = internal::OpenMakingParents(real_path, open);
+    // Most often it is there already: no umask to set, nothing to create.
+    int fd = ::open(real_path.c_str(), O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0 && errno == ENOENT) {
+        fd = internal::OpenMakingParents(real_path, open);
+    }
     struct stat info {};
     if (fd < 0 && errno == ELOOP && ::lstat(real_path.c_str(), &info) == 0 && S_ISLNK(info.st_mode) &&
         ::unlink(real_path.c_str()) == 0) {

@@ -7,6 +7,7 @@
 #include <deque>
 #include <iterator>
 #include <mutex>
+#include <unordered_set>
 
 #include "foundation/json_utils.hpp"
 
@@ -260,9 +261,16 @@ void CollectSecretValues(const Json::Value& value, bool secret, std::vector<std:
     }
 }
 
-std::mutex held_mutex;
-std::deque<std::string>& HeldList() {
-    static std::deque<std::string> held;
+// The secrets held, oldest first, and the same as a set: noted on every
+// token read, so asking whether one is known must cost little.
+struct Held {
+    std::mutex mutex;
+    std::deque<std::string> order;
+    std::unordered_set<std::string> known;
+};
+
+Held& HeldSecretsKept() {
+    static Held held;
     return held;
 }
 }  // namespace
@@ -335,14 +343,15 @@ void NoteHeldSecret(const std::string& value) {
     if (value.empty()) {
         return;
     }
-    const std::lock_guard<std::mutex> guard(held_mutex);
-    std::deque<std::string>& held = HeldList();
-    if (std::find(held.begin(), held.end(), value) != held.end()) {
+    Held& held = HeldSecretsKept();
+    const std::lock_guard<std::mutex> guard(held.mutex);
+    if (!held.known.insert(value).second) {
         return;
     }
-    held.push_back(value);
-    if (held.size() > kHeldSecretsKept) {
-        held.pop_front();
+    held.order.push_back(value);
+    if (held.order.size() > kHeldSecretsKept) {
+        held.known.erase(held.order.front());
+        held.order.pop_front();
     }
 }
 
@@ -355,8 +364,9 @@ void NoteHeldSecrets(const Json::Value& value) {
 }
 
 std::vector<std::string> HeldSecrets() {
-    const std::lock_guard<std::mutex> guard(held_mutex);
-    return {HeldList().begin(), HeldList().end()};
+    Held& held = HeldSecretsKept();
+    const std::lock_guard<std::mutex> guard(held.mutex);
+    return {held.order.begin(), held.order.end()};
 }
 
 }  // namespace quilkova::internal

@@ -123,7 +123,10 @@ void AccountPkceServiceImpl::GrantByAuthKey() const {
                           {{"auth_key", UserImpl().GetAuthKey()}}, "", "by authkey", true});
 }
 
-std::string AccountPkceServiceImpl::GetToken(TokenGetter getter) const {
+std::string AccountPkceServiceImpl::GetToken(const char* key) const {
+    if (std::optional<std::string> valid = client_.ValidToken(key)) {
+        return *valid;
+    }
     if (!client_.HasTokenFile() && HasAuthKey()) {
         const RescueLock serialised;
         if (!client_.HasTokenFile()) {  // another process may have made it meanwhile
@@ -131,7 +134,7 @@ std::string AccountPkceServiceImpl::GetToken(TokenGetter getter) const {
         }
     }
     try {
-        return (client_.*getter)();
+        return client_.GetToken(key);
     } catch (const KovaException& error) {
         if (error.GetCode() != KOVA_ERR_AUTH) {
             throw;
@@ -156,15 +159,15 @@ std::string AccountPkceServiceImpl::GetToken(TokenGetter getter) const {
             }
         }
     }
-    return (client_.*getter)();
+    return client_.GetToken(key);
 }
 
 std::string AccountPkceServiceImpl::GetAccessToken() const {
-    return GetToken(&PkceClientImpl::GetAccessToken);
+    return GetToken("access_token");
 }
 
 std::string AccountPkceServiceImpl::GetIdToken() const {
-    return GetToken(&PkceClientImpl::GetIdToken);
+    return GetToken("id_token");
 }
 
 bool AccountPkceServiceImpl::HasToken() const {

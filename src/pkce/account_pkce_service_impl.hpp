@@ -36,9 +36,9 @@ public:
     void GrantByAuthKey() const;
 
 private:
-    using TokenGetter = std::string (PkceClientImpl::*)() const;
     // The rescue ladder shared by the two token getters.
-    std::string GetToken(TokenGetter getter) const;
+    // The ladder for the token member `key` ("access_token" or "id_token").
+    std::string GetToken(const char* key) const;
 
     AccountServiceImpl account_;
     PkceClientImpl client_;

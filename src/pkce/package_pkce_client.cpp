@@ -123,14 +123,17 @@ void PackagePkceClientImpl::GrantByAccountService() const {
          ApplianceBearer(), format("pacakge[%s]", package_.c_str())});
 }
 
-std::string PackagePkceClientImpl::GetToken(TokenGetter getter) const {
+std::string PackagePkceClientImpl::GetToken(const char* key) const {
+    if (std::optional<std::string> valid = client_.ValidToken(key)) {
+        return *valid;
+    }
     FileLock lock(LockPath(package_ + "_package_get_token"));
     LockOrThrow(lock);
     if (!client_.HasTokenFile()) {
         GrantByAccountService();
     }
     try {
-        return (client_.*getter)();
+        return client_.GetToken(key);
     } catch (const KovaException& error) {
         if (error.GetCode() != KOVA_ERR_AUTH) {
             throw;
@@ -138,15 +141,15 @@ std::string PackagePkceClientImpl::GetToken(TokenGetter getter) const {
     }
     KOVA_LOG(LOG_ERR, "%s:%d Rescue package[%s] renew pkce token by hos token", package_.c_str());
     GrantByAccountService();
-    return (client_.*getter)();
+    return client_.GetToken(key);
 }
 
 std::string PackagePkceClientImpl::GetAccessToken() const {
-    return GetToken(&PkceClientImpl::GetAccessToken);
+    return GetToken("access_token");
 }
 
 std::string PackagePkceClientImpl::GetIdToken() const {
-    return GetToken(&PkceClientImpl::GetIdToken);
+    return GetToken("id_token");
 }
 
 std::unique_ptr<PackagePkceClientImpl> PackagePkceClientImpl::Make(const std::string& package) {

@@ -33,8 +33,8 @@ public:
     bool ReadCache(Json::Value& config, long long& created_at) const;
 
 private:
-    using TokenGetter = std::string (PkceClientImpl::*)() const;
-    std::string GetToken(TokenGetter getter) const;
+    // The ladder for the token member `key` ("access_token" or "id_token").
+    std::string GetToken(const char* key) const;
     bool IsFresh(long long created_at) const;
 
     std::string package_;

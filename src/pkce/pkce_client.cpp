@@ -7,6 +7,7 @@
 #include <boost/algorithm/string/replace.hpp>
 #include <cerrno>
 #include <ctime>
+#include <mutex>
 
 #include "account/user_impl.hpp"
 #include "foundation/appliance_paths.hpp"
@@ -149,12 +150,50 @@ std::string PkceClientImpl::GetTokenFilePath() const {
     return internal::TokenFilePath(name_);
 }
 
+namespace {
+// The bound account's user id as last read, and the record's identity then: read
+// again only when the record changed (it is replaced whole on every change, so
+// its inode, times or size tell), since every token read asks for it.
+struct BoundAccountCache {
+    std::mutex mutex;
+    bool valid = false;
+    struct stat record {};
+    std::string user_id;
+
+    static bool Same(const struct stat& a, const struct stat& b) {
+        return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+               a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec &&
+               a.st_ctim.tv_sec == b.st_ctim.tv_sec && a.st_ctim.tv_nsec == b.st_ctim.tv_nsec;
+    }
+};
+}  // namespace
+
 std::string PkceClientImpl::BoundUserId() {
+    static BoundAccountCache cache;
+    struct stat record {};
+    const bool seen = ::stat(internal::RootedPath(UserImpl::kPath).c_str(), &record) == 0;
+    if (!seen && errno == ENOENT) {
+        return "";  // no record: no account is bound
+    }
+    if (seen) {
+        const std::lock_guard<std::mutex> guard(cache.mutex);
+        if (cache.valid && BoundAccountCache::Same(cache.record, record)) {
+            return cache.user_id;
+        }
+    }
+    std::string user_id;
     try {
-        return UserImpl().GetUserId();
+        user_id = UserImpl().GetUserId();
     } catch (const KovaException&) {
         return "";  // then only tokens obtained while no account was bound count
     }
+    if (seen) {
+        const std::lock_guard<std::mutex> guard(cache.mutex);
+        cache.valid = true;
+        cache.record = record;
+        cache.user_id = user_id;
+    }
+    return user_id;
 }
 
 // A token file counts only when it is ours, nobody else may write it, and it
@@ -266,7 +305,24 @@ void PkceClientImpl::RemoveUnlessIssuedFor(const std::string& user_id) const {
     (void)::unlink(internal::RootedPath(GetTokenFilePath()).c_str());
 }
 
-std::string PkceClientImpl::GetTokenUnderLock(const char* key) const {
+std::optional<std::string> PkceClientImpl::ValidToken(const char* key) const {
+    try {
+        const Json::Value token = ReadToken();
+        if (!IsPast(ExpiryOf(token)) && token.isMember(key)) {
+            return internal::TextOf(token[key]);
+        }
+    } catch (const KovaException&) {
+        // None of the bound account's, or unreadable: the locked road says which.
+    }
+    return std::nullopt;
+}
+
+std::string PkceClientImpl::GetToken(const char* key) const {
+    // The lock serialises renewals; a valid token needs none, and readers
+    // never wait behind a renewal for a token that is still good.
+    if (std::optional<std::string> valid = ValidToken(key)) {
+        return *valid;
+    }
     FileLock lock(LockPath("_get_token"));
     LockOrThrow(lock);
     // Read once: a valid token is answered from this one reading.
@@ -287,11 +343,11 @@ std::string PkceClientImpl::GetTokenUnderLock(const char* key) const {
 }
 
 std::string PkceClientImpl::GetAccessToken() const {
-    return GetTokenUnderLock("access_token");
+    return GetToken("access_token");
 }
 
 std::string PkceClientImpl::GetIdToken() const {
-    return GetTokenUnderLock("id_token");
+    return GetToken("id_token");
 }
 
 void PkceClientImpl::RenewToken() const {
@@ -306,6 +362,9 @@ void PkceClientImpl::RenewToken() const {
     const std::string endpoint = ConfigText("token_endpoint");
     // Only the bound account's refresh token is spent, and its renewal stays that account's.
     const Json::Value current = ReadToken();
+    if (!IsPast(ExpiryOf(current))) {
+        return;  // made anew while this process waited (a rescue, a login): nothing to renew
+    }
     const http::Response response = PostToTokenEndpoint(
         endpoint, client_id,
         http::Payload{{"grant_type", "refresh_token"}, {"refresh_token", TokenMember(current, "refresh_token")},

@@ -3,6 +3,7 @@
 
 #include <json/json.h>
 
+#include <optional>
 #include <string>
 
 #include "quilkova/file_lock.hpp"
@@ -45,6 +46,13 @@ public:
     void SaveToken(const Json::Value& answer) const;
     std::string GetAccessToken() const;
     std::string GetIdToken() const;
+    // The member `key` ("access_token", "id_token") of the bound account's
+    // token when it is valid now, read without a lock: files are replaced
+    // whole, so a reader sees the old file or the new one. Nothing otherwise.
+    std::optional<std::string> ValidToken(const char* key) const;
+    // The member `key`: a valid token at once, else under the "_get_token"
+    // lock, renewed first when it has expired.
+    std::string GetToken(const char* key) const;
     // Runs under the "_get_token" lock when called from the token getters.
     void RenewToken() const;
     void ExchangeToken(const std::string& code, const std::string& redirect_uri,
@@ -62,7 +70,6 @@ public:
     void RemoveUnlessIssuedFor(const std::string& user_id) const;
 
 private:
-    std::string GetTokenUnderLock(const char* key) const;
     // The bound account's token file: 22 when there is none of ours or it is
     // another account's, 2 when it holds no JSON.
     Json::Value ReadToken() const;
