@@ -31,6 +31,11 @@ inline std::string TokenFilePath(const std::string& client) {
     return kPrivateDirectory + client + "_token.json";
 }
 
+// The client's backoff state beside its token file.
+inline std::string BackoffFilePath(const std::string& client) {
+    return kPrivateDirectory + client + "_backoff.json";
+}
+
 // "/tmp/account_<name>.lock": the lock files every local user can open.
 inline std::string LockPath(const std::string& name) {
     return "/tmp/account_" + name + ".lock";

@@ -15,6 +15,7 @@ struct Waits {
     long sender_short_seconds = 15;               // the flat sender's short time-out class
     long sender_long_seconds = 120;               // and its long one
     std::chrono::milliseconds sender_pause{1000};  // between the sender's attempts
+    std::chrono::milliseconds request_timeout{30000};  // each request of the classes
 };
 
 Waits& CurrentWaits();

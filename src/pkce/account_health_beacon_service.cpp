@@ -20,7 +20,7 @@ public:
         // The second header set replaces the first: only "Authorization" is
         // sent. The scope travels whole, in one pair.
         const http::Response response =
-            http::Post(http::Url{url}, http::Timeout{internal::kRequestTimeoutMs},
+            http::Post(http::Url{url}, internal::RequestTimeout(),
                        http::UserAgent{HosService().GetUserAgent()}, http::Header{{"X-Client-ID", client_id}},
                        http::Header{{"Authorization", "Bearer " + token}},
                        http::Payload{{"client_id", client_id},

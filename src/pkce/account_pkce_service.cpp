@@ -11,6 +11,7 @@
 #include "operations/account_operations.hpp"
 #include "pkce/account_pkce_service_impl.hpp"
 #include "pkce/appliance_tokens.hpp"
+#include "pkce/backoff.hpp"
 #include "pkce/pkce_requests.hpp"
 #include "quilkova/hos_service.hpp"
 #include "quilkova/kova_exception.hpp"
@@ -78,7 +79,7 @@ Json::Value AccountPkceServiceImpl::ExchangeAuthKey(const std::string& access_to
     // The second header set replaces the first: only "Authorization" is sent.
     const http::Response response =
         http::Post(http::Url{GetAccountHost() + "/oauth2/api/v1/device/core/authkey/exchange"},
-                   http::Timeout{internal::kRequestTimeoutMs}, http::UserAgent{HosService().GetUserAgent()},
+                   internal::RequestTimeout(), http::UserAgent{HosService().GetUserAgent()},
                    http::Header{{"X-Client-ID", GetClientId()}}, http::Header{{"Authorization", "Bearer " + access_token}});
     internal::RequireDelivered(response, "Failed to exchange authkey", "Failed to exchange authkey");
     Json::Value answer;
@@ -205,7 +206,7 @@ void AccountPkceServiceImpl::Logout(bool send_access_token) const {
     const http::Response response =
         http::Post(http::Url{GetAccountHost() + "/device/api/logout"}, form,
                    http::UserAgent{HosService().GetUserAgent()}, http::Header{{"X-Client-ID", GetClientId()}},
-                   http::Timeout{internal::kRequestTimeoutMs});
+                   internal::RequestTimeout());
     internal::RequireDelivered(response, "Failed to logout", "Failed to logout");
     const Json::Value answer = internal::RequireObject(response, "Failed to parse logout resp", KOVA_ERR_BAD_JSON);
     if (answer.isMember("code")) {
@@ -251,9 +252,11 @@ void internal::LogoutLocally() {
     if (QLIBCExecl("/bin/sh", "-c", command.c_str(), static_cast<char*>(nullptr)) < 0) {
         KOVA_LOG(LOG_ERR, "%s:%d Failed to clear token files");
     }
+    Backoff::ClearAll();
 }
 
 void internal::ForgetOtherAccountsTokens(const std::string& user_id) {
+    Backoff::ClearAll();  // a new binding is a fresh start
     constexpr const char* kSuffix = "_token.json";
     const size_t suffix = std::strlen(kSuffix);
     for (const std::string& name : DirectoryEntries(RootedPath(kPrivateDirectory))) {

@@ -93,7 +93,7 @@ void PackagePkceClientImpl::RetrievePkceConfig() const {
     const http::Response response =
         http::Get(http::Url{ServerInfoImpl().GetAccountHost() + "/oauth2/api/v1/device/package/config/pkce/client"},
                   http::Parameters{{"package_name", package_}}, http::Header{{"Authorization", ApplianceBearer()}},
-                  http::UserAgent{HosService().GetUserAgent()}, http::Timeout{internal::kRequestTimeoutMs});
+                  http::UserAgent{HosService().GetUserAgent()}, internal::RequestTimeout());
     const std::string named = format("pacakge[%s]", package_.c_str());
     internal::RequireDelivered(response, "Failed to retrieve " + named, "Failed to retrieve " + named + " pkce config");
     SavePkceConfig(internal::RequireObject(response, "Failed to parse retrieve " + named + " pkce config resp",

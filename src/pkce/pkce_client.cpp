@@ -15,6 +15,7 @@
 #include "foundation/log.hpp"
 #include "foundation/redact.hpp"
 #include "foundation/string_utils.hpp"
+#include "foundation/waits.hpp"
 #include "operations/account_service_impl.hpp"
 #include "pkce/pkce_client_impl.hpp"
 #include "pkce/pkce_requests.hpp"
@@ -105,14 +106,14 @@ TokenAnswer Judge(const Json::Value& answer) {
 
 http::Response PostToTokenEndpoint(const std::string& endpoint, const std::string& client_id,
                                    const http::Payload& payload) {
-    return http::Post(http::Url{endpoint}, http::Timeout{internal::kRequestTimeoutMs},
+    return http::Post(http::Url{endpoint}, internal::RequestTimeout(),
                       http::UserAgent{HosService().GetUserAgent()},
                       http::Header{{"X-Client-ID", client_id}}, payload);
 }
 
 }  // namespace
 
-PkceClientImpl::PkceClientImpl(const std::string& name) : name_(name) {}
+PkceClientImpl::PkceClientImpl(const std::string& name) : name_(name), backoff_(name) {}
 
 Json::Value PkceClientImpl::FormatPkceConfig(const Json::Value& raw) const {
     const auto member = [&raw](const char* key) { return raw.isObject() ? internal::TextOf(raw[key]) : std::string(); };
@@ -305,6 +306,22 @@ void PkceClientImpl::RemoveUnlessIssuedFor(const std::string& user_id) const {
     (void)::unlink(internal::RootedPath(GetTokenFilePath()).c_str());
 }
 
+std::string PkceClientImpl::OutcomeOfAnothersRenewal(const char* key, const std::string& lock_path) const {
+    // Its request may last as long as this wait did: once it is over, what it
+    // ended with is the answer (a token, or the failure the backoff keeps).
+    FileLock renewing(LockPath("_renew_token"));
+    const auto request = std::chrono::duration_cast<std::chrono::seconds>(internal::CurrentWaits().request_timeout);
+    if (renewing.Lock(static_cast<unsigned int>(request.count()) + 1)) {
+        renewing.Unlock();
+    }
+    if (std::optional<std::string> valid = ValidToken(key)) {
+        return *valid;
+    }
+    backoff_.RequireDue();
+    // Nobody renewed under the lock: it is simply held.
+    throw KovaException(KOVA_ERR_TOKEN, format("Failed to lock file: %s", lock_path.c_str()));
+}
+
 std::optional<std::string> PkceClientImpl::ValidToken(const char* key) const {
     try {
         const Json::Value token = ReadToken();
@@ -324,7 +341,9 @@ std::string PkceClientImpl::GetToken(const char* key) const {
         return *valid;
     }
     FileLock lock(LockPath("_get_token"));
-    LockOrThrow(lock);
+    if (!lock.Lock(internal::CurrentWaits().lock_seconds)) {
+        return OutcomeOfAnothersRenewal(key, lock.GetPath());
+    }
     // Read once: a valid token is answered from this one reading.
     Json::Value token;
     long long expired_at = 0;
@@ -365,35 +384,38 @@ void PkceClientImpl::RenewToken() const {
     if (!IsPast(ExpiryOf(current))) {
         return;  // made anew while this process waited (a rescue, a login): nothing to renew
     }
-    const http::Response response = PostToTokenEndpoint(
-        endpoint, client_id,
-        http::Payload{{"grant_type", "refresh_token"}, {"refresh_token", TokenMember(current, "refresh_token")},
-                      {"client_id", client_id}});
-    if (response.error.code != http::ErrorCode::OK) {
-        throw KovaException(KOVA_ERR_RESPONSE, format("Failed to renew token, reqcode=%d, reqmsg=%s",
-                                                      response.error.code, response.error.message.c_str()));
-    }
-    // Parsed before the status is looked at, so that a refusal is reported with its body.
-    Json::Value answer;
-    if (!internal::ParseAnswer(response, answer)) {
-        const std::string message = internal::StatusMessage("Failed to parse renew token resp", response);
-        KOVA_LOG(LOG_ERR, "%s:%d %s", message.c_str());
-        throw KovaException(KOVA_ERR_RESPONSE, message);
-    }
-    if (response.status_code != 200) {
-        const std::string message =
-            internal::StatusMessage("Failed to renew token, refresh_token is expired or revoked", response);
-        KOVA_LOG(LOG_ERR, "%s:%d %s", message.c_str());
-        throw KovaException(KOVA_ERR_AUTH, message);
-    }
-    const TokenAnswer judged = Judge(answer);
-    if (judged != TokenAnswer::kComplete) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to RenewToken by [%s], resp=%s", name_.c_str(),
-                 internal::Redacted(response).c_str());
-        throw KovaException(judged == TokenAnswer::kUnusable ? KOVA_ERR_RESPONSE : KOVA_ERR_TOKEN,
-                            internal::StatusMessage("Failed to parse renew token resp", response));
-    }
-    WriteToken(answer, current[kOwnerMember]);
+    backoff_.Run([&] {
+        const http::Response response = PostToTokenEndpoint(
+            endpoint, client_id,
+            http::Payload{{"grant_type", "refresh_token"}, {"refresh_token", TokenMember(current, "refresh_token")},
+                          {"client_id", client_id}});
+        backoff_.Saw(response);
+        if (response.error.code != http::ErrorCode::OK) {
+            throw KovaException(KOVA_ERR_RESPONSE, format("Failed to renew token, reqcode=%d, reqmsg=%s",
+                                                          response.error.code, response.error.message.c_str()));
+        }
+        // Parsed before the status is looked at, so that a refusal is reported with its body.
+        Json::Value answer;
+        if (!internal::ParseAnswer(response, answer)) {
+            const std::string message = internal::StatusMessage("Failed to parse renew token resp", response);
+            KOVA_LOG(LOG_ERR, "%s:%d %s", message.c_str());
+            throw KovaException(KOVA_ERR_RESPONSE, message);
+        }
+        if (response.status_code != 200) {
+            const std::string message =
+                internal::StatusMessage("Failed to renew token, refresh_token is expired or revoked", response);
+            KOVA_LOG(LOG_ERR, "%s:%d %s", message.c_str());
+            throw KovaException(KOVA_ERR_AUTH, message);
+        }
+        const TokenAnswer judged = Judge(answer);
+        if (judged != TokenAnswer::kComplete) {
+            KOVA_LOG(LOG_ERR, "%s:%d Failed to RenewToken by [%s], resp=%s", name_.c_str(),
+                     internal::Redacted(response).c_str());
+            throw KovaException(judged == TokenAnswer::kUnusable ? KOVA_ERR_RESPONSE : KOVA_ERR_TOKEN,
+                                internal::StatusMessage("Failed to parse renew token resp", response));
+        }
+        WriteToken(answer, current[kOwnerMember]);
+    });
 }
 
 PkceClientImpl::ExchangeLocks::ExchangeLocks(const PkceClientImpl& client)
@@ -423,6 +445,7 @@ Json::Value PkceClientImpl::ExchangeToken(const ExchangeLocks&, const Json::Valu
                             http::Payload{{"grant_type", "authorization_code"}, {"code", code},
                                           {"redirect_uri", redirect_uri}, {"code_verifier", code_verifier},
                                           {"client_id", client_id}});
+    backoff_.Saw(response);
     // The status first: a refused exchange is a failed response, whatever its body.
     internal::RequireDelivered(response, "Failed to exchange token", "Failed to exchange token");
     Json::Value answer;

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "pkce/backoff.hpp"
 #include "quilkova/file_lock.hpp"
 
 namespace quilkova {
@@ -61,6 +62,8 @@ public:
     // the token set as saved.
     Json::Value ExchangeToken(const ExchangeLocks& held, const Json::Value& owner, const std::string& code,
                               const std::string& redirect_uri, const std::string& code_verifier) const;
+    // The spacing of this client's network attempts while the service is down.
+    const internal::Backoff& backoff() const { return backoff_; }
     // Gives the token file obtained for a binding not yet made (PendingOwner)
     // to the account `user_id`; a file of anyone else's is left as it is.
     // Never throws: a file left unclaimed counts as absent, which the rescue repairs.
@@ -72,6 +75,10 @@ public:
 private:
     // The bound account's token file: 22 when there is none of ours or it is
     // another account's, 2 when it holds no JSON.
+    // What a caller that could not take the "_get_token" lock in time answers:
+    // the outcome of the renewal another process was making under it (its
+    // token, or its failure as the backoff keeps it), else 22 for the lock.
+    std::string OutcomeOfAnothersRenewal(const char* key, const std::string& lock_path) const;
     Json::Value ReadToken() const;
     // The token file whoever it was issued for.
     Json::Value ReadAnyToken() const;
@@ -82,6 +89,7 @@ private:
 
     std::string name_;
     Json::Value config_;
+    internal::Backoff backoff_;
 };
 
 }  // namespace quilkova

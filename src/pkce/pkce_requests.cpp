@@ -98,24 +98,27 @@ void GrantToken(const PkceClientImpl& client, const Json::Value& config, const G
     const PkceClientImpl::ExchangeLocks held(client);
     // The account whose credential vouches for the grant is the one bound now.
     const std::string owner = PkceClientImpl::BoundUserId();
-    const std::string redirect = TextOf(config["login_redirect_uri"]);
-    const std::string client_id = TextOf(config["client_id"]);
-    const ChallengePair pair = NewChallengePair();
-    // A later header set replaces the earlier one: with a bearer, only "Authorization" is sent.
-    const http::Header headers = grant.bearer.empty() ? http::Header{{"X-Client-ID", client_id}}
-                                                      : http::Header{{"Authorization", grant.bearer}};
-    const http::Response response =
-        http::Post(http::Url{grant.url}, GrantForm(client_id, redirect, pair.challenge, grant.extra,
-                                                   TextOf(config["scope"])),
-                   http::UserAgent{HosService().GetUserAgent()}, headers, http::Timeout{kRequestTimeoutMs});
-    if (grant.unauthorized_is_auth && response.error.code == http::ErrorCode::OK && response.status_code == 401) {
-        throw KovaException(KOVA_ERR_AUTH, StatusMessage("Failed to auth on grant " + grant.what, response));
-    }
-    RequireDelivered(response, "Failed to grant " + grant.what, "Failed to grant " + grant.what);
-    const Json::Value answer =
-        RequireObject(response, "Failed to parse grant " + grant.what + " resp", KOVA_ERR_RESPONSE, "grant_code");
-    // The grant code plays the authorization code, with this request's verifier.
-    client.ExchangeToken(held, owner, TextOf(answer["grant_code"]), redirect, pair.verifier);
+    client.backoff().Run([&] {
+        const std::string redirect = TextOf(config["login_redirect_uri"]);
+        const std::string client_id = TextOf(config["client_id"]);
+        const ChallengePair pair = NewChallengePair();
+        // A later header set replaces the earlier one: with a bearer, only "Authorization" is sent.
+        const http::Header headers = grant.bearer.empty() ? http::Header{{"X-Client-ID", client_id}}
+                                                          : http::Header{{"Authorization", grant.bearer}};
+        const http::Response response =
+            http::Post(http::Url{grant.url}, GrantForm(client_id, redirect, pair.challenge, grant.extra,
+                                                       TextOf(config["scope"])),
+                       http::UserAgent{HosService().GetUserAgent()}, headers, RequestTimeout());
+        client.backoff().Saw(response);
+        if (grant.unauthorized_is_auth && response.error.code == http::ErrorCode::OK && response.status_code == 401) {
+            throw KovaException(KOVA_ERR_AUTH, StatusMessage("Failed to auth on grant " + grant.what, response));
+        }
+        RequireDelivered(response, "Failed to grant " + grant.what, "Failed to grant " + grant.what);
+        const Json::Value answer =
+            RequireObject(response, "Failed to parse grant " + grant.what + " resp", KOVA_ERR_RESPONSE, "grant_code");
+        // The grant code plays the authorization code, with this request's verifier.
+        client.ExchangeToken(held, owner, TextOf(answer["grant_code"]), redirect, pair.verifier);
+    });
 }
 
 }  // namespace quilkova::internal

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "foundation/appliance_paths.hpp"
+#include "foundation/waits.hpp"
 #include "pkce/pkce_client_impl.hpp"
 #include "quilkova/file_lock.hpp"
 #include "quilkova/quilkova.h"
@@ -17,7 +18,10 @@
 // challenge pair and the grant form.
 namespace quilkova::internal {
 
-constexpr long kRequestTimeoutMs = 30000;
+// The time-out of each request of the PKCE clients: 30 seconds.
+inline http::Timeout RequestTimeout() {
+    return http::Timeout{CurrentWaits().request_timeout.count()};
+}
 
 // Takes the lock (waiting up to 30 s) or throws 22 "Failed to lock file: <path>".
 void LockOrThrow(FileLock& lock);

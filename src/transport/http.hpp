@@ -91,6 +91,7 @@ struct Response {
     long status_code = 0;  // 0 when no answer was read
     std::string text;
     Error error;
+    std::string retry_after;  // the answer's "Retry-After" header, "" when none
     // The secrets the request carried (credential fields, codes, the bearer
     // token): masked wherever the answer repeats them in a message.
     std::vector<std::string> sent_secrets;

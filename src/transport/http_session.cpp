@@ -180,6 +180,10 @@ Response Perform(const Request& request, bool post) {
         return response;
     }
     curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &response.status_code);
+    curl_header* retry_after = nullptr;
+    if (curl_easy_header(handle, "Retry-After", 0, CURLH_HEADER, -1, &retry_after) == CURLHE_OK) {
+        response.retry_after = retry_after->value;
+    }
     return response;
 }
 

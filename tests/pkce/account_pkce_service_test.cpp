@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "test_prelude.hpp"
+#include "tls_server.hpp"
 
 #include "pkce/account_pkce_service_impl.hpp"
 #include "quilkova/package_pkce_client.hpp"
@@ -234,6 +235,58 @@ TEST_F(AccountPkceTest, NoLockAnyoneCanPlantOrHoldCostsTheAccount) {
         EXPECT_EQ(token(), 0) << row << ": the next call recovers";
         EXPECT_EQ(Sent(kGrant), grants) << row << ": no refresh token or grant spent in vain";
     }
+}
+
+// While the service is unavailable (no answer, 5xx, 429) the appliance gives
+// it time, across processes: calls fail at once with the failure on record
+// and say when the next attempt is due; a valid token is still returned; a
+// new login or an answer of the service ends the wait. A caller that waited
+// for another process's renewal reports that renewal's outcome.
+TEST_F(AccountPkceTest, AnUnavailableServiceIsGivenTimeAcrossProcesses) {
+    using quilkova::test::kHosBackoff;
+    BrowserLogin();
+    const auto code_elsewhere = [] {
+        ChildProcess child([] { return static_cast<int>(CodeOf([] { AccountPkceService().GetAccessToken(); })); });
+        return child.Wait();
+    };
+    Restamp(kHosToken, 7200);
+    sim().Queue("/oauth2/token", {429, "", 0, {{"Retry-After", "30"}}});
+    EXPECT_EQ(CodeOf([] { AccountPkceService().GetAccessToken(); }), KOVA_ERR_RESPONSE);
+    ASSERT_TRUE(root().Exists(kHosBackoff));
+    EXPECT_EQ(code_elsewhere(), KOVA_ERR_RESPONSE);
+    const std::string waiting = WhatOf([] { AccountPkceService().GetAccessToken(); });
+    EXPECT_NE(waiting.find("code=429, resp=; the service is given time: the next attempt is due in "), std::string::npos)
+        << waiting;
+    EXPECT_EQ(TokenRequests("refresh_token"), 1u) << "nothing sent while waiting";
+    Restamp(kHosToken, 0);
+    EXPECT_FALSE(AccountPkceService().GetAccessToken().empty()) << "a valid token whatever the state";
+
+    BrowserLogin();
+    EXPECT_FALSE(root().Exists(kHosBackoff)) << "a new login starts afresh";
+    // The service's own answers, a refusal rescued by the auth key or a
+    // renewal, end no wait because none begins.
+    for (const bool refused : {true, false}) {
+        Restamp(kHosToken, 7200);
+        if (refused) {
+            Answer("/oauth2/token", R"({"error": "invalid_grant"})", 400);
+        }
+        EXPECT_FALSE(AccountPkceService().GetAccessToken().empty()) << refused;
+        EXPECT_FALSE(root().Exists(kHosBackoff)) << refused;
+    }
+
+    // A silent identity host: the second caller waits out the first one's renewal and reports its 5, not 22.
+    const ShortWaits waits;
+    const quilkova::test::SilentServer silent;
+    User().SetIdentityHost("http://127.0.0.1:" + std::to_string(silent.port()));
+    Restamp(kHosToken, 7200);
+    auto callers = StartTogether(2, [](int i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300 * i));
+        return static_cast<int>(CodeOf([] { AccountPkceService().GetAccessToken(); }));
+    });
+    for (auto& caller : callers) {
+        EXPECT_EQ(caller->Wait(), KOVA_ERR_RESPONSE);
+    }
+    EXPECT_TRUE(root().Exists(kHosBackoff));
 }
 
 TEST_F(AccountPkceTest, SixteenProcessesRescueWithOneGrant) {

@@ -118,7 +118,8 @@ struct PkcePair {
 
 // The library's and the platform's waits cut short for the lifetime of the
 // object: a lock another process holds fails a call after one second instead
-// of thirty, a silent peer costs the flat sender a second per attempt, a
+// of thirty, a silent peer costs the flat sender a second per attempt and the
+// classes two seconds, a
 // plug-in that never ends is stopped after a second.
 class ShortWaits {
 public:
@@ -129,6 +130,7 @@ public:
         waits.sender_short_seconds = 1;
         waits.sender_long_seconds = 1;
         waits.sender_pause = std::chrono::milliseconds(100);
+        waits.request_timeout = std::chrono::milliseconds(2000);
         quilplatform::Waits& platform = quilplatform::CurrentWaits();
         platform.directory_lock = std::chrono::milliseconds(1000);
         platform.plugin_limit = std::chrono::milliseconds(1000);

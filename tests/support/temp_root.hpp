@@ -18,6 +18,7 @@ constexpr const char* kUserConf = "/usr/quil/etc/quillion-account/private/user.c
 constexpr const char* kApiKeyFile = "/usr/quil/etc/quillion-account/private/apikey";
 constexpr const char* kHosToken = "/usr/quil/etc/quillion-account/private/hos_token.json";
 constexpr const char* kBackupToken = "/usr/quil/etc/quillion-account/private/backup_token.json";
+constexpr const char* kHosBackoff = "/usr/quil/etc/quillion-account/private/hos_backoff.json";
 constexpr const char* kDeviceFile = "/etc.defaults/quilinfo.conf";
 constexpr const char* kLoginConfig = "/usr/quil/etc.defaults/quillion-account/config/pkce_login.conf";
 

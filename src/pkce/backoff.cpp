@@ -1,0 +1,157 @@
+#include "pkce/backoff.hpp"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <random>
+
+#include "foundation/appliance_paths.hpp"
+#include "foundation/boundaries.hpp"
+#include "foundation/json_utils.hpp"
+#include "foundation/log.hpp"
+#include "foundation/string_utils.hpp"
+#include "util/atomic_file.hpp"
+#include "util/root_prefix.hpp"
+
+namespace quilkova::internal {
+
+namespace {
+constexpr const char* kSuffix = "_backoff.json";
+
+// Milliseconds since boot: one clock for every process, not moved by setting the time.
+long long BootMillis() {
+    timespec now{};
+    ::clock_gettime(CLOCK_BOOTTIME, &now);
+    return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+// The boot this process runs in: a wait recorded in another one is over.
+const std::string& BootId() {
+    static const std::string id = [] {
+        std::string line;
+        std::ifstream file("/proc/sys/kernel/random/boot_id");
+        std::getline(file, line);
+        return line;
+    }();
+    return id;
+}
+
+// "Retry-After" as seconds or as an HTTP date; 0 when absent or unreadable.
+std::chrono::seconds RetryAfterOf(const std::string& value) {
+    long long seconds = 0;
+    if (!value.empty() && value.find_first_not_of("0123456789") == std::string::npos) {
+        seconds = value.size() > 7 ? Backoff::kLongestRetryAfter.count() : std::stoll(value);
+    } else if (!value.empty()) {
+        std::tm date{};
+        const char* end = ::strptime(value.c_str(), "%a, %d %b %Y %H:%M:%S GMT", &date);
+        if (end != nullptr && *end == '\0') {
+            seconds = static_cast<long long>(::timegm(&date)) - static_cast<long long>(std::time(nullptr));
+        }
+    }
+    return std::chrono::seconds(std::clamp<long long>(seconds, 0, Backoff::kLongestRetryAfter.count()));
+}
+
+std::string UtcText(long long seconds) {
+    const std::time_t when = static_cast<std::time_t>(seconds);
+    std::tm date{};
+    char text[32] = {};
+    if (::gmtime_r(&when, &date) == nullptr || std::strftime(text, sizeof(text), "%Y-%m-%dT%H:%M:%SZ", &date) == 0) {
+        return "?";
+    }
+    return text;
+}
+
+// A wait drawn at random up to the failure's step: a fleet that failed
+// together does not come back together.
+std::chrono::milliseconds JitteredStep(int failures) {
+    const int doublings = std::min(failures - 1, 20);
+    const auto step = std::min<std::chrono::milliseconds>(Backoff::kFirstStep * (1LL << doublings), Backoff::kLongestStep);
+    static thread_local std::mt19937_64 random{std::random_device{}()};
+    return std::chrono::milliseconds(std::uniform_int_distribution<long long>(0, step.count())(random));
+}
+}  // namespace
+
+Backoff::Backoff(const std::string& client) : client_(client) {}
+
+Backoff::State Backoff::Read() const {
+    State state;
+    std::string text;
+    Json::Value record;
+    if (!ReadJsonFileText(BackoffFilePath(client_), text) || !TryParseJson(text, record) || !record.isObject()) {
+        return state;
+    }
+    state.failures = std::clamp(record["failures"].isInt() ? record["failures"].asInt() : 0, 0, 1000);
+    state.code = record["code"].isInt() ? record["code"].asInt() : KOVA_ERR_RESPONSE;
+    state.message = TextOf(record["message"]);
+    state.due_at = record["due_at"].isInt64() ? record["due_at"].asInt64() : 0;
+    const long long due = record["due_boot_ms"].isInt64() ? record["due_boot_ms"].asInt64() : 0;
+    const long long left = due - BootMillis();
+    // Another boot's wait is over, and so is one longer than any this library records.
+    if (TextOf(record["boot_id"]) == BootId() && left > 0 &&
+        left <= std::chrono::duration_cast<std::chrono::milliseconds>(kLongestRetryAfter).count()) {
+        state.left = std::chrono::milliseconds(left);
+    }
+    return state;
+}
+
+void Backoff::RequireDue() const {
+    const State state = Read();
+    if (state.left.count() <= 0) {
+        return;
+    }
+    const long long seconds = (state.left.count() + 999) / 1000;
+    throw KovaException(static_cast<KOVA_ERRCODE>(state.code),
+                        format(("%s; the service is given time: the next attempt is due in %lld s, at %s"),
+                               state.message.c_str(), seconds,
+                               UtcText(static_cast<long long>(std::time(nullptr)) + seconds).c_str()));
+}
+
+void Backoff::Saw(const http::Response& response) const {
+    if (response.error.code != http::ErrorCode::OK || response.status_code >= 500 || response.status_code == 429) {
+        unavailable_ = true;
+        retry_after_ = std::max(retry_after_, RetryAfterOf(response.retry_after));
+    }
+}
+
+void Backoff::Lengthen(const KovaException& failure) const {
+    const int failures = Read().failures + 1;
+    const std::chrono::milliseconds wait =
+        std::max<std::chrono::milliseconds>(JitteredStep(failures), retry_after_);
+    Json::Value record(Json::objectValue);
+    record["failures"] = failures;
+    // The service was not there to refuse the account: what waits must never
+    // read as its refusal (which would end the binding).
+    const KOVA_ERRCODE code = failure.GetCode() == KOVA_ERR_AUTH || failure.GetCode() == KOVA_ERR_ACCOUNT_NOT_FOUND
+                                  ? KOVA_ERR_RESPONSE
+                                  : failure.GetCode();
+    record["code"] = static_cast<int>(code);
+    record["message"] = MessageOf(failure);
+    record["boot_id"] = BootId();
+    record["due_boot_ms"] = static_cast<Json::Int64>(BootMillis() + wait.count());
+    record["due_at"] = static_cast<Json::Int64>(std::time(nullptr) + (wait.count() + 999) / 1000);
+    if (WriteJsonFile(BackoffFilePath(client_), record) != 0) {
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to save json: %s", BackoffFilePath(client_).c_str());
+    }
+}
+
+void Backoff::Clear() const {
+    const std::string path = RootedPath(BackoffFilePath(client_));
+    if (::unlink(path.c_str()) != 0 && errno != ENOENT) {
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to unlink %s", path.c_str());
+    }
+}
+
+void Backoff::ClearAll() {
+    const size_t suffix = std::strlen(kSuffix);
+    for (const std::string& name : DirectoryEntries(RootedPath(kPrivateDirectory))) {
+        if (name.size() > suffix && name.compare(name.size() - suffix, suffix, kSuffix) == 0) {
+            Backoff(name.substr(0, name.size() - suffix)).Clear();
+        }
+    }
+}
+
+}  // namespace quilkova::internal

@@ -1,0 +1,78 @@
+#ifndef QUILKOVA_INTERNAL_BACKOFF_HPP
+#define QUILKOVA_INTERNAL_BACKOFF_HPP
+
+#include <chrono>
+#include <string>
+
+#include "quilkova/kova_exception.hpp"
+#include "transport/http.hpp"
+
+// A very large fleet shares one service. When it is down (no answer, a reset,
+// a time-out, 5xx, 429), every appliance spaces its attempts for a client out
+// exponentially, with full jitter, across calls and processes: the state is
+// a small file beside the client's token file, replaced whole. The wait is
+// measured on the boot-time clock, which all processes share and setting the
+// clock does not move; a reboot ends it.
+namespace quilkova::internal {
+
+class Backoff {
+public:
+    static constexpr std::chrono::seconds kFirstStep{1};
+    static constexpr std::chrono::seconds kLongestStep{300};
+    static constexpr std::chrono::seconds kLongestRetryAfter{3600};
+
+    // What is on record for the client.
+    struct State {
+        int failures = 0;              // in a row, since the last answer of the service
+        long long due_at = 0;          // seconds since the epoch of the next attempt, for people
+        std::chrono::milliseconds left{0};  // before the next attempt; 0 when it is due
+        int code = 0;                  // the last failure's code
+        std::string message;           // and its message
+    };
+
+    explicit Backoff(const std::string& client);
+
+    State Read() const;
+    // Throws the recorded failure (its code; a message saying when the next
+    // attempt is due) while the wait after it lasts.
+    void RequireDue() const;
+    // Notes an answer of the attempt under way: whether the service was
+    // unavailable, and for how long it asked to be left alone.
+    void Saw(const http::Response& response) const;
+
+    // One network attempt for the client: refused at once while a wait
+    // lasts; a failure after an unavailable service lengthens the wait, any
+    // other outcome ends it. The caller holds the client's save lock.
+    template <typename Attempt>
+    void Run(Attempt&& attempt) const {
+        RequireDue();
+        unavailable_ = false;
+        retry_after_ = std::chrono::seconds(0);
+        try {
+            attempt();
+        } catch (const KovaException& failure) {
+            if (unavailable_) {
+                Lengthen(failure);
+            } else {
+                Clear();
+            }
+            throw;
+        }
+        Clear();
+    }
+
+    void Clear() const;
+    // Every client's state goes: a new login or a logout starts afresh.
+    static void ClearAll();
+
+private:
+    void Lengthen(const KovaException& failure) const;
+
+    std::string client_;
+    mutable bool unavailable_ = false;
+    mutable std::chrono::seconds retry_after_{0};
+};
+
+}  // namespace quilkova::internal
+
+#endif
