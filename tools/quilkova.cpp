@@ -2,12 +2,15 @@
 // appliance's cloud account. Each command is one or two library calls; the
 // program adds nothing but reading arguments and printing.
 #include <CLI/CLI.hpp>
+#include <unistd.h>
 
 #include <algorithm>
 #include <ctime>
+#include <vector>
 #include <functional>
 #include <iostream>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "console.hpp"
@@ -16,6 +19,9 @@
 #include "quilkova/package_pkce_client.hpp"
 #include "quilkova/pkce_client.hpp"
 #include "quilkova/quilkova.h"
+#include "util/atomic_file.hpp"
+#include "util/backoff_state.hpp"
+#include "util/root_prefix.hpp"
 
 namespace {
 
@@ -23,6 +29,9 @@ using quilkova::tool::Console;
 
 // The appliance's own PKCE client ("hos", for host operating system), whose token file the status shows.
 constexpr const char* kApplianceClient = "hos";
+// Where the token files and backoff states are, and the rendered report schedule.
+constexpr const char* kPrivate = "/usr/quil/etc/quillion-account/private/";
+constexpr const char* kReportSchedule = "/etc/cron.d/quil-kova";
 using quilkova::tool::ReadSecret;
 using quilkova::tool::SecretLine;
 
@@ -73,6 +82,24 @@ const char* YesNo(bool flag) {
     return flag ? "yes" : "no";
 }
 
+// The clients with a token or backoff file (the appliance's first, then the
+// packages' by name).
+std::vector<std::string> Clients() {
+    std::set<std::string> names;
+    for (const std::string& file : quilkova::internal::DirectoryEntries(quilkova::internal::RootedPath(kPrivate))) {
+        for (const std::string suffix : {"_token.json", "_backoff.json"}) {
+            if (file.size() > suffix.size() && file[0] != '.' &&
+                file.compare(file.size() - suffix.size(), suffix.size(), suffix) == 0) {
+                names.insert(file.substr(0, file.size() - suffix.size()));
+            }
+        }
+    }
+    names.erase(kApplianceClient);
+    std::vector<std::string> clients{kApplianceClient};
+    clients.insert(clients.end(), names.begin(), names.end());
+    return clients;
+}
+
 int Status(const Console& console) {
     KOVA_INFO info = {};
     if (QUILKOVAAccountGet(&info) != 0) {
@@ -80,9 +107,7 @@ int Status(const Console& console) {
     }
     KOVA_SERVER_CONFIG hosts = {};
     QUILKOVAServerConfigGet(&hosts);
-    const quilkova::PkceClient hos(kApplianceClient);
-    const bool token = hos.HasTokenFile();
-    const long long expires_at = token ? hos.GetExpiredAt() : 0;
+    const bool scheduled = ::access(quilkova::internal::RootedPath(kReportSchedule).c_str(), F_OK) == 0;
     Json::Value json;
     json["email"] = info.email;
     json["user_id"] = info.user_id;
@@ -90,15 +115,45 @@ int Status(const Console& console) {
     json["activated"] = info.activated != 0;
     json["last_query_time"] = info.last_query_time;
     json["account_host"] = hosts.account_url;
-    json["appliance_token"] = token;
-    json["appliance_token_expires_at"] = static_cast<Json::Int64>(expires_at);
-    console.Show(json, {{"account", info.email},
-                        {"user id", info.user_id},
-                        {"name", info.full_name},
-                        {"activated", YesNo(info.activated != 0)},
-                        {"last query", Time(info.last_query_time)},
-                        {"account host", hosts.account_url},
-                        {"appliance token", token ? "expires " + Time(expires_at) : "none"}});
+    json["report_scheduled"] = scheduled;
+    std::vector<std::pair<std::string, std::string>> lines = {{"account", info.email},
+                                                              {"user id", info.user_id},
+                                                              {"name", info.full_name},
+                                                              {"activated", YesNo(info.activated != 0)},
+                                                              {"last query", Time(info.last_query_time)},
+                                                              {"account host", hosts.account_url},
+                                                              {"report schedule", scheduled ? "installed" : "none"}};
+    json["clients"] = Json::Value(Json::arrayValue);
+    for (const std::string& name : Clients()) {
+        const quilkova::PkceClient client(name);
+        const bool token = client.HasTokenFile();
+        const long long expires_at = token ? client.GetExpiredAt() : 0;
+        const quilkova::internal::BackoffState backoff = quilkova::internal::ReadBackoffState(
+            quilkova::internal::RootedPath(std::string(kPrivate) + name + "_backoff.json"));
+        const bool waiting = backoff.left.count() > 0;
+        const std::string label = name == kApplianceClient ? "appliance" : "package " + name;
+        Json::Value entry;
+        entry["client"] = name;
+        entry["token"] = token;
+        entry["token_expires_at"] = static_cast<Json::Int64>(expires_at);
+        entry["backoff"] = waiting;
+        entry["backoff_until"] = static_cast<Json::Int64>(waiting ? backoff.due_at : 0);
+        entry["backoff_failures"] = backoff.failures;
+        entry["backoff_code"] = backoff.code;
+        if (name == kApplianceClient) {  // as before, for scripts that read them
+            json["appliance_token"] = token;
+            json["appliance_token_expires_at"] = static_cast<Json::Int64>(expires_at);
+        }
+        json["clients"].append(entry);
+        lines.emplace_back(label + " token", token ? "expires " + Time(expires_at) : "none");
+        if (waiting) {
+            lines.emplace_back(label + " backoff", "until " + Time(backoff.due_at) + ", after " +
+                                                       std::to_string(backoff.failures) + " failures (error " +
+                                                       std::to_string(backoff.code) + " " +
+                                                       quilkova::tool::CodeName(backoff.code) + ")");
+        }
+    }
+    console.Show(json, lines);
     return 0;
 }
 
@@ -184,7 +239,7 @@ int Query(const Console& console, bool refresh) {
 }
 
 int Token(const Console& console, const std::string& package, bool id_token) {
-    return Classes(console, [&] {
+    try {
         std::string token;
         if (package.empty()) {
             const quilkova::AccountPkceService appliance;
@@ -197,7 +252,17 @@ int Token(const Console& console, const std::string& package, bool id_token) {
         json[id_token ? "id_token" : "access_token"] = token;
         console.Say(token, json);
         return 0;
-    });
+    } catch (const quilkova::KovaException& error) {
+        // The first thing a person meets on a new appliance: say what gets a token.
+        const std::string client = package.empty() ? kApplianceClient : package;
+        if (error.GetCode() != KOVA_ERR_BAD_PARAM && !quilkova::PkceClient(client).HasTokenFile()) {
+            return console.Error(error.GetCode(),
+                                 "there is no token yet for " + (package.empty() ? "the appliance" : "package " + package) +
+                                     ": bind the appliance to its account with \"quilkova login <e-mail>\" or "
+                                     "\"quilkova login --pkce\", and its tokens follow (" + MessageOf(error) + ")");
+        }
+        return console.Error(error.GetCode(), MessageOf(error));
+    }
 }
 
 int Scan(const Console& console) {

@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
-#include <fstream>
 #include <random>
 
 #include "foundation/appliance_paths.hpp"
@@ -21,24 +20,6 @@ namespace quilkova::internal {
 
 namespace {
 constexpr const char* kSuffix = "_backoff.json";
-
-// Milliseconds since boot: one clock for every process, not moved by setting the time.
-long long BootMillis() {
-    timespec now{};
-    ::clock_gettime(CLOCK_BOOTTIME, &now);
-    return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
-}
-
-// The boot this process runs in: a wait recorded in another one is over.
-const std::string& BootId() {
-    static const std::string id = [] {
-        std::string line;
-        std::ifstream file("/proc/sys/kernel/random/boot_id");
-        std::getline(file, line);
-        return line;
-    }();
-    return id;
-}
 
 // "Retry-After" as seconds or as an HTTP date; 0 when absent or unreadable.
 std::chrono::seconds RetryAfterOf(const std::string& value) {
@@ -78,24 +59,7 @@ std::chrono::milliseconds JitteredStep(int failures) {
 Backoff::Backoff(const std::string& client) : client_(client) {}
 
 Backoff::State Backoff::Read() const {
-    State state;
-    std::string text;
-    Json::Value record;
-    if (!ReadJsonFileText(BackoffFilePath(client_), text) || !TryParseJson(text, record) || !record.isObject()) {
-        return state;
-    }
-    state.failures = std::clamp(record["failures"].isInt() ? record["failures"].asInt() : 0, 0, 1000);
-    state.code = record["code"].isInt() ? record["code"].asInt() : KOVA_ERR_RESPONSE;
-    state.message = TextOf(record["message"]);
-    state.due_at = record["due_at"].isInt64() ? record["due_at"].asInt64() : 0;
-    const long long due = record["due_boot_ms"].isInt64() ? record["due_boot_ms"].asInt64() : 0;
-    const long long left = due - BootMillis();
-    // Another boot's wait is over, and so is one longer than any this library records.
-    if (TextOf(record["boot_id"]) == BootId() && left > 0 &&
-        left <= std::chrono::duration_cast<std::chrono::milliseconds>(kLongestRetryAfter).count()) {
-        state.left = std::chrono::milliseconds(left);
-    }
-    return state;
+    return ReadBackoffState(RootedPath(BackoffFilePath(client_)));
 }
 
 void Backoff::RequireDue() const {
@@ -104,7 +68,7 @@ void Backoff::RequireDue() const {
         return;
     }
     const long long seconds = (state.left.count() + 999) / 1000;
-    throw KovaException(static_cast<KOVA_ERRCODE>(state.code),
+    throw KovaException(state.code != 0 ? static_cast<KOVA_ERRCODE>(state.code) : KOVA_ERR_RESPONSE,
                         format(("%s; the service is given time: the next attempt is due in %lld s, at %s"),
                                state.message.c_str(), seconds,
                                UtcText(static_cast<long long>(std::time(nullptr)) + seconds).c_str()));
@@ -121,20 +85,20 @@ void Backoff::Lengthen(const KovaException& failure) const {
     const int failures = Read().failures + 1;
     const std::chrono::milliseconds wait =
         std::max<std::chrono::milliseconds>(JitteredStep(failures), retry_after_);
-    Json::Value record(Json::objectValue);
-    record["failures"] = failures;
     // The service was not there to refuse the account: what waits must never
     // read as its refusal (which would end the binding).
     const KOVA_ERRCODE code = failure.GetCode() == KOVA_ERR_AUTH || failure.GetCode() == KOVA_ERR_ACCOUNT_NOT_FOUND
                                   ? KOVA_ERR_RESPONSE
                                   : failure.GetCode();
-    record["code"] = static_cast<int>(code);
-    record["message"] = MessageOf(failure);
-    record["boot_id"] = BootId();
-    record["due_boot_ms"] = static_cast<Json::Int64>(BootMillis() + wait.count());
-    record["due_at"] = static_cast<Json::Int64>(std::time(nullptr) + (wait.count() + 999) / 1000);
-    if (WriteJsonFile(BackoffFilePath(client_), record) != 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to save json: %s", BackoffFilePath(client_).c_str());
+    State next;
+    next.failures = failures;
+    next.code = static_cast<int>(code);
+    next.message = MessageOf(failure);
+    next.due_boot_ms = BootMillis() + wait.count();
+    next.due_at = static_cast<long long>(std::time(nullptr)) + (wait.count() + 999) / 1000;
+    const std::string path = RootedPath(BackoffFilePath(client_));
+    if (ReplaceFileAtomically(path, BackoffStateText(next), 0600) != 0) {
+        KOVA_LOG(LOG_ERR, "%s:%d Failed to save json: %s", path.c_str());
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include "quilkova/kova_exception.hpp"
 #include "transport/http.hpp"
+#include "util/backoff_state.hpp"
 
 // A very large fleet shares one service. When it is down (no answer, a reset,
 // a time-out, 5xx, 429), every appliance spaces its attempts for a client out
@@ -19,16 +20,9 @@ class Backoff {
 public:
     static constexpr std::chrono::seconds kFirstStep{1};
     static constexpr std::chrono::seconds kLongestStep{300};
-    static constexpr std::chrono::seconds kLongestRetryAfter{3600};
+    static constexpr std::chrono::seconds kLongestRetryAfter = kLongestBackoffWait;
 
-    // What is on record for the client.
-    struct State {
-        int failures = 0;              // in a row, since the last answer of the service
-        long long due_at = 0;          // seconds since the epoch of the next attempt, for people
-        std::chrono::milliseconds left{0};  // before the next attempt; 0 when it is due
-        int code = 0;                  // the last failure's code
-        std::string message;           // and its message
-    };
+    using State = BackoffState;
 
     explicit Backoff(const std::string& client);
 

@@ -27,6 +27,8 @@ expect 2 'package' "$quilkova" token --package
 expect 1 'error 3 (KOVA_ERR_NO_ACCOUNT): Failed to get kova account' "$quilkova" status
 expect 1 '"name":"KOVA_ERR_NO_ACCOUNT"' "$quilkova" --json query
 expect 1 'error 1 (KOVA_ERR_BAD_PARAM): no password' "$quilkova" login ann@example.com </dev/null
+expect 1 'there is no token yet for the appliance: bind the appliance to its account with "quilkova login' \
+    "$quilkova" token
 
 expect 1 'never from the command line' "$quilkova" login --pkce --code c --verifier v --redirect-uri "$SIM_URL/x"
 expect 1 'longer than 4096 bytes: refused' "$quilkova" login --pkce --redirect-uri "$SIM_URL/x" \
@@ -46,6 +48,19 @@ shown=$("$quilkova" status)
 [[ $("$quilkova" --json query; echo pw | "$quilkova" --json login ann@example.com) != *auth_key* ]] ||
     { echo "the auth key was printed unasked" >&2; exit 1; }
 "$quilkova" --json --show-auth-key query | grep -q '"auth_key":"'
+
+# The status says when each token expires, whether a backoff holds and until when, and whether the report is scheduled.
+"$quilkova" token >/dev/null
+private=$QUILKOVA_ROOT/usr/quil/etc/quillion-account/private
+sed -i 's/"created_at" : [0-9]*/"created_at" : 1/' "$private/hos_token.json"
+sim_control queue '{"path": "/oauth2/token", "status": 503, "headers": {"Retry-After": "600"}}' >/dev/null
+expect 1 'error 5 (KOVA_ERR_RESPONSE): Failed to parse renew token resp, code=503' "$quilkova" token
+expect 1 'the next attempt is due in 60[0-9] s' "$quilkova" token
+shown=$("$quilkova" status)
+[[ $shown == *$'\nreport schedule: installed\nappliance token: expires 1970-01-01 01:00:01 UTC\nappliance backoff: until '*', after 1 failures (error 5 KOVA_ERR_RESPONSE)'* ]] ||
+    { echo "status: $shown" >&2; exit 1; }
+"$quilkova" --json status | grep -q '"clients":\[{"backoff":true,"backoff_code":5,"backoff_failures":1,"backoff_until":[0-9]*,"client":"hos","token":true,"token_expires_at":3601}\]'
+! "$quilkova" --json status | grep -q 'at-' || { echo "a token in the status" >&2; exit 1; }
 
 # Interrupted at its password prompt (on a terminal of its own), the program gives the echo back.
 cat >"$APPLIANCE_WORK/prompt.sh" <<'EOF'
