@@ -9,7 +9,7 @@ packages=(
   libcurl4-openssl-dev libjsoncpp-dev libssl-dev libboost-dev
   libcpp-httplib-dev libcli11-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  openssl ca-certificates valgrind tzdata gcovr curl
+  openssl ca-certificates valgrind tzdata gcovr curl faketime util-linux
   "$@"
 )
 

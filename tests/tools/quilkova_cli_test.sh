@@ -62,6 +62,19 @@ shown=$("$quilkova" status)
 "$quilkova" --json status | grep -q '"clients":\[{"backoff":true,"backoff_code":5,"backoff_failures":1,"backoff_until":[0-9]*,"client":"hos","token":true,"token_expires_at":3601}\]'
 ! "$quilkova" --json status | grep -q 'at-' || { echo "a token in the status" >&2; exit 1; }
 
+# Lock waits run on the monotonic clock: with the wall clock twenty times too
+# fast, a lock held for 4 s is still waited for (30 s), and the renewal follows.
+echo pw | "$quilkova" login ann@example.com >/dev/null  # a new login: no backoff
+"$quilkova" token >/dev/null
+sed -i 's/"created_at" : [0-9]*/"created_at" : 1/' "$private/hos_token.json"
+flock "$QUILKOVA_ROOT/tmp/account_hos_get_token.lock" sleep 4 &
+holder=$!
+sleep 0.5
+FAKETIME_DONT_FAKE_MONOTONIC=1 ASAN_OPTIONS=${ASAN_OPTIONS:+$ASAN_OPTIONS:}verify_asan_link_order=0 \
+    faketime -f '+0 x20' "$quilkova" token >/dev/null ||
+    { echo "a lock wait cut short by a fast wall clock" >&2; exit 1; }
+wait "$holder"
+
 # Interrupted at its password prompt (on a terminal of its own), the program gives the echo back.
 cat >"$APPLIANCE_WORK/prompt.sh" <<'EOF'
 echo_state() { stty -a </dev/tty | grep -o -- ' -\?echo ' | head -1; }
