@@ -43,9 +43,11 @@ public:
 
     /** The token file's path. */
     std::string GetTokenFilePath() const;
-    /** True when the token file can be opened. */
+    /** True when the token file can be opened and is the process's own; a file
+     *  saved for another account than the one bound now counts as none. */
     bool HasTokenFile() const;
-    /** A member of the token file as text (numbers as their decimal text); throws 22 or 2. */
+    /** A member of the token file as text (numbers as their decimal text); throws 22
+     *  (no file, another account's, no such member) or 2. */
     std::string GetPkceTokenVal(const std::string& key) const;
     /** "created_at" + "expires_in" (signs allowed, digits only); 0 when either cannot be read. */
     long long GetExpiredAt() const;

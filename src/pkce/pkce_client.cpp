@@ -210,8 +210,10 @@ bool PkceClientImpl::HasTokenFile() const {
 
 Json::Value PkceClientImpl::ReadToken() const {
     Json::Value token = ReadAnyToken();
+    // A file that names no account (saved before files named theirs, or by
+    // hand) is taken as the bound account's; the next binding removes it.
     const Json::Value& owner = token[kOwnerMember];
-    if (!owner.isString() || owner.asString() != BoundUserId()) {
+    if (token.isMember(kOwnerMember) && (!owner.isString() || owner.asString() != BoundUserId())) {
         throw KovaException(KOVA_ERR_TOKEN, "Failed to find an existed token file");
     }
     return token;
