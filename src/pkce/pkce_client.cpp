@@ -372,6 +372,7 @@ std::string PkceClientImpl::GetIdToken() const {
 }
 
 void PkceClientImpl::RenewToken() const {
+    backoff_.RequireDue();  // before any lock or probe: a waiting call costs next to nothing
     FileLock lock(LockPath("_renew_token"));
     LockOrThrow(lock);
     // Taken before the refresh token is spent: a renewed token set is never

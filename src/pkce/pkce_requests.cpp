@@ -95,6 +95,7 @@ http::Payload GrantForm(const std::string& client_id, const std::string& redirec
 }
 
 void GrantToken(const PkceClientImpl& client, const Json::Value& config, const Grant& grant) {
+    client.backoff().RequireDue();  // before any lock or probe: a waiting call costs next to nothing
     const PkceClientImpl::ExchangeLocks held(client);
     // The account whose credential vouches for the grant is the one bound now.
     const std::string owner = PkceClientImpl::BoundUserId();
