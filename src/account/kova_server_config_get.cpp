@@ -25,7 +25,7 @@ Status ReadServerConfig(KOVA_SERVER_CONFIG* config) {
 Result<std::string> AccountHost(Where where) {
     KOVA_SERVER_CONFIG config = {};
     if (const Status read = ReadServerConfig(&config); !read) {
-        KOVA_LOG_AT(where, "%s:%d QUILKOVAServerConfigGet, code=%u", static_cast<unsigned int>(read.error().code));
+        KOVA_LOG_AT(where, "QUILKOVAServerConfigGet, code=%u", static_cast<unsigned int>(read.error().code));
         return Error{KOVA_ERR_SERVER_CONFIG};
     }
     return std::string(config.account_url);
@@ -37,7 +37,7 @@ Status ReadPaymentUrl(char* url) {
     }
     KOVA_SERVER_CONFIG config = {};
     if (const Status read = ReadServerConfig(&config); !read) {
-        KOVA_LOG(LOG_ERR, "%s:%d QUILKOVAServerConfigGet, code=%u", static_cast<unsigned int>(read.error().code));
+        KOVA_LOG(LOG_ERR, "QUILKOVAServerConfigGet, code=%u", static_cast<unsigned int>(read.error().code));
         return read;
     }
     std::snprintf(url, sizeof(config.payment_url), "%s", config.payment_url);

@@ -20,11 +20,11 @@ bool SetEffectiveId(Id which, unsigned int id) {
     const int result = which == Id::kGroup ? ::setresgid(static_cast<gid_t>(-1), id, static_cast<gid_t>(-1))
                                            : ::setresuid(static_cast<uid_t>(-1), id, static_cast<uid_t>(-1));
     if (result != 0) {
-        KOVA_LOG(LOG_AUTH | LOG_ERR, "%s:%d ERROR: set%s(%d, %d, %d) [%s]", name, -1, static_cast<int>(id), -1,
+        KOVA_LOG(LOG_AUTH | LOG_ERR, "ERROR: set%s(%d, %d, %d) [%s]", name, -1, static_cast<int>(id), -1,
                  std::strerror(errno));
         return false;
     }
-    KOVA_LOG(LOG_AUTH | LOG_INFO, "%s:%d WARNING: set%s(%d, %d, %d)", name, -1, static_cast<int>(id), -1);
+    KOVA_LOG(LOG_AUTH | LOG_INFO, "WARNING: set%s(%d, %d, %d)", name, -1, static_cast<int>(id), -1);
     return true;
 }
 // The section as the process's threads share it.
@@ -54,7 +54,7 @@ void DropBack(const SharedSection& section) {
         dropped = SetEffectiveId(Id::kUser, section.noted_uid) && dropped;
     }
     if (!dropped) {
-        KOVA_LOG(LOG_AUTH | LOG_ERR, "%s:%d ERROR: LEAVECriticalSection");
+        KOVA_LOG(LOG_AUTH | LOG_ERR, "ERROR: LEAVECriticalSection");
         errno = EPERM;
     }
 }
@@ -69,7 +69,7 @@ bool Raise(const SharedSection& section) {
     if (raised) {
         return true;
     }
-    KOVA_LOG(LOG_AUTH | LOG_ERR, "%s:%d ERROR: ENTERCriticalSection");
+    KOVA_LOG(LOG_AUTH | LOG_ERR, "ERROR: ENTERCriticalSection");
     // Whatever half of the raise succeeded (the group, typically) must not
     // outlive the failure; it is given back without a log line, so that the
     // log shows exactly the failed entry.
@@ -92,7 +92,7 @@ PrivilegedSection::PrivilegedSection() {
         section.raised = section.noted_uid != 0 && Raise(section);
         if (section.noted_uid != 0 && !section.raised) {
             errno = EPERM;
-            KOVA_LOG(LOG_ERR, "%s:%d Change permission failed");
+            KOVA_LOG(LOG_ERR, "Change permission failed");
             throw KovaException(KOVA_ERR_SYSTEM);
         }
     }

@@ -25,7 +25,7 @@ std::string ResolveHost(const ServerInfoImpl& self, OverrideGetter get_override,
             return custom;
         }
     } catch (const KovaException&) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to get user defined %s host", service);
+        KOVA_LOG(LOG_ERR, "Failed to get user defined %s host", service);
     }
     return self.IsTest() ? test_host : production_host;
 }

@@ -29,10 +29,10 @@ void ReapplyOwnership() {
     const std::string path = internal::RootedPath(UserImpl::kPath);
     const int fd = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0 || ::fchmod(fd, 0600) != 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d chmod failed, path=%s, reason=%m", path.c_str());
+        KOVA_LOG(LOG_ERR, "chmod failed, path=%s, reason=%m", path.c_str());
     }
     if (fd < 0 || ::fchown(fd, 0, 0) != 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d chown failed, path=%s, reason=%m", path.c_str());
+        KOVA_LOG(LOG_ERR, "chown failed, path=%s, reason=%m", path.c_str());
     }
     if (fd >= 0) {
         ::close(fd);
@@ -48,7 +48,7 @@ std::string Storable(const std::string& key, const std::string& value) {
     while (cut > 0 && (static_cast<unsigned char>(value[cut]) & 0xc0) == 0x80) {
         --cut;  // not in the middle of a character
     }
-    KOVA_LOG(LOG_ERR, "%s:%d Value of %s cut to %zu of its %zu bytes", key.c_str(), cut, value.size());
+    KOVA_LOG(LOG_ERR, "Value of %s cut to %zu of its %zu bytes", key.c_str(), cut, value.size());
     return value.substr(0, cut);
 }
 }  // namespace
@@ -76,7 +76,7 @@ void UserImpl::Set(const std::string& key, const std::string& given) const {
         const internal::PrivilegedSection root;
         written = QLIBCFileSetKeyValue(kPath, key.c_str(), value.c_str(), kLineFormat) >= 0;
         if (!written) {
-            KOVA_LOG(LOG_ERR, "%s:%d Failed to set kova config for %s:%s", key.c_str(),
+            KOVA_LOG(LOG_ERR, "Failed to set kova config for %s:%s", key.c_str(),
                      internal::RedactedValue(key, value).c_str());
         }
         ReapplyOwnership();
@@ -144,7 +144,7 @@ void UserImpl::RestoreRecord(const Copy& copy) {
     try {
         const internal::PrivilegedSection root;
         if (internal::ReplaceFileAtomically(internal::RootedPath(kPath), copy.content, 0600, 0, 0) != 0) {
-            KOVA_LOG(LOG_ERR, "%s:%d Failed to restore %s", kPath);
+            KOVA_LOG(LOG_ERR, "Failed to restore %s", kPath);
         }
     } catch (const KovaException&) {
         // Logged where the privileges were refused.

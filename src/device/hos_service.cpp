@@ -39,7 +39,7 @@ std::string HosService::GetMac() const {
 std::string HosService::GetUserAgent() const {
     char agent[internal::kUserAgentSize] = {};
     if (!internal::ReadUserAgent(agent, sizeof(agent))) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to get kova user agent");
+        KOVA_LOG(LOG_ERR, "Failed to get kova user agent");
         throw KovaException(KOVA_ERR_SYSTEM);
     }
     return agent;
@@ -52,7 +52,7 @@ std::string HosService::GetApiKey() const {
 std::string HosService::NewApiKey() const {
     internal::Result<std::string> key = internal::RegisterApiKey();
     if (!key) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to register apikey");
+        KOVA_LOG(LOG_ERR, "Failed to register apikey");
     }
     return Unwrap(NeverSuccess(std::move(key)));
 }
@@ -60,16 +60,16 @@ std::string HosService::NewApiKey() const {
 void HosService::SendSysNotify(const std::string& tag, const std::map<std::string, std::string>& params) const {
     const internal::SzHash hash(QLIBCSzHashAlloc(internal::kHashCapacity));
     if (!hash) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to notify: out of memory");
+        KOVA_LOG(LOG_ERR, "Failed to notify: out of memory");
         return;
     }
     for (const auto& [key, value] : params) {
         if (QLIBCSzHashSetValue(hash.get(), key.c_str(), value.c_str()) < 0) {
-            KOVA_LOG(LOG_ERR, "%s:%d Failed to set notify param: %s => %s", key.c_str(), value.c_str());
+            KOVA_LOG(LOG_ERR, "Failed to set notify param: %s => %s", key.c_str(), value.c_str());
         }
     }
     if (QUILSysNotifySendNotifiction(tag.c_str(), hash.get()) < 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to send notify by QUILSysNotifySendNotifiction");
+        KOVA_LOG(LOG_ERR, "Failed to send notify by QUILSysNotifySendNotifiction");
     }
 }
 

@@ -11,7 +11,7 @@ namespace {
 Result<std::string> ReadSerialWith(int (*get)(char*, int), const char* name, Where where) {
     char serial[kSerialSize] = {};
     if (get(serial, kSerialSize) < 0) {
-        KOVA_LOG_AT(where, "%s:%d Failed to get %s, err=[0x%04X %s:%d]", name, QLIBCErrGet(), QLIBCErrorGetFile(),
+        KOVA_LOG_AT(where, "Failed to get %s, err=[0x%04X %s:%d]", name, QLIBCErrGet(), QLIBCErrorGetFile(),
                     QLIBCErrorGetLine());
         return Error{KOVA_ERR_SERIAL};
     }
@@ -30,7 +30,7 @@ Result<std::string> ReadOriginalSerial(Where where) {
 Result<std::string> ReadMac(Where where) {
     char mac[kMacSize] = {};
     if (QUILHsinfoCloudServiceGetMacAddress(mac, kMacSize) < 0) {
-        KOVA_LOG_AT(where, "%s:%d Failed to get mac address");
+        KOVA_LOG_AT(where, "Failed to get mac address");
         return Error{KOVA_ERR_MAC};
     }
     return std::string(mac);
@@ -39,7 +39,7 @@ Result<std::string> ReadMac(Where where) {
 Result<std::string> ReadApiKey(Where where) {
     char key[kApiKeySize] = {};
     if (QUILCloudServiceGetApiKey(key, 1) < 0) {
-        KOVA_LOG_AT(where, "%s:%d Failed to get apikey");
+        KOVA_LOG_AT(where, "Failed to get apikey");
         return Error{static_cast<KOVA_ERRCODE>(GetErrorCodeFromCloudService())};
     }
     return std::string(key);

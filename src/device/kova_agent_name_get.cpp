@@ -12,7 +12,7 @@ Status ReadUserAgent(char* buffer, int size) {
     }
     // A device without a user agent still talks to the service: only logged.
     if (QLIBHsinfoUserAgentGet("kova", buffer, size) < 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d QLIBHsinfoUserAgentGet failed, quilerr=[0x%04X %s:%d]", QLIBCErrGet(),
+        KOVA_LOG(LOG_ERR, "QLIBHsinfoUserAgentGet failed, quilerr=[0x%04X %s:%d]", QLIBCErrGet(),
                  QLIBCErrorGetFile(), QLIBCErrorGetLine());
     }
     return Done{};

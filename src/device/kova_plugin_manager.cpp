@@ -16,9 +16,9 @@ void KovaPluginManager::Post(const std::string& event) const {
 void KovaPluginManager::TriggerEvent(const std::string& event, int action) const {
     PQLIBPLUGIN handle = nullptr;
     if (QLIBPluginSDKInit("kova", event.c_str(), &handle, nullptr) < 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to init plugin: %s", event.c_str());
+        KOVA_LOG(LOG_ERR, "Failed to init plugin: %s", event.c_str());
     } else if (QLIBPluginAction(action, handle) < 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to do plugin %s, action=%u", event.c_str(), static_cast<unsigned int>(action));
+        KOVA_LOG(LOG_ERR, "Failed to do plugin %s, action=%u", event.c_str(), static_cast<unsigned int>(action));
     }
     // Also after a failed init: the SDK may have left something to free.
     QLIBPluginExit(handle);

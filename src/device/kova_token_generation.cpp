@@ -25,7 +25,7 @@ bool IsValidSerial(const char* serial) {
 }
 
 Error InvalidSerial(const char* serial) {
-    KOVA_LOG(LOG_ERR, "%s:%d Serial number is invalid: [%s][0x%04X %s:%d]", serial, QLIBCErrGet(),
+    KOVA_LOG(LOG_ERR, "Serial number is invalid: [%s][0x%04X %s:%d]", serial, QLIBCErrGet(),
              QLIBCErrorGetFile(), QLIBCErrorGetLine());
     return Error{KOVA_ERR_SERIAL};
 }
@@ -37,7 +37,7 @@ Error InvalidSerial(const char* serial) {
 bool DeriveToken(const char* seed, std::string& token) {
     char digest[kMd5HexSize];
     if (KoVAGetMd5String(seed, digest, sizeof(digest)) != 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to get md5 string from \"%s\".", seed);
+        KOVA_LOG(LOG_ERR, "Failed to get md5 string from \"%s\".", seed);
         return false;
     }
     thread_local std::string last_digest;
@@ -67,12 +67,12 @@ bool DeriveToken(const char* seed, std::string& token) {
 
 Status ReadCheckedSerial(char* buffer, size_t size) {
     if (buffer == nullptr) {
-        KOVA_LOG(LOG_ERR, "%s:%d Wrong parameters");
+        KOVA_LOG(LOG_ERR, "Wrong parameters");
         return Error{KOVA_ERR_BAD_PARAM};
     }
     char serial[kSerialSize] = {};
     if (QLIBGetSerialNumber(serial, sizeof(serial)) < 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to get serial number from flash. [0x%04X %s:%d]", QLIBCErrGet(),
+        KOVA_LOG(LOG_ERR, "Failed to get serial number from flash. [0x%04X %s:%d]", QLIBCErrGet(),
                  QLIBCErrorGetFile(), QLIBCErrorGetLine());
         return Error{KOVA_ERR_SERIAL};
     }
@@ -103,19 +103,19 @@ Status GenerateDeviceToken(const char* account_id, const char* password, char* s
 
     HeapText seed(1024);
     if (seed.text() == nullptr) {
-        KOVA_LOG(LOG_ERR, "%s:%d Fail to allocate");
+        KOVA_LOG(LOG_ERR, "Fail to allocate");
         return Error{KOVA_ERR_SYSTEM};
     }
     for (const char* part : {static_cast<const char*>(serial), account_id, password}) {
         if (part != nullptr && !seed.Append(part)) {
-            KOVA_LOG(LOG_ERR, "%s:%d Fail to concat string");
+            KOVA_LOG(LOG_ERR, "Fail to concat string");
             return Error{KOVA_ERR_SYSTEM};
         }
     }
     std::string derived;
     try {
         if (!DeriveToken(seed.text(), derived)) {
-            KOVA_LOG(LOG_ERR, "%s:%d GenerateToken Failed, err=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
+            KOVA_LOG(LOG_ERR, "GenerateToken Failed, err=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
                      QLIBCErrorGetLine());
             return Error{KOVA_ERR_TOKEN};
         }

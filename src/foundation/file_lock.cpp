@@ -52,11 +52,11 @@ bool CreateLockFile(const std::string& path) {
         fd = open();
     }
     if (fd < 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to open file: %s", path.c_str());
+        KOVA_LOG(LOG_ERR, "Failed to open file: %s", path.c_str());
         return false;
     }
     if (::close(fd) != 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to close file: %s", path.c_str());
+        KOVA_LOG(LOG_ERR, "Failed to close file: %s", path.c_str());
         return false;
     }
     return true;
@@ -114,7 +114,7 @@ bool FileLock::Lock(unsigned int seconds) {
             Unlock();
             if (!replaced || !CreateLockFile(path_)) {
                 if (!replaced) {
-                    KOVA_LOG(LOG_ERR, "%s:%d Failed to open file: %s", path_.c_str());
+                    KOVA_LOG(LOG_ERR, "Failed to open file: %s", path_.c_str());
                 }
                 return false;
             }

@@ -49,7 +49,7 @@ inline bool ParseJson(const std::string& text, Json::Value& out) {
     if (TryParseJson(text, out)) {
         return true;
     }
-    KOVA_LOG(LOG_ERR, "%s:%d Failed to parse json: %s", Redacted(text).c_str());
+    KOVA_LOG(LOG_ERR, "Failed to parse json: %s", Redacted(text).c_str());
     return false;
 }
 
@@ -62,7 +62,7 @@ inline bool LoadJsonFile(const std::string& path, Json::Value& out) {
 // A save's failure (`error` not 0) logged and thrown as code 2.
 inline void ThrowIfUnsaved(int error, const std::string& path) {
     if (error != 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to save json: %s", path.c_str());
+        KOVA_LOG(LOG_ERR, "Failed to save json: %s", path.c_str());
         throw KovaException(KOVA_ERR_BAD_JSON);
     }
 }

@@ -9,8 +9,9 @@
 namespace quilkova::internal {
 
 // Formats one diagnostic and sends it to syslog. The format begins with
-// "%s:%d " and KOVA_LOG supplies the source file's base name and line for it.
-// errno is preserved, so "%m" shows the caller's error.
+// "%s:%d " for the source file's base name and line; KOVA_LOG writes that
+// beginning and its values itself. errno is preserved, so "%m" shows the
+// caller's error.
 void LogLine(int priority, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
 
 const char* SourceBaseName(const char* path);
@@ -28,12 +29,14 @@ struct Where {
 
 }  // namespace quilkova::internal
 
-#define KOVA_LOG(priority, fmt, ...) \
-    ::quilkova::internal::LogLine((priority), fmt, ::quilkova::internal::SourceBaseName(__FILE__), __LINE__, ##__VA_ARGS__)
+// KOVA_LOG(priority, "message %s", value): the line "<file>:<line> message <value>".
+#define KOVA_LOG(priority, fmt, ...)                                                                        \
+    ::quilkova::internal::LogLine((priority), "%s:%d " fmt, ::quilkova::internal::SourceBaseName(__FILE__), \
+                                  __LINE__, ##__VA_ARGS__)
 #define KOVA_HERE (::quilkova::internal::Where{__FILE__, __LINE__})
 // KOVA_LOG at priority error, as written at `where`.
 #define KOVA_LOG_AT(where, fmt, ...)                                                                               \
-    ::quilkova::internal::LogLine(LOG_ERR, fmt, ::quilkova::internal::SourceBaseName((where).file), (where).line, \
-                                  ##__VA_ARGS__)
+    ::quilkova::internal::LogLine(LOG_ERR, "%s:%d " fmt, ::quilkova::internal::SourceBaseName((where).file), \
+                                  (where).line, ##__VA_ARGS__)
 
 #endif

@@ -42,7 +42,7 @@ std::string format(const std::string& fmt, Args... args) noexcept {
         // std::string can only run out of memory; "" needs none.
     }
 #pragma GCC diagnostic pop
-    KOVA_LOG(LOG_ERR, "%s:%d Failed to format: %s", fmt.c_str());
+    KOVA_LOG(LOG_ERR, "Failed to format: %s", fmt.c_str());
     return std::string();
 }
 

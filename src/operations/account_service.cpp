@@ -34,7 +34,7 @@ Json::Value AccountServiceImpl::Login(const std::string& email, const std::strin
     const internal::Status logged_in =
         internal::Capture([&] { return internal::PasswordLogin(email.c_str(), password.c_str(), answer, false); });
     if (!logged_in) {
-        KOVA_LOG(LOG_ERR, "%s:%d QUILKOVAAccountLogin failed, email=%s", email.c_str());
+        KOVA_LOG(LOG_ERR, "QUILKOVAAccountLogin failed, email=%s", email.c_str());
         Throw(logged_in.error());
     }
     return answer;
@@ -52,7 +52,7 @@ Json::Value AccountServiceImpl::GetAndSyncRemoteJsonAccount() const {
     // was already handled by the query, which removed the record itself.
     if (code == KOVA_ERR_AUTH || code == KOVA_ERR_ACCOUNT_NOT_FOUND) {
         if (const int error = UserImpl::RemoveRecord(); error != 0) {
-            KOVA_LOG(LOG_ERR, "%s:%d Failed to unlink %s", internal::RootedPath(internal::kUserConf).c_str());
+            KOVA_LOG(LOG_ERR, "Failed to unlink %s", internal::RootedPath(internal::kUserConf).c_str());
         }
     }
     // A failure is never reported as success.

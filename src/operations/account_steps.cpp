@@ -36,7 +36,7 @@ std::vector<std::string> SecretsOf(QLIBCSzHash* form) {
 Result<FormHash> NewForm(Where where) {
     FormHash form(QLIBCSzHashAlloc(kHashCapacity));
     if (!form) {
-        KOVA_LOG_AT(where, "%s:%d Failed to alloc https request, err=[0x%04X %s:%d]", QLIBCErrGet(),
+        KOVA_LOG_AT(where, "Failed to alloc https request, err=[0x%04X %s:%d]", QLIBCErrGet(),
                     QLIBCErrorGetFile(), QLIBCErrorGetLine());
         return Error{KOVA_ERR_SYSTEM};
     }
@@ -58,12 +58,12 @@ Status SendForm(const std::string& host, const char* path, QLIBCSzHash* form, bo
     request.method = 0;
     request.shortTimeout = short_timeout ? 1 : 0;
     if (!SendHttpsRequest(&request, &response.raw)) {
-        KOVA_LOG_AT(where, "%s:%d %s to send https request. err=[0x%04X %s:%d]", failure, QLIBCErrGet(),
+        KOVA_LOG_AT(where, "%s to send https request. err=[0x%04X %s:%d]", failure, QLIBCErrGet(),
                     QLIBCErrorGetFile(), QLIBCErrorGetLine());
         return Error{KOVA_ERR_SEND};
     }
     if (!TryParseJson(response.Body(), answer)) {
-        KOVA_LOG_AT(where, "%s:%d Failed to parse json: %s", response.Redacted().c_str());
+        KOVA_LOG_AT(where, "Failed to parse json: %s", response.Redacted().c_str());
         return Error{KOVA_ERR_BAD_JSON};
     }
     return Done{};
@@ -73,24 +73,24 @@ Result<std::string> ReadTimezone(Where where) {
     char zone[kZoneSize] = {};
     int needed = 0;
     if (QUILZoneGet(zone, sizeof(zone), &needed) < 0) {
-        KOVA_LOG_AT(where, "%s:%d failed to get time zone, size need: %d, err=[0x%04X %s:%d]", needed, QLIBCErrGet(),
+        KOVA_LOG_AT(where, "failed to get time zone, size need: %d, err=[0x%04X %s:%d]", needed, QLIBCErrGet(),
                     QLIBCErrorGetFile(), QLIBCErrorGetLine());
         return Error{KOVA_ERR_SUCCESS};
     }
     const FormHash details(QLIBCSzHashAlloc(kHashCapacity));
     if (!details) {
-        KOVA_LOG_AT(where, "%s:%d Failed to alloc pTZInfo, err=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
+        KOVA_LOG_AT(where, "Failed to alloc pTZInfo, err=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
                     QLIBCErrorGetLine());
         return Error{KOVA_ERR_SYSTEM};
     }
     if (QUILZoneGetInfo(zone, details.get()) < 0) {
-        KOVA_LOG_AT(where, "%s:%d failed to get timezone info[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
+        KOVA_LOG_AT(where, "failed to get timezone info[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
                     QLIBCErrorGetLine());
         return Error{KOVA_ERR_SYSTEM};
     }
     const char* name = QLIBCSzHashGetValue(details.get(), "nameInTZDB");
     if (name == nullptr) {
-        KOVA_LOG_AT(where, "%s:%d failed to get tmz[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
+        KOVA_LOG_AT(where, "failed to get tmz[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
                     QLIBCErrorGetLine());
         return Error{KOVA_ERR_SYSTEM};
     }
@@ -110,10 +110,10 @@ std::string CodeOf(const Json::Value& answer) {
 }
 
 Result<std::string> RegisterNewApiKey(Where where) {
-    KOVA_LOG_AT(where, "%s:%d ApiKey not found. Register new one.");
+    KOVA_LOG_AT(where, "ApiKey not found. Register new one.");
     Result<std::string> key = RegisterApiKey();
     if (!key) {
-        KOVA_LOG_AT(where, "%s:%d QUILCloudServiceRegisterApiKey failed");
+        KOVA_LOG_AT(where, "QUILCloudServiceRegisterApiKey failed");
     }
     return key;
 }
@@ -128,13 +128,13 @@ Status ReadBoundAccount(KOVA_INFO& info) {
 void NotifyAccount(const char* tag, const std::string& email, Where where) {
     const FormHash params(QLIBCSzHashAlloc(kHashCapacity));
     if (!params) {
-        KOVA_LOG_AT(where, "%s:%d Failed to alloc notification hash, err=[0x%04X %s:%d]", QLIBCErrGet(),
+        KOVA_LOG_AT(where, "Failed to alloc notification hash, err=[0x%04X %s:%d]", QLIBCErrGet(),
                     QLIBCErrorGetFile(), QLIBCErrorGetLine());
         return;
     }
     QLIBCSzHashSetValue(params.get(), "%KOVA_ACCOUNT%", email.c_str());
     if (QUILSysNotifySendNotifiction(tag, params.get()) < 0) {
-        KOVA_LOG_AT(where, "%s:%d Send notification failed");
+        KOVA_LOG_AT(where, "Send notification failed");
     }
 }
 

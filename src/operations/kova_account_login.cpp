@@ -24,13 +24,13 @@ namespace {
 constexpr unsigned int kLoginEvent = 0x13A00001;
 
 Error BadParameters() {
-    KOVA_LOG(LOG_ERR, "%s:%d Bad Parameters");
+    KOVA_LOG(LOG_ERR, "Bad Parameters");
     return Error{KOVA_ERR_BAD_PARAM};
 }
 
 // As the login always reported it: -1 with the slot as it was (0).
 Error PluginInitFailed() {
-    KOVA_LOG(LOG_ERR, "%s:%d QLIBPluginSDKInit failed");
+    KOVA_LOG(LOG_ERR, "QLIBPluginSDKInit failed");
     return Error{KOVA_ERR_SUCCESS};
 }
 
@@ -65,7 +65,7 @@ Status SendLogin(const std::string& host, const char* path, QLIBCSzHash* form, J
     Response response;
     KOVA_TRY_STATUS(SendForm(host, path, form, false, response, answer, KOVA_HERE));
     if (!answer.isObject() || !answer.isMember("code")) {
-        KOVA_LOG(LOG_ERR, "%s:%d bad response, no code");
+        KOVA_LOG(LOG_ERR, "bad response, no code");
         return Error{KOVA_ERR_RESPONSE};
     }
     auto code = static_cast<KOVA_ERRCODE>(GetErrorCodeFromAccountError(CodeOf(answer).c_str()));
@@ -84,9 +84,9 @@ Status SendLogin(const std::string& host, const char* path, QLIBCSzHash* form, J
         return Done{};
     }
     if (email != nullptr) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to login %s, resp=%s", email, response.Redacted().c_str());
+        KOVA_LOG(LOG_ERR, "Failed to login %s, resp=%s", email, response.Redacted().c_str());
     } else {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to login, resp=%s", response.Redacted().c_str());
+        KOVA_LOG(LOG_ERR, "Failed to login, resp=%s", response.Redacted().c_str());
     }
     return Error{code};
 }
@@ -99,14 +99,14 @@ Status StoreIdentity(const std::string& user_id, const std::string& auth_key) {
         user.SetAuthKey(auth_key);
         return Done{};
     } catch (const KovaException& error) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to set user: %s", error.what());
+        KOVA_LOG(LOG_ERR, "Failed to set user: %s", error.what());
         return Error{error.GetCode()};
     }
 }
 
 void ScheduleAndRecord(const std::string& email) {
     RegisterReportUnlessDisabled(KOVA_HERE);
-    KOVA_LOG(LOG_ERR, "%s:%d Logged in KoVA Center as %s", email.c_str());
+    KOVA_LOG(LOG_ERR, "Logged in KoVA Center as %s", email.c_str());
     QUILLogSet1(2, 1, kLoginEvent, email.c_str(), "", "", "");
 }
 
@@ -119,7 +119,7 @@ void RefreshProfile() {
 // (a failure leaves the slot as it was, 0).
 Status FirePostLogin(const PluginContext& plugins) {
     if (!plugins.Fire(QLIB_PLUGIN_ACTION_POST)) {
-        KOVA_LOG(LOG_ERR, "%s:%d QLIBPluginAction failed, action=%u", static_cast<unsigned int>(QLIB_PLUGIN_ACTION_POST));
+        KOVA_LOG(LOG_ERR, "QLIBPluginAction failed, action=%u", static_cast<unsigned int>(QLIB_PLUGIN_ACTION_POST));
         return Error{KOVA_ERR_SUCCESS};
     }
     return Done{};
@@ -215,7 +215,7 @@ Status LoginByKey(const char* user_id, const char* auth_key, Json::Value& output
     KOVA_TRY_STATUS(StoreIdentity(user_id, auth_key));
     const Result<Json::Value> account = Capture([] { return QueryAccount(true, true); });
     if (!account) {
-        KOVA_LOG(LOG_ERR, "%s:%d QUILKOVAAccountQueryInfo failed");
+        KOVA_LOG(LOG_ERR, "QUILKOVAAccountQueryInfo failed");
         // A pair the service did not prove leaves the record as it was: no
         // account when there was none, else the one bound before.
         UserImpl::RestoreRecord(before);
@@ -228,7 +228,7 @@ Status LoginByKey(const char* user_id, const char* auth_key, Json::Value& output
     }
     // Here the plug-ins come before the schedule and the log lines.
     if (!plugins.Fire(QLIB_PLUGIN_ACTION_POST)) {
-        KOVA_LOG(LOG_ERR, "%s:%d QLIBPluginAction failed, action=%d", static_cast<int>(QLIB_PLUGIN_ACTION_POST));
+        KOVA_LOG(LOG_ERR, "QLIBPluginAction failed, action=%d", static_cast<int>(QLIB_PLUGIN_ACTION_POST));
         return Error{KOVA_ERR_SUCCESS};
     }
     ScheduleAndRecord(TextOf(account.value()[EntryOf(Field::Email).member]));

@@ -17,7 +17,7 @@ Status LogoutAccount(bool remote) {
         }
         return Done{};
     } catch (const KovaException& error) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to logout: %s", error.what());
+        KOVA_LOG(LOG_ERR, "Failed to logout: %s", error.what());
         return Error{error.GetCode(), MessageOf(error)};
     }
 }

@@ -39,7 +39,7 @@ void StoreValue(const UserImpl& user, const ProfileValue& value) {
         user.Set(entry.key, value.text);
     } else {
         // Only a schedule the scheduler can install replaces the one on record.
-        KOVA_LOG(LOG_ERR, "%s:%d Refused report schedule [%s], kept the one on record", value.text.c_str());
+        KOVA_LOG(LOG_ERR, "Refused report schedule [%s], kept the one on record", value.text.c_str());
     }
 }
 
@@ -63,24 +63,24 @@ Status QueryService(const KOVA_INFO& info, bool short_timeout) {
     KOVA_TRY_STATUS(SendForm(host, "device/api/user/query", form.get(), short_timeout, response, answer, KOVA_HERE));
     const std::string code = CodeOf(answer);
     if (code == "badauth") {
-        KOVA_LOG(LOG_ERR, "%s:%d Logged out KoVA due to authentication failure.");
+        KOVA_LOG(LOG_ERR, "Logged out KoVA due to authentication failure.");
         (void)Capture([] { return RemoveAccount(); });
         return Error{KOVA_ERR_NO_ACCOUNT};
     }
     if (!HasRequiredMembers(answer)) {
-        KOVA_LOG(LOG_ERR, "%s:%d Server returned insufficient data. resp=%s", response.Redacted().c_str());
+        KOVA_LOG(LOG_ERR, "Server returned insufficient data. resp=%s", response.Redacted().c_str());
         return Error{KOVA_ERR_RESPONSE};
     }
     const auto mapped = static_cast<KOVA_ERRCODE>(GetErrorCodeFromAccountError(code.c_str()));
     if (mapped != KOVA_ERR_SUCCESS) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to query %s, resp=%s, code=%u", info.email, response.Redacted().c_str(),
+        KOVA_LOG(LOG_ERR, "Failed to query %s, resp=%s, code=%u", info.email, response.Redacted().c_str(),
                  static_cast<unsigned int>(mapped));
         return Error{mapped};
     }
     try {
         StoreProfile(ReadProfile(answer));
     } catch (const KovaException& error) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to set user: %s", error.what());
+        KOVA_LOG(LOG_ERR, "Failed to set user: %s", error.what());
         return Error{error.GetCode(), MessageOf(error)};
     }
     return Done{};
@@ -95,7 +95,7 @@ Result<Json::Value> ReadRecord() {
         }
         return record;
     } catch (const KovaException& error) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to get user: %s", error.what());
+        KOVA_LOG(LOG_ERR, "Failed to get user: %s", error.what());
         return Error{error.GetCode(), MessageOf(error)};
     }
 }
@@ -106,7 +106,7 @@ Result<Json::Value> QueryAccount(bool query_allowed, bool short_timeout) {
     // One query at a time across all processes, from reading the record to building the result.
     FileLock lock(LockPath(kQueryLock));
     if (!lock.Lock(CurrentWaits().lock_seconds)) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to lock file: %s", lock.GetPath().c_str());
+        KOVA_LOG(LOG_ERR, "Failed to lock file: %s", lock.GetPath().c_str());
         return Error{KOVA_ERR_TOKEN};  // a lock not had, as everywhere else: never a refusal
     }
     KOVA_INFO info = {};

@@ -15,7 +15,7 @@ namespace quilkova::internal {
 Status RegisterAccount(const char* email, const char* password, const char* full_name, bool critical_release,
                        bool enews, bool enews_local_promotion, const char* country) {
     if (email == nullptr || *email == '\0' || password == nullptr || *password == '\0') {
-        KOVA_LOG(LOG_ERR, "%s:%d Bad Parameters");
+        KOVA_LOG(LOG_ERR, "Bad Parameters");
         return Error{KOVA_ERR_BAD_PARAM};
     }
     KOVA_TRY(serial, ReadSerial(KOVA_HERE));
@@ -23,7 +23,7 @@ Status RegisterAccount(const char* email, const char* password, const char* full
     const std::string language = ReadLanguage("enu");
     char token[QUIL_CLOUD_SERVICE_DSTOKEN_SIZE] = {};
     if (QUILCloudServiceDstokenGenerateToken(token) < 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d QUILCloudServiceDstokenGenerateToken Failed, err=[0x%04X %s:%d]", QLIBCErrGet(),
+        KOVA_LOG(LOG_ERR, "QUILCloudServiceDstokenGenerateToken Failed, err=[0x%04X %s:%d]", QLIBCErrGet(),
                  QLIBCErrorGetFile(), QLIBCErrorGetLine());
         return Error{KOVA_ERR_TOKEN};
     }
@@ -49,7 +49,7 @@ Status RegisterAccount(const char* email, const char* password, const char* full
     KOVA_TRY_STATUS(SendForm(host, "device/api/user/register", fields, false, response, answer, KOVA_HERE, "failed"));
     const auto code = static_cast<KOVA_ERRCODE>(GetErrorCodeFromAccountError(CodeOf(answer).c_str()));
     if (code != KOVA_ERR_SUCCESS) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to register %s, resp=%s", email, response.Redacted().c_str());
+        KOVA_LOG(LOG_ERR, "Failed to register %s, resp=%s", email, response.Redacted().c_str());
         return Error{code};
     }
     return Done{};  // nothing is stored: the new account is used through a login

@@ -93,13 +93,13 @@ bool ReadFirstLine(FILE* out, std::chrono::milliseconds limit, std::string& line
 std::string AskDdnsTool(const char* option) {
     FILE* out = QLIBCPopen(kDdnsTool, "r", option, static_cast<char*>(nullptr));
     if (out == nullptr) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to open pipe");
+        KOVA_LOG(LOG_ERR, "Failed to open pipe");
         return "";
     }
     std::string line;
     const bool read = ReadFirstLine(out, CurrentWaits().ddns_answer, line);
     if (QLIBCPclose(out) != 0 || !read) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to execute ddns command, option=%s", option);
+        KOVA_LOG(LOG_ERR, "Failed to execute ddns command, option=%s", option);
         return "";
     }
     std::vector<char> trimmed(line.begin(), line.end());

@@ -87,7 +87,7 @@ void StoreLocally(KOVA_INFO info, const ProfileChanges& changes) {
     }
     info.last_query_time = 1;
     if (!Capture([&info] { return WriteAccountRecord(&info); })) {
-        KOVA_LOG(LOG_ERR, "%s:%d Cant set kova account");
+        KOVA_LOG(LOG_ERR, "Cant set kova account");
     }
 }
 
@@ -96,7 +96,7 @@ void StoreLocally(KOVA_INFO info, const ProfileChanges& changes) {
 Status UpdateAccount(const ProfileChanges& changes) {
     KOVA_INFO info = {};
     if (const Status read = Capture([&info] { return ReadAccountRecord(&info); }); !read) {
-        KOVA_LOG(LOG_ERR, "%s:%d QUILKOVAAccountGet failed");
+        KOVA_LOG(LOG_ERR, "QUILKOVAAccountGet failed");
         return read;
     }
     KOVA_TRY(host, AccountHost(KOVA_HERE));
@@ -108,7 +108,7 @@ Status UpdateAccount(const ProfileChanges& changes) {
     KOVA_TRY_STATUS(SendForm(host, "device/api/user/update", form.get(), false, response, answer, KOVA_HERE));
     const auto code = static_cast<KOVA_ERRCODE>(GetErrorCodeFromAccountError(CodeOf(answer).c_str()));
     if (code != KOVA_ERR_SUCCESS) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to update account:%s, resp=%s", info.email, response.Redacted().c_str());
+        KOVA_LOG(LOG_ERR, "Failed to update account:%s, resp=%s", info.email, response.Redacted().c_str());
         return Error{code};
     }
     if (changes.password != nullptr && changes.new_password != nullptr) {
@@ -116,7 +116,7 @@ Status UpdateAccount(const ProfileChanges& changes) {
     }
     StoreLocally(info, changes);
     if (const Result<Json::Value> refreshed = Capture([] { return QueryAccount(true, true); }); !refreshed) {
-        KOVA_LOG(LOG_ERR, "%s:%d QUILKOVAAccountQueryInfo failed, code=%u",
+        KOVA_LOG(LOG_ERR, "QUILKOVAAccountQueryInfo failed, code=%u",
                  static_cast<unsigned int>(refreshed.error().code));
     }
     return Done{};

@@ -13,11 +13,11 @@ namespace quilkova::internal {
 Status RemoveAccount() {
     const PluginContext plugins("kova/logout", nullptr);
     if (!plugins.opened()) {
-        KOVA_LOG(LOG_ERR, "%s:%d QLIBPluginSDKInit failed");
+        KOVA_LOG(LOG_ERR, "QLIBPluginSDKInit failed");
         return Error{KOVA_ERR_SUCCESS};
     }
     if (!plugins.Fire(QLIB_PLUGIN_ACTION_PRE)) {
-        KOVA_LOG(LOG_ERR, "%s:%d QLIBPluginAction failed, action=%u", static_cast<unsigned int>(QLIB_PLUGIN_ACTION_PRE));
+        KOVA_LOG(LOG_ERR, "QLIBPluginAction failed, action=%u", static_cast<unsigned int>(QLIB_PLUGIN_ACTION_PRE));
         return Error{KOVA_ERR_SUCCESS};
     }
     // Privileges that cannot be raised are logged there. Any other failure of

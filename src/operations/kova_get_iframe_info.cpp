@@ -37,7 +37,7 @@ Status ReadIframeInfo(Json::Value& info) {
 
 Status HandleApiKeyError(Json::Value& info, const char* code) {
     if (code == nullptr) {
-        KOVA_LOG(LOG_ERR, "%s:%d Bad Parameters");
+        KOVA_LOG(LOG_ERR, "Bad Parameters");
         return Error{KOVA_ERR_BAD_PARAM};
     }
     const auto mapped = static_cast<KOVA_ERRCODE>(GetErrorCodeFromAccountError(code));
@@ -53,7 +53,7 @@ Status HandleApiKeyError(Json::Value& info, const char* code) {
         QUILCloudServiceActionHandler(QUIL_CLOUD_SERVICE_ACTION_APIKEY_EXPIRED, 0);
         return Error{mapped};
     }
-    KOVA_LOG(LOG_ERR, "%s:%d QUILKOVAHandleApiKeyError failed, error=%u", static_cast<unsigned int>(mapped));
+    KOVA_LOG(LOG_ERR, "QUILKOVAHandleApiKeyError failed, error=%u", static_cast<unsigned int>(mapped));
     return Error{mapped != KOVA_ERR_SUCCESS ? mapped : KOVA_ERR_UNKNOWN};
 }
 

@@ -19,7 +19,7 @@ constexpr Field kOptional[] = {Field::IsRealnameValidationPass, Field::ReportCro
 // What cannot be read (an object or a list where a value belongs) is stored as empty and logged.
 bool IsStructure(const Json::Value& value, const char* member) {
     if (value.isObject() || value.isArray()) {
-        KOVA_LOG(LOG_ERR, "%s:%d Unexpected structure in %s of the answer, stored as empty", member);
+        KOVA_LOG(LOG_ERR, "Unexpected structure in %s of the answer, stored as empty", member);
         return true;
     }
     return false;

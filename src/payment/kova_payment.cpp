@@ -32,12 +32,12 @@ Result<Json::Value> PaymentRequest(const std::string& host, const char* path, co
         http::Post(http::Url{host + "/" + path}, http::Body{CompactJson(request), "application/json"},
                    http::UserAgent{UserAgent()}, http::Timeout{kPaymentTimeoutMs});
     if (response.error.code != http::ErrorCode::OK) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to send payment request %s, reqcode=%d, reqmsg=%s", path,
+        KOVA_LOG(LOG_ERR, "Failed to send payment request %s, reqcode=%d, reqmsg=%s", path,
                  static_cast<int>(response.error.code), response.error.message.c_str());
         return Error{KOVA_ERR_SEND};
     }
     if (response.status_code != 200) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to get payment response %s, code=%ld", path, response.status_code);
+        KOVA_LOG(LOG_ERR, "Failed to get payment response %s, code=%ld", path, response.status_code);
         return Error{KOVA_ERR_RESPONSE};
     }
     Json::Value answer;

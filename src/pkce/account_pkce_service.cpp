@@ -87,7 +87,7 @@ Json::Value AccountPkceServiceImpl::ExchangeAuthKey(const std::string& access_to
         answer.isMember("auth_key")) {
         return answer;
     }
-    KOVA_LOG(LOG_ERR, "%s:%d Failed to ExchangeAuthKey by [%s], code=%d, resp=%s",
+    KOVA_LOG(LOG_ERR, "Failed to ExchangeAuthKey by [%s], code=%d, resp=%s",
              internal::RedactedValue("access_token", access_token).c_str(), static_cast<int>(response.status_code),
              internal::Redacted(response).c_str());
     throw KovaException(KOVA_ERR_TOKEN, internal::StatusMessage("Failed to parse exchange authkey resp", response));
@@ -112,7 +112,7 @@ Json::Value AccountPkceServiceImpl::Login(const ParamPkceLogin& param) const {
     client_.ClaimFor(user_id);
     internal::ForgetOtherAccountsTokens(user_id);
     const Json::Value account = account_.GetAndSyncRemoteJsonAccount();
-    KOVA_LOG(LOG_ERR, "%s:%d Logged in Quillion Account as [%s]", internal::TextOf(account["email"]).c_str());
+    KOVA_LOG(LOG_ERR, "Logged in Quillion Account as [%s]", internal::TextOf(account["email"]).c_str());
     account_.SetReportCrontab();
     plugins.Post(kLoginEvent);
     return account;
@@ -142,7 +142,7 @@ std::string AccountPkceServiceImpl::GetToken(const char* key) const {
         }
     }
     // The refresh token was refused: a new token from the auth key, or out.
-    KOVA_LOG(LOG_ERR, "%s:%d Rescue hos renew pkce token by authkey");
+    KOVA_LOG(LOG_ERR, "Rescue hos renew pkce token by authkey");
     {
         const RescueLock serialised;  // a lock not taken fails the call, never logs the appliance out
         if (client_.IsTokenExpired()) {
@@ -155,7 +155,7 @@ std::string AccountPkceServiceImpl::GetToken(const char* key) const {
                 if (!IsRefusalOfTheAccount(error.GetCode())) {
                     throw;
                 }
-                KOVA_LOG(LOG_ERR, "%s:%d Failed to rescue by authkey, force logout");
+                KOVA_LOG(LOG_ERR, "Failed to rescue by authkey, force logout");
                 Logout(false);
             }
         }
@@ -233,9 +233,9 @@ void internal::LogoutLocally() {
         // An unreadable record counts as none: the local logout goes on.
     }
     if (exists) {
-        KOVA_LOG(LOG_ERR, "%s:%d Logged out Quillion Account: %s", email.c_str());
+        KOVA_LOG(LOG_ERR, "Logged out Quillion Account: %s", email.c_str());
     } else {
-        KOVA_LOG(LOG_ERR, "%s:%d Logged out Quillion Account");
+        KOVA_LOG(LOG_ERR, "Logged out Quillion Account");
     }
     (void)internal::Capture([] { return internal::RemoveAccount(); });
     try {
@@ -250,7 +250,7 @@ void internal::LogoutLocally() {
     const std::string command =
         "/bin/rm -f " + ShellQuoted(internal::RootedPath(internal::kPrivateDirectory)) + "*_token.json";
     if (QLIBCExecl("/bin/sh", "-c", command.c_str(), static_cast<char*>(nullptr)) < 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to clear token files");
+        KOVA_LOG(LOG_ERR, "Failed to clear token files");
     }
     Backoff::ClearAll();
 }

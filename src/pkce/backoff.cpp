@@ -74,6 +74,14 @@ void Backoff::RequireDue() const {
                                UtcText(static_cast<long long>(std::time(nullptr)) + seconds).c_str()));
 }
 
+void Backoff::RequireNoFailureSince(long long since_boot_ms) const {
+    const State state = Read();
+    if (state.failed_boot_ms >= since_boot_ms && state.failures > 0) {
+        throw KovaException(state.code != 0 ? static_cast<KOVA_ERRCODE>(state.code) : KOVA_ERR_RESPONSE,
+                            state.message);
+    }
+}
+
 void Backoff::Saw(const http::Response& response) const {
     if (response.error.code != http::ErrorCode::OK || response.status_code >= 500 || response.status_code == 429) {
         unavailable_ = true;
@@ -94,18 +102,19 @@ void Backoff::Lengthen(const KovaException& failure) const {
     next.failures = failures;
     next.code = static_cast<int>(code);
     next.message = MessageOf(failure);
-    next.due_boot_ms = BootMillis() + wait.count();
+    next.failed_boot_ms = BootMillis();
+    next.due_boot_ms = next.failed_boot_ms + wait.count();
     next.due_at = static_cast<long long>(std::time(nullptr)) + (wait.count() + 999) / 1000;
     const std::string path = RootedPath(BackoffFilePath(client_));
     if (ReplaceFileAtomically(path, BackoffStateText(next), 0600) != 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to save json: %s", path.c_str());
+        KOVA_LOG(LOG_ERR, "Failed to save json: %s", path.c_str());
     }
 }
 
 void Backoff::Clear() const {
     const std::string path = RootedPath(BackoffFilePath(client_));
     if (::unlink(path.c_str()) != 0 && errno != ENOENT) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to unlink %s", path.c_str());
+        KOVA_LOG(LOG_ERR, "Failed to unlink %s", path.c_str());
     }
 }
 

@@ -30,6 +30,10 @@ public:
     // Throws the recorded failure (its code; a message saying when the next
     // attempt is due) while the wait after it lasts.
     void RequireDue() const;
+    // Throws the failure recorded since `since_boot_ms` (BootMillis), if one
+    // was, whether or not its wait is over: the outcome of an attempt another
+    // process made while this one waited for it.
+    void RequireNoFailureSince(long long since_boot_ms) const;
     // Notes an answer of the attempt under way: whether the service was
     // unavailable, and for how long it asked to be left alone.
     void Saw(const http::Response& response) const;

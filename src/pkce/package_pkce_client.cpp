@@ -139,7 +139,7 @@ std::string PackagePkceClientImpl::GetToken(const char* key) const {
             throw;
         }
     }
-    KOVA_LOG(LOG_ERR, "%s:%d Rescue package[%s] renew pkce token by hos token", package_.c_str());
+    KOVA_LOG(LOG_ERR, "Rescue package[%s] renew pkce token by hos token", package_.c_str());
     GrantByAccountService();
     return client_.GetToken(key);
 }

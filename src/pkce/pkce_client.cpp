@@ -285,7 +285,7 @@ void PkceClientImpl::ClaimFor(const std::string& user_id) const {
         internal::SaveJsonFile(GetTokenFilePath(), token, internal::kLargestTokenFile);
     } catch (const KovaException& error) {
         // The binding stands; its token, still no account's, is rescued with the auth key when next asked for.
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to claim the token of [%s] for the account, code=%d", name_.c_str(),
+        KOVA_LOG(LOG_ERR, "Failed to claim the token of [%s] for the account, code=%d", name_.c_str(),
                  static_cast<int>(error.GetCode()));
     }
 }
@@ -308,7 +308,8 @@ void PkceClientImpl::RemoveUnlessIssuedFor(const std::string& user_id) const {
     (void)::unlink(internal::RootedPath(GetTokenFilePath()).c_str());
 }
 
-std::string PkceClientImpl::OutcomeOfAnothersRenewal(const char* key, const std::string& lock_path) const {
+std::string PkceClientImpl::OutcomeOfAnothersRenewal(const char* key, const std::string& lock_path,
+                                                     long long waited_from) const {
     // Its request may last as long as this wait did: once it is over, what it
     // ended with is the answer (a token, or the failure the backoff keeps).
     FileLock renewing(LockPath("_renew_token"));
@@ -319,6 +320,7 @@ std::string PkceClientImpl::OutcomeOfAnothersRenewal(const char* key, const std:
     if (std::optional<std::string> valid = ValidToken(key)) {
         return *valid;
     }
+    backoff_.RequireNoFailureSince(waited_from);
     backoff_.RequireDue();
     // Nobody renewed under the lock: it is simply held.
     throw KovaException(KOVA_ERR_TOKEN, format("Failed to lock file: %s", lock_path.c_str()));
@@ -343,8 +345,9 @@ std::string PkceClientImpl::GetToken(const char* key) const {
         return *valid;
     }
     FileLock lock(LockPath("_get_token"));
+    const long long waited_from = internal::BootMillis();
     if (!lock.Lock(internal::CurrentWaits().lock_seconds)) {
-        return OutcomeOfAnothersRenewal(key, lock.GetPath());
+        return OutcomeOfAnothersRenewal(key, lock.GetPath(), waited_from);
     }
     // Read once: a valid token is answered from this one reading.
     Json::Value token;
@@ -401,18 +404,18 @@ void PkceClientImpl::RenewToken() const {
         Json::Value answer;
         if (!internal::ParseAnswer(response, answer)) {
             const std::string message = internal::StatusMessage("Failed to parse renew token resp", response);
-            KOVA_LOG(LOG_ERR, "%s:%d %s", message.c_str());
+            KOVA_LOG(LOG_ERR, "%s", message.c_str());
             throw KovaException(KOVA_ERR_RESPONSE, message);
         }
         if (response.status_code != 200) {
             const std::string message =
                 internal::StatusMessage("Failed to renew token, refresh_token is expired or revoked", response);
-            KOVA_LOG(LOG_ERR, "%s:%d %s", message.c_str());
+            KOVA_LOG(LOG_ERR, "%s", message.c_str());
             throw KovaException(KOVA_ERR_AUTH, message);
         }
         const TokenAnswer judged = Judge(answer);
         if (judged != TokenAnswer::kComplete) {
-            KOVA_LOG(LOG_ERR, "%s:%d Failed to RenewToken by [%s], resp=%s", name_.c_str(),
+            KOVA_LOG(LOG_ERR, "Failed to RenewToken by [%s], resp=%s", name_.c_str(),
                      internal::Redacted(response).c_str());
             throw KovaException(judged == TokenAnswer::kUnusable ? KOVA_ERR_RESPONSE : KOVA_ERR_TOKEN,
                                 internal::StatusMessage("Failed to parse renew token resp", response));
@@ -457,7 +460,7 @@ Json::Value PkceClientImpl::ExchangeToken(const ExchangeLocks&, const Json::Valu
     }
     const TokenAnswer judged = Judge(answer);
     if (judged != TokenAnswer::kComplete) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to PkceLogin by [%s|%s], resp=%s", name_.c_str(), endpoint.c_str(),
+        KOVA_LOG(LOG_ERR, "Failed to PkceLogin by [%s|%s], resp=%s", name_.c_str(), endpoint.c_str(),
                  internal::Redacted(response).c_str());
         throw KovaException(judged == TokenAnswer::kUnusable ? KOVA_ERR_RESPONSE : KOVA_ERR_TOKEN,
                             internal::StatusMessage("Failed to parse exchange authkey resp", response));

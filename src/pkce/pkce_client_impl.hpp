@@ -78,7 +78,8 @@ private:
     // What a caller that could not take the "_get_token" lock in time answers:
     // the outcome of the renewal another process was making under it (its
     // token, or its failure as the backoff keeps it), else 22 for the lock.
-    std::string OutcomeOfAnothersRenewal(const char* key, const std::string& lock_path) const;
+    // `waited_from` is when the wait began (BootMillis).
+    std::string OutcomeOfAnothersRenewal(const char* key, const std::string& lock_path, long long waited_from) const;
     Json::Value ReadToken() const;
     // The token file whoever it was issued for.
     Json::Value ReadAnyToken() const;

@@ -34,7 +34,7 @@ bool ParseAnswer(const http::Response& response, Json::Value& answer) {
     if (TryParseJson(response.text, answer)) {
         return true;
     }
-    KOVA_LOG(LOG_ERR, "%s:%d Failed to parse json: %s", Redacted(response).c_str());
+    KOVA_LOG(LOG_ERR, "Failed to parse json: %s", Redacted(response).c_str());
     return false;
 }
 

@@ -25,7 +25,7 @@ Status SaveReportJob() {
     try {
         job["crontab"] = UserImpl().GetReportCronTimestring();
     } catch (const KovaException& error) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to get user: %s", error.what());
+        KOVA_LOG(LOG_ERR, "Failed to get user: %s", error.what());
         return Error{error.GetCode()};
     }
     job["user"] = "root";
@@ -48,7 +48,7 @@ void RegisterReportUnlessDisabled(Where where) {
         return;
     }
     if (!Capture([] { return SaveReportJob(); })) {
-        KOVA_LOG_AT(where, "%s:%d Failed to add crontab for kova");
+        KOVA_LOG_AT(where, "Failed to add crontab for kova");
     }
 }
 

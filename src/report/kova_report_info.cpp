@@ -21,7 +21,7 @@ void KeepApplianceTokenFresh(const KOVA_INFO& info) {
         return;
     }
     if (const Result<std::string> token = ApplianceAccessToken(); !token) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to renew the appliance token: %s [code=%d]", token.error().message.c_str(),
+        KOVA_LOG(LOG_ERR, "Failed to renew the appliance token: %s [code=%d]", token.error().message.c_str(),
                  static_cast<int>(token.error().code));
     }
 }
@@ -53,7 +53,7 @@ Status ReportInfo() {
         KeepApplianceTokenFresh(info);
         return Done{};
     }
-    KOVA_LOG(LOG_ERR, "%s:%d Failed to report, code=%d", static_cast<int>(code));
+    KOVA_LOG(LOG_ERR, "Failed to report, code=%d", static_cast<int>(code));
     if (code == KOVA_ERR_AUTH || code == KOVA_ERR_ACCOUNT_NOT_FOUND) {
         // The service no longer knows the account: the appliance lets it go.
         LogoutLocally();

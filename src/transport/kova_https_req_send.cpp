@@ -57,11 +57,11 @@ struct TimeoutClass {
 bool AppendParameter(CURL* curl, HeapText& query, const char* key, const char* value, bool first) {
     const CurlText escaped(curl_easy_escape(curl, value, 0));
     if (!escaped) {
-        KOVA_LOG(LOG_ERR, "%s:%d URL encoding failed: %s", RedactedValue(key, value).c_str());
+        KOVA_LOG(LOG_ERR, "URL encoding failed: %s", RedactedValue(key, value).c_str());
         return false;
     }
     if ((!first && !query.Append("&")) || !query.Append(key) || !query.Append("=") || !query.Append(escaped.get())) {
-        KOVA_LOG(LOG_ERR, "%s:%d Fail to concat string");
+        KOVA_LOG(LOG_ERR, "Fail to concat string");
         return false;
     }
     return true;
@@ -101,19 +101,19 @@ bool SetOptions(CURL* curl, const KOVA_HTTPS_REQUEST& req, const char* url, cons
         code = redirects.Apply(curl);
     }
     if (code != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to set url to %s, code=%d, err=%s", shown_url, code,
+        KOVA_LOG(LOG_ERR, "Failed to set url to %s, code=%d, err=%s", shown_url, code,
                  curl_easy_strerror(code));
         return false;
     }
     char agent[kUserAgentSize] = {};
     (void)ReadUserAgent(agent, sizeof(agent));
     if ((code = curl_easy_setopt(curl, CURLOPT_USERAGENT, agent)) != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "%s:%d failed to set agent=%s, return value=%d, err=%s", agent, code,
+        KOVA_LOG(LOG_ERR, "failed to set agent=%s, return value=%d, err=%s", agent, code,
                  curl_easy_strerror(code));
         return false;
     }
     if ((code = curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers)) != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "%s:%d failed to set req=%s, header=%s, return value=%d, err=%s", req.host, host_header,
+        KOVA_LOG(LOG_ERR, "failed to set req=%s, header=%s, return value=%d, err=%s", req.host, host_header,
                  code, curl_easy_strerror(code));
         return false;
     }
@@ -125,30 +125,30 @@ bool SetOptions(CURL* curl, const KOVA_HTTPS_REQUEST& req, const char* url, cons
         (code = curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L)) != CURLE_OK ||
         (code = curl_easy_setopt(curl, CURLOPT_CAPATH, kCaBundle)) != CURLE_OK ||
         (code = curl_easy_setopt(curl, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1))) != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to set curl opt error:(%d)%s", code, curl_easy_strerror(code));
+        KOVA_LOG(LOG_ERR, "Failed to set curl opt error:(%d)%s", code, curl_easy_strerror(code));
         return false;
     }
     // The speed limits are a nicety: a failure to set either is logged and passed over.
     if ((code = curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 128L)) != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
+        KOVA_LOG(LOG_ERR, "Failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
     }
     if ((code = curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, 60L)) != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "%s:%d Failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
+        KOVA_LOG(LOG_ERR, "Failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
     }
     if ((code = curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, timeouts.seconds)) != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "%s:%d failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
+        KOVA_LOG(LOG_ERR, "failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
     }
     if ((code = curl_easy_setopt(curl, CURLOPT_TIMEOUT, timeouts.seconds)) != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "%s:%d failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
+        KOVA_LOG(LOG_ERR, "failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
         return false;
     }
     if ((code = curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, WriteMemoryCallback)) != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "%s:%d failed to write function WriteMemoryCallback, return value=%d, err=%s", code,
+        KOVA_LOG(LOG_ERR, "failed to write function WriteMemoryCallback, return value=%d, err=%s", code,
                  curl_easy_strerror(code));
         return false;
     }
     if ((code = curl_easy_setopt(curl, CURLOPT_WRITEDATA, &received.memory)) != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "%s:%d failed to write data, return value=%d, err=%s", code, curl_easy_strerror(code));
+        KOVA_LOG(LOG_ERR, "failed to write data, return value=%d, err=%s", code, curl_easy_strerror(code));
         return false;
     }
     curl_easy_setopt(curl, CURLOPT_IPRESOLVE, static_cast<long>(CURL_IPRESOLVE_WHATEVER));
@@ -192,7 +192,7 @@ Status Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
 
     const CurlEasy curl(curl_easy_init());
     if (!curl) {
-        KOVA_LOG(LOG_ERR, "%s:%d failed to init pCurl");
+        KOVA_LOG(LOG_ERR, "failed to init pCurl");
         return Error{KOVA_ERR_SEND};
     }
     ReceiveBuffer received;
@@ -216,12 +216,12 @@ Status Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
 
     const SzList keys(QLIBCSzListAlloc(kKeyListCapacity));
     if (!keys) {
-        KOVA_LOG(LOG_ERR, "%s:%d out of memory, ERR=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
+        KOVA_LOG(LOG_ERR, "out of memory, ERR=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
                  QLIBCErrorGetLine());
         return Error{KOVA_ERR_SEND};
     }
     if (QLIBCSzHashEnumKey(req.params, keys.get()) <= 0) {
-        KOVA_LOG(LOG_ERR, "%s:%d no key in the hash, ERR=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
+        KOVA_LOG(LOG_ERR, "no key in the hash, ERR=[0x%04X %s:%d]", QLIBCErrGet(), QLIBCErrorGetFile(),
                  QLIBCErrorGetLine());
         return Error{KOVA_ERR_SEND};
     }
@@ -255,7 +255,7 @@ Status Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
             code = curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, query.text());
         }
         if (code != CURLE_OK) {
-            KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to set POST parameters, code=%d, err=%s", url, code,
+            KOVA_LOG(LOG_ERR, "%s, Failed to set POST parameters, code=%d, err=%s", url, code,
                      curl_easy_strerror(code));
             return Error{KOVA_ERR_SEND};
         }
@@ -275,7 +275,7 @@ Status Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
     // on the "Failed to request packages" line, as the appliance always logged
     // it; an answer cut by a time-out is refused once the status is known.
     if (performed != CURLE_OK && !exhausted) {
-        KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to curl perform, code=%d, err=%s", url, performed,
+        KOVA_LOG(LOG_ERR, "%s, Failed to curl perform, code=%d, err=%s", url, performed,
                  curl_easy_strerror(performed));
         resp.curlCode = performed;
         return Error{KOVA_ERR_SEND};
@@ -283,7 +283,7 @@ Status Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
     long status = 0;
     const CURLcode info = curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
     if (info != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to curl_easy_getinfo, code=%d, err=%s", url, info,
+        KOVA_LOG(LOG_ERR, "%s, Failed to curl_easy_getinfo, code=%d, err=%s", url, info,
                  curl_easy_strerror(info));
         resp.curlCode = info;
         return Error{KOVA_ERR_SEND};
@@ -294,19 +294,19 @@ Status Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
     // An answer is delivered only when its transfer completed: the last of the
     // attempts may have timed out after its status line.
     if (delivered_status && performed != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to curl perform, code=%d, err=%s", url, performed,
+        KOVA_LOG(LOG_ERR, "%s, Failed to curl perform, code=%d, err=%s", url, performed,
                  curl_easy_strerror(performed));
         resp.curlCode = performed;
         return Error{KOVA_ERR_SEND};
     }
     if (!delivered_status) {
-        KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to request packages, httpResponseCode=%ld, data=%s", url, status,
+        KOVA_LOG(LOG_ERR, "%s, Failed to request packages, httpResponseCode=%ld, data=%s", url, status,
                  Redacted(received.memory.memory != nullptr ? received.memory.memory : "", secrets)
                      .c_str());
         return Error{KOVA_ERR_SEND};
     }
     if (received.memory.memory == nullptr) {
-        KOVA_LOG(LOG_ERR, "%s:%d %s, Failed to get response", url);
+        KOVA_LOG(LOG_ERR, "%s, Failed to get response", url);
         return Error{KOVA_ERR_SEND};
     }
     resp.data = strdup(received.memory.memory);

@@ -46,9 +46,11 @@ BackoffState ReadBackoffState(const std::string& path) {
     state.message = record["message"].isString() ? record["message"].asString() : "";
     state.due_at = number("due_at");
     state.due_boot_ms = number("due_boot_ms");
+    const bool this_boot = record["boot_id"].isString() && record["boot_id"].asString() == BootId();
+    state.failed_boot_ms = this_boot ? number("failed_boot_ms") : 0;
     const long long left = state.due_boot_ms - BootMillis();
     // Another boot's wait is over, and so is one longer than any the library records.
-    if (record["boot_id"].isString() && record["boot_id"].asString() == BootId() && left > 0 &&
+    if (this_boot && left > 0 &&
         left <= std::chrono::duration_cast<std::chrono::milliseconds>(kLongestBackoffWait).count()) {
         state.left = std::chrono::milliseconds(left);
     }
@@ -62,6 +64,7 @@ std::string BackoffStateText(const BackoffState& state) {
     record["message"] = state.message;
     record["boot_id"] = BootId();
     record["due_boot_ms"] = static_cast<Json::Int64>(state.due_boot_ms);
+    record["failed_boot_ms"] = static_cast<Json::Int64>(state.failed_boot_ms);
     record["due_at"] = static_cast<Json::Int64>(state.due_at);
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "\t";

@@ -15,6 +15,7 @@ struct BackoffState {
     int failures = 0;                    // in a row, since the last answer of the service
     long long due_at = 0;                // seconds since the epoch of the next attempt, for people
     long long due_boot_ms = 0;           // the same on the boot-time clock
+    long long failed_boot_ms = 0;        // when the last failure was recorded, on that clock
     std::chrono::milliseconds left{0};   // before the next attempt; 0 when it is due
     int code = 0;                        // the last failure's code
     std::string message;                 // and its message
