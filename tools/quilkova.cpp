@@ -352,7 +352,8 @@ int main(int argc, char** argv) {
     app.add_flag("--show-auth-key", show_auth_key, "include the device's auth key in what is printed");
     app.add_flag("--report_info", report, "send the scheduled report of the appliance's state");
 
-    CLI::App* status = app.add_subcommand("status", "show the bound account and the appliance's token");
+    CLI::App* status = app.add_subcommand(
+        "status", "show the bound account, the report schedule, and each token's expiry and backoff");
     LoginOptions login_options;
     CLI::App* login = app.add_subcommand(
         "login", "log in with an e-mail (password on standard input or typed, never on the command line)");
