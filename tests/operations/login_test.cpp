@@ -173,6 +173,10 @@ TEST_F(LoginTest, AKeyLoginIsProvenByAQueryOrLeavesTheRecordAsItWas) {
             << each.user_id << "/" << each.auth_key;
         EXPECT_EQ(UserConf(), before) << each.user_id << "/" << each.auth_key;
         EXPECT_EQ(User().Exists(), each.bound_before);
+        struct stat record {};
+        ASSERT_EQ(::stat(root().Path(kUserConf).c_str(), &record), 0);
+        EXPECT_EQ(std::make_tuple(record.st_uid, record.st_gid, record.st_mode & 07777),
+                  std::make_tuple(0u, 0u, 0600u)) << "root's, as every record";
         ASSERT_EQ(QUILKOVAAccountLoginByKey("u-1", "key-1", output), 0);
     }
 }
