@@ -162,6 +162,8 @@ TEST_F(PkceClientTest, RefusedOrIncompleteAnswersGiveTheirCodesWithoutSecrets) {
     EXPECT_FALSE(log.Contains("hidden-7") || log.Contains(refresh)) << log.Dump();
     Answer("/oauth2/token", "<html>bad gateway</html>", 502);
     EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }), KOVA_ERR_RESPONSE);
+    EXPECT_TRUE(log.Contains(" Failed to parse renew token resp, code=502, resp=<html>bad gateway</html>"))
+        << log.Dump();
     EXPECT_EQ(root().ReadFile(kHosToken), aged) << "failed renewals leave the token file as it was";
 
     // A token file that is not ours, or that others may write, is not used.
