@@ -271,6 +271,21 @@ TEST(Backoff, ReadsOnlyBelievableWaitsAndHonoursRetryAfter) {
         EXPECT_EQ(backoff.Read().left.count() > 0, waiting) << file;
         EXPECT_EQ(CodeOf([&] { backoff.RequireDue(); }), waiting ? KOVA_ERR_RESPONSE : KOVA_ERR_SUCCESS) << file;
     }
+    // What counts as the service not being there: no answer, 5xx, 429.
+    for (const auto& [status, unavailable] : std::vector<std::pair<long, bool>>{
+             {0, true}, {500, true}, {599, true}, {429, true}, {499, false}, {428, false}, {400, false}}) {
+        backoff.Clear();
+        http::Response answer;
+        answer.status_code = status;
+        answer.error.code = status == 0 ? http::ErrorCode::CONNECTION_FAILURE : http::ErrorCode::OK;
+        (void)CodeOf([&] {
+            backoff.Run([&] {
+                backoff.Saw(answer);
+                throw KovaException(KOVA_ERR_RESPONSE, "failed");
+            });
+        });
+        EXPECT_EQ(backoff.Read().failures, unavailable ? 1 : 0) << status;
+    }
     char date[64];
     const std::time_t in_a_minute = std::time(nullptr) + 60;
     std::tm utc{};
