@@ -178,6 +178,7 @@ TEST(UntrustedAnswers, FlagsReadLenientlyAndSentSecretsAreMasked) {
         {"m=p%c3%a4ss%2Fw%C3%B6rd+1&n=1", "m=***&n=1"},
         {R"({"access_token": {"x": "zzz-secret"}, "echo": "zzz-secret"})", R"({"access_token": "***", "echo": "***"})"},
         {R"({"refresh_token": ["r-1", {"a": 2}], "n": 1})", R"({"refresh_token": "***", "n": 1})"},
+        {R"({"id_token": ["abc", "ab"], "m": "abc ab"})", R"({"id_token": "***", "m": "*** ab"})"},
         {R"({"access\u005ftoken": "hidden-1", "m": "hid\u0064en-1"})", R"({"access\u005ftoken": "***", "m": "***"})"},
         {R"({"error": "invalid_grant", "hint": "held\u002drefresh\u002d1"})", R"({"error": "invalid_grant", "hint": "***"})"},
     };
