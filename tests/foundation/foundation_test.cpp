@@ -193,8 +193,8 @@ TEST(UntrustedAnswers, FlagsReadLenientlyAndSentSecretsAreMasked) {
 TEST(Waits, AreTheApplianceOnes) {
     const internal::Waits waits;
     EXPECT_EQ(std::make_tuple(waits.lock_seconds, waits.sender_short_seconds, waits.sender_long_seconds,
-                              waits.sender_pause.count(), waits.ddns_answer.count()),
-              std::make_tuple(30u, 15L, 120L, 1000L, 3000L));
+                              waits.sender_pause.count(), waits.ddns_answer.count(), waits.request_timeout.count()),
+              std::make_tuple(30u, 15L, 120L, 1000L, 3000L, 30000L));
     const quilplatform::Waits platform;
     EXPECT_EQ(std::make_tuple(platform.directory_lock.count(), platform.plugin_limit.count(), platform.close_grace.count()),
               std::make_tuple(30000L, 30000L, 1000L));
