@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <utility>
 #include <vector>
 #include <functional>
 #include <iostream>
@@ -86,12 +87,9 @@ const char* YesNo(bool flag) {
 // packages' by name).
 std::vector<std::string> Clients() {
     std::set<std::string> names;
-    for (const std::string& file : quilkova::internal::DirectoryEntries(quilkova::internal::RootedPath(kPrivate))) {
-        for (const std::string suffix : {"_token.json", "_backoff.json"}) {
-            if (file.size() > suffix.size() && file[0] != '.' &&
-                file.compare(file.size() - suffix.size(), suffix.size(), suffix) == 0) {
-                names.insert(file.substr(0, file.size() - suffix.size()));
-            }
+    for (const char* suffix : {"_token.json", "_backoff.json"}) {
+        for (std::string& name : quilkova::internal::StemsEndingIn(quilkova::internal::RootedPath(kPrivate), suffix)) {
+            names.insert(std::move(name));
         }
     }
     names.erase(kApplianceClient);

@@ -101,12 +101,6 @@ struct CachedFile {
     std::string content;
 };
 
-bool SameFile(const struct stat& a, const struct stat& b) {
-    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
-           a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec &&
-           a.st_ctim.tv_sec == b.st_ctim.tv_sec && a.st_ctim.tv_nsec == b.st_ctim.tv_nsec;
-}
-
 int ReadCachedContent(const std::string& real_path, std::string& content) {
     constexpr size_t kCachedFiles = 8;
     thread_local std::vector<CachedFile> cache;
@@ -115,7 +109,7 @@ int ReadCachedContent(const std::string& real_path, std::string& content) {
         return ReadContent(real_path, content);  // missing or unreadable, as a read says
     }
     for (const CachedFile& file : cache) {
-        if (file.path == real_path && SameFile(file.identity, now)) {
+        if (file.path == real_path && quilkova::internal::SameFileVersion(file.identity, now)) {
             content = file.content;
             return 0;
         }

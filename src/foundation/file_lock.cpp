@@ -109,13 +109,13 @@ bool FileLock::Lock(unsigned int seconds) {
             if (held == Held::kOurs) {
                 return true;
             }
-            const bool replaced =
-                held == Held::kStale || ::unlink(internal::RootedPath(path_).c_str()) == 0 || errno == ENOENT;
+            if (held == Held::kForeign && ::unlink(internal::RootedPath(path_).c_str()) != 0 && errno != ENOENT) {
+                Unlock();
+                KOVA_LOG(LOG_ERR, "Failed to open file: %s", path_.c_str());
+                return false;
+            }
             Unlock();
-            if (!replaced || !CreateLockFile(path_)) {
-                if (!replaced) {
-                    KOVA_LOG(LOG_ERR, "Failed to open file: %s", path_.c_str());
-                }
+            if (!CreateLockFile(path_)) {
                 return false;
             }
             continue;

@@ -23,8 +23,6 @@
 #include "util/atomic_file.hpp"
 #include "util/root_prefix.hpp"
 
-#include <cstring>
-
 namespace quilkova {
 
 namespace {
@@ -257,12 +255,8 @@ void internal::LogoutLocally() {
 
 void internal::ForgetOtherAccountsTokens(const std::string& user_id) {
     Backoff::ClearAll();  // a new binding is a fresh start
-    constexpr const char* kSuffix = "_token.json";
-    const size_t suffix = std::strlen(kSuffix);
-    for (const std::string& name : DirectoryEntries(RootedPath(kPrivateDirectory))) {
-        if (name.size() > suffix && name[0] != '.' && name.compare(name.size() - suffix, suffix, kSuffix) == 0) {
-            PkceClientImpl(name.substr(0, name.size() - suffix)).RemoveUnlessIssuedFor(user_id);
-        }
+    for (const std::string& client : StemsEndingIn(RootedPath(kPrivateDirectory), "_token.json")) {
+        PkceClientImpl(client).RemoveUnlessIssuedFor(user_id);
     }
 }
 

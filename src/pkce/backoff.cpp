@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <ctime>
 #include <random>
 
@@ -19,8 +18,6 @@
 namespace quilkova::internal {
 
 namespace {
-constexpr const char* kSuffix = "_backoff.json";
-
 // "Retry-After" as seconds or as an HTTP date; 0 when absent or unreadable.
 std::chrono::seconds RetryAfterOf(const std::string& value) {
     long long seconds = 0;
@@ -46,6 +43,11 @@ std::string UtcText(long long seconds) {
     return text;
 }
 
+// The failure on record, as thrown again (5 should a file hold no code).
+KovaException FailureOf(const Backoff::State& state, const std::string& message) {
+    return KovaException(state.code != 0 ? static_cast<KOVA_ERRCODE>(state.code) : KOVA_ERR_RESPONSE, message);
+}
+
 // A wait drawn at random up to the failure's step: a fleet that failed
 // together does not come back together.
 std::chrono::milliseconds JitteredStep(int failures) {
@@ -68,17 +70,15 @@ void Backoff::RequireDue() const {
         return;
     }
     const long long seconds = (state.left.count() + 999) / 1000;
-    throw KovaException(state.code != 0 ? static_cast<KOVA_ERRCODE>(state.code) : KOVA_ERR_RESPONSE,
-                        format(("%s; the service is given time: the next attempt is due in %lld s, at %s"),
-                               state.message.c_str(), seconds,
-                               UtcText(static_cast<long long>(std::time(nullptr)) + seconds).c_str()));
+    throw FailureOf(state, format("%s; the service is given time: the next attempt is due in %lld s, at %s",
+                                  state.message.c_str(), seconds,
+                                  UtcText(static_cast<long long>(std::time(nullptr)) + seconds).c_str()));
 }
 
 void Backoff::RequireNoFailureSince(long long since_boot_ms) const {
     const State state = Read();
     if (state.failed_boot_ms >= since_boot_ms && state.failures > 0) {
-        throw KovaException(state.code != 0 ? static_cast<KOVA_ERRCODE>(state.code) : KOVA_ERR_RESPONSE,
-                            state.message);
+        throw FailureOf(state, state.message);
     }
 }
 
@@ -119,11 +119,8 @@ void Backoff::Clear() const {
 }
 
 void Backoff::ClearAll() {
-    const size_t suffix = std::strlen(kSuffix);
-    for (const std::string& name : DirectoryEntries(RootedPath(kPrivateDirectory))) {
-        if (name.size() > suffix && name.compare(name.size() - suffix, suffix, kSuffix) == 0) {
-            Backoff(name.substr(0, name.size() - suffix)).Clear();
-        }
+    for (const std::string& client : StemsEndingIn(RootedPath(kPrivateDirectory), "_backoff.json")) {
+        Backoff(client).Clear();
     }
 }
 

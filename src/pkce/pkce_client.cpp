@@ -152,20 +152,15 @@ std::string PkceClientImpl::GetTokenFilePath() const {
 }
 
 namespace {
-// The bound account's user id as last read, and the record's identity then: read
-// again only when the record changed (it is replaced whole on every change, so
-// its inode, times or size tell), since every token read asks for it.
+// The bound account's user id as last read, and the record's identity then:
+// read again only when the record changed, since every token read asks for it
+// (the platform keeps the record's text likewise, but each read of it there
+// still costs the privileged section and a parse).
 struct BoundAccountCache {
     std::mutex mutex;
     bool valid = false;
     struct stat record {};
     std::string user_id;
-
-    static bool Same(const struct stat& a, const struct stat& b) {
-        return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
-               a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec &&
-               a.st_ctim.tv_sec == b.st_ctim.tv_sec && a.st_ctim.tv_nsec == b.st_ctim.tv_nsec;
-    }
 };
 }  // namespace
 
@@ -178,7 +173,7 @@ std::string PkceClientImpl::BoundUserId() {
     }
     if (seen) {
         const std::lock_guard<std::mutex> guard(cache.mutex);
-        if (cache.valid && BoundAccountCache::Same(cache.record, record)) {
+        if (cache.valid && internal::SameFileVersion(cache.record, record)) {
             return cache.user_id;
         }
     }
@@ -269,8 +264,12 @@ Json::Value PkceClientImpl::WriteToken(const Json::Value& answer, const Json::Va
     token["created_at"] = static_cast<Json::Int64>(std::time(nullptr));  // always the local save time
     token[kOwnerMember] = owner;
     internal::NoteHeldSecrets(token);
-    internal::SaveJsonFile(GetTokenFilePath(), token, internal::kLargestTokenFile);
+    StoreToken(token);
     return token;
+}
+
+void PkceClientImpl::StoreToken(const Json::Value& token) const {
+    internal::SaveJsonFile(GetTokenFilePath(), token, internal::kLargestTokenFile);
 }
 
 void PkceClientImpl::ClaimFor(const std::string& user_id) const {
@@ -282,7 +281,7 @@ void PkceClientImpl::ClaimFor(const std::string& user_id) const {
             return;  // replaced meanwhile (a rescue of the account bound before): not the login's to claim
         }
         token[kOwnerMember] = user_id;
-        internal::SaveJsonFile(GetTokenFilePath(), token, internal::kLargestTokenFile);
+        StoreToken(token);
     } catch (const KovaException& error) {
         // The binding stands; its token, still no account's, is rescued with the auth key when next asked for.
         KOVA_LOG(LOG_ERR, "Failed to claim the token of [%s] for the account, code=%d", name_.c_str(),

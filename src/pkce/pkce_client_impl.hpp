@@ -83,6 +83,8 @@ private:
     Json::Value ReadToken() const;
     // The token file whoever it was issued for.
     Json::Value ReadAnyToken() const;
+    // Writes the token file, refusing one larger than the room reserved for it.
+    void StoreToken(const Json::Value& token) const;
     // Writes a token answer, stamped with the time and `owner`; the caller holds the save lock.
     Json::Value WriteToken(const Json::Value& answer, const Json::Value& owner) const;
     std::string ConfigText(const char* key) const;

@@ -109,6 +109,23 @@ std::vector<std::string> DirectoryEntries(const std::string& directory) {
     return names;
 }
 
+bool SameFileVersion(const struct stat& a, const struct stat& b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+           a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec &&
+           a.st_ctim.tv_sec == b.st_ctim.tv_sec && a.st_ctim.tv_nsec == b.st_ctim.tv_nsec;
+}
+
+std::vector<std::string> StemsEndingIn(const std::string& directory, const std::string& suffix) {
+    std::vector<std::string> stems;
+    for (const std::string& name : DirectoryEntries(directory)) {
+        if (name.size() > suffix.size() && name[0] != '.' &&
+            name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0) {
+            stems.push_back(name.substr(0, name.size() - suffix.size()));
+        }
+    }
+    return stems;
+}
+
 int ReadFileNoFollow(const std::string& path, std::string& content, struct stat* info) {
     Descriptor fd(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
     if (fd.get() < 0) {

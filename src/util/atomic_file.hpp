@@ -15,9 +15,17 @@ namespace quilkova::internal {
 // empty when it cannot be read.
 std::vector<std::string> DirectoryEntries(const std::string& directory);
 
+// What precedes `suffix` in the names of a directory that end in it (hidden
+// names aside): "hos" for "hos_token.json" and "_token.json".
+std::vector<std::string> StemsEndingIn(const std::string& directory, const std::string& suffix);
+
 // Reads a regular file whole without following a symbolic link at `path`.
 // `info`, when given, receives the file's status.
 int ReadFileNoFollow(const std::string& path, std::string& content, struct stat* info = nullptr);
+
+// Whether two statuses are of one version of one file (device, inode, size
+// and times): every writer of ours replaces a file whole, so a change shows.
+bool SameFileVersion(const struct stat& a, const struct stat& b);
 
 // A file of this process's user that nobody else may write: the only kind
 // of token or cached configuration the library trusts.
