@@ -7,9 +7,9 @@
 #include "foundation/json_utils.hpp"
 #include "foundation/redact.hpp"
 #include "fuzz_root.hpp"
-#include "operations/account_steps.hpp"
-#include "operations/query_answer.hpp"
-#include "pkce/pkce_requests.hpp"
+#include "services/account_steps.hpp"
+#include "services/query_answer.hpp"
+#include "services/token_requests.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/pkce_client.hpp"
 

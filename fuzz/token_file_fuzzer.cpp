@@ -7,7 +7,7 @@
 
 #include "foundation/log.hpp"
 #include "fuzz_root.hpp"
-#include "pkce/package_pkce_client_impl.hpp"
+#include "operations/package_pkce_client_impl.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "quilkova/pkce_client.hpp"
 

@@ -16,7 +16,7 @@ template <typename Operation>
 int Flat(Operation&& operation) noexcept {
     QUILKOVAErrSet(KOVA_ERR_SUCCESS);
     const auto outcome = Capture(operation);
-    QUILKOVAErrSet(outcome.ok() ? KOVA_ERR_SUCCESS : outcome.error().code);
+    QUILKOVAErrSet(outcome.ok() || !outcome.error().coded ? KOVA_ERR_SUCCESS : outcome.error().code);
     return outcome.ok() ? 0 : -1;
 }
 

@@ -1,6 +1,6 @@
 // The flat face of the store client.
 #include "flat/flat.hpp"
-#include "payment/store_client.hpp"
+#include "services/store_client.hpp"
 
 extern "C" int QUILPaymentKoVAAccountGet(char* email, size_t size) {
     return quilkova::internal::Flat([=] { return quilkova::internal::ReadStoreAccount(email, size); });

@@ -10,9 +10,8 @@
 #include "foundation/result.hpp"
 #include "quilkova/kova_exception.hpp"
 
-// Where exceptions and results meet: an operation's boundary turns whatever
-// was thrown inside it into its failure, and the class face turns a failure
-// back into the KovaException it throws.
+// Where what is thrown inside the library becomes a result: an operation's
+// boundary turns whatever was thrown inside it into its failure.
 namespace quilkova::internal {
 
 // The message a KovaException was made with, without its code and stack.
@@ -65,22 +64,6 @@ T Unwrap(Result<T> result) {
         throw KovaException(error.code, error.message);
     }
     return std::move(result.value());
-}
-
-// The boundary of a public class method: what leaves it is a KovaException,
-// whatever went wrong inside (6 for a lack of memory, 2 for a JSON value of
-// an unexpected type).
-template <typename Body>
-auto Guarded(Body&& body) -> decltype(body()) {
-    try {
-        return body();
-    } catch (const KovaException&) {
-        throw;
-    } catch (const std::bad_alloc&) {
-        throw KovaException(KOVA_ERR_SYSTEM, "Out of memory");
-    } catch (const Json::Exception& error) {
-        throw KovaException(KOVA_ERR_BAD_JSON, error.what());
-    }
 }
 
 }  // namespace quilkova::internal

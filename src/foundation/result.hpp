@@ -14,14 +14,22 @@
 namespace quilkova::internal {
 
 // A failure: a code of the library's one numbering and, for the class face,
-// a message ("" gives the code's own text). A failure with code 0 is one the
-// flat face reports with the slot left at 0 (a plug-in context that could not
-// be opened, a time zone that could not be read), as those functions always did.
+// a message ("" gives the code's own text). Some failures have no code of
+// their own (a plug-in context that could not be opened, a time zone that
+// could not be read, a library below that failed without saying why): the
+// flat face reports them with the error slot left at 0, as those functions
+// always did, and the class face throws them as 24 (unknown). A failure is
+// never "success": a code of 0 handed in makes a failure without a code.
 struct Error {
     explicit Error(KOVA_ERRCODE failure = KOVA_ERR_UNKNOWN, std::string text = "")
-        : code(failure), message(std::move(text)) {}
-    KOVA_ERRCODE code;
+        : code(failure == KOVA_ERR_SUCCESS ? KOVA_ERR_UNKNOWN : failure),
+          message(std::move(text)),
+          coded(failure != KOVA_ERR_SUCCESS) {}
+    static Error WithoutCode(std::string text = "") { return Error(KOVA_ERR_SUCCESS, std::move(text)); }
+
+    KOVA_ERRCODE code;  // never KOVA_ERR_SUCCESS
     std::string message;
+    bool coded;  // false: the flat face leaves the error slot at 0
 };
 
 template <typename T>

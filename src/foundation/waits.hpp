@@ -1,5 +1,5 @@
-#ifndef QUILKOVA_INTERNAL_WAITS_HPP
-#define QUILKOVA_INTERNAL_WAITS_HPP
+#ifndef QUILKOVA_FOUNDATION_WAITS_HPP
+#define QUILKOVA_FOUNDATION_WAITS_HPP
 
 // How long the library waits for another process or for a peer. Production
 // never changes these. The test programs link the library's objects, not the

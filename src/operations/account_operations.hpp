@@ -53,6 +53,10 @@ Status ReadIframeInfo(Json::Value& info);
 // A new API key when the service says it knows none ("apikey_not_found").
 Status HandleApiKeyError(Json::Value& info, const char* code);
 
+// The scheduled report of the appliance's state; logs the account out when
+// the service no longer knows it.
+Status ReportInfo();
+
 }  // namespace quilkova::internal
 
 #endif

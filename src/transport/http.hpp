@@ -1,5 +1,5 @@
-#ifndef QUILKOVA_INTERNAL_HTTP_HPP
-#define QUILKOVA_INTERNAL_HTTP_HPP
+#ifndef QUILKOVA_TRANSPORT_HTTP_HPP
+#define QUILKOVA_TRANSPORT_HTTP_HPP
 
 #include <chrono>
 #include <initializer_list>

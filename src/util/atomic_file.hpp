@@ -1,5 +1,5 @@
-#ifndef QUILKOVA_INTERNAL_ATOMIC_FILE_HPP
-#define QUILKOVA_INTERNAL_ATOMIC_FILE_HPP
+#ifndef QUILKOVA_UTIL_ATOMIC_FILE_HPP
+#define QUILKOVA_UTIL_ATOMIC_FILE_HPP
 
 #include <sys/stat.h>
 #include <sys/types.h>

@@ -2,7 +2,7 @@
 #include "test_prelude.hpp"
 
 #include "account/default_hosts.hpp"
-#include "account/server_info_impl.hpp"
+#include "account/server_hosts.hpp"
 
 namespace {
 

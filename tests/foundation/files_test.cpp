@@ -64,48 +64,6 @@ TEST(JsonFiles, SaveThenLoadWithTheModeOfTheLocationNeverThroughALinkAndFailWith
         << log.Dump();
 }
 
-TEST(AtomicFile, AShortWriteIsReportedAndNeverRenamedIntoPlace) {
-    TempRoot root;
-    root.WriteFile("/data/file", "old content");
-    const std::string path = root.Path("/data/file");
-    ChildProcess writer([&path] {
-        // The file size limit makes write() stop short with EFBIG, as a full disk would.
-        ::signal(SIGXFSZ, SIG_IGN);
-        const rlimit limit = {4096, 4096};
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-        return quilkova::internal::ReplaceFileAtomically(path, std::string(100000, 'n'), 0644) == EFBIG ? 0 : 1;
-    });
-    EXPECT_EQ(writer.Wait(), 0);
-    EXPECT_EQ(root.ReadFile("/data/file"), "old content");
-    EXPECT_EQ(internal::DirectoryEntries(root.Path("/data")), std::vector<std::string>{"file"})
-        << "the temporary file is gone";
-}
-
-TEST(AtomicFile, TemporariesOfDeadWritersAreSweptAndPrivateDirectoriesClosedAgain) {
-    TempRoot root;
-    SaveJsonFile(kHosToken, SampleToken());
-    const std::string directory = root.Path("/usr/quil/etc/quillion-account/private");
-    for (const char* stale : {"/.hos_token.json.AAAAAA", "/.hos_token.json.BBBBBB"}) {
-        std::ofstream(directory + stale) << "torn";
-    }
-    std::ofstream(directory + "/.other.json.CCCCCC") << "not ours";
-    // A live writer holds a lock on its temporary file: that one stays.
-    const int live = ::open((directory + "/.hos_token.json.LIVE00").c_str(), O_CREAT | O_RDWR, 0600);
-    ASSERT_EQ(::flock(live, LOCK_EX), 0);
-    ChildProcess holder([] {
-        ::pause();
-        return 0;
-    });
-    ::close(live);  // the child inherited the locked descriptor
-    ASSERT_EQ(::chmod(directory.c_str(), 0777), 0);
-
-    SaveJsonFile(kHosToken, SampleToken());
-    std::vector<std::string> names = internal::DirectoryEntries(directory);
-    std::sort(names.begin(), names.end());
-    EXPECT_EQ(names, (std::vector<std::string>{".hos_token.json.LIVE00", ".other.json.CCCCCC", "hos_token.json"}));
-    EXPECT_EQ(root.Mode("/usr/quil/etc/quillion-account/private"), 0700);
-}
-
 TEST(FileLock, ExcludesOtherHoldersReleasesOnRelockingAndNeverFollowsALink) {
     TempRoot root;
     const size_t descriptors = OpenDescriptors();
@@ -188,6 +146,48 @@ TEST(FileLock, AHeldLockStaysHeldWhateverIsDoneToItsFile) {
         EXPECT_EQ(root.Mode(kLockPath), 0666) << what;
         EXPECT_EQ(::access(other_name.c_str(), F_OK) == 0, std::string(what) == "hard link") << what;
     }
+}
+
+TEST(AtomicFile, AShortWriteIsReportedAndNeverRenamedIntoPlace) {
+    TempRoot root;
+    root.WriteFile("/data/file", "old content");
+    const std::string path = root.Path("/data/file");
+    ChildProcess writer([&path] {
+        // The file size limit makes write() stop short with EFBIG, as a full disk would.
+        ::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit = {4096, 4096};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        return quilkova::internal::ReplaceFileAtomically(path, std::string(100000, 'n'), 0644) == EFBIG ? 0 : 1;
+    });
+    EXPECT_EQ(writer.Wait(), 0);
+    EXPECT_EQ(root.ReadFile("/data/file"), "old content");
+    EXPECT_EQ(internal::DirectoryEntries(root.Path("/data")), std::vector<std::string>{"file"})
+        << "the temporary file is gone";
+}
+
+TEST(AtomicFile, TemporariesOfDeadWritersAreSweptAndPrivateDirectoriesClosedAgain) {
+    TempRoot root;
+    SaveJsonFile(kHosToken, SampleToken());
+    const std::string directory = root.Path("/usr/quil/etc/quillion-account/private");
+    for (const char* stale : {"/.hos_token.json.AAAAAA", "/.hos_token.json.BBBBBB"}) {
+        std::ofstream(directory + stale) << "torn";
+    }
+    std::ofstream(directory + "/.other.json.CCCCCC") << "not ours";
+    // A live writer holds a lock on its temporary file: that one stays.
+    const int live = ::open((directory + "/.hos_token.json.LIVE00").c_str(), O_CREAT | O_RDWR, 0600);
+    ASSERT_EQ(::flock(live, LOCK_EX), 0);
+    ChildProcess holder([] {
+        ::pause();
+        return 0;
+    });
+    ::close(live);  // the child inherited the locked descriptor
+    ASSERT_EQ(::chmod(directory.c_str(), 0777), 0);
+
+    SaveJsonFile(kHosToken, SampleToken());
+    std::vector<std::string> names = internal::DirectoryEntries(directory);
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<std::string>{".hos_token.json.LIVE00", ".other.json.CCCCCC", "hos_token.json"}));
+    EXPECT_EQ(root.Mode("/usr/quil/etc/quillion-account/private"), 0700);
 }
 
 }  // namespace

@@ -125,16 +125,6 @@ TEST(Md5String, GivesLowercaseHexAndRefusesShortBuffersUntouched) {
     EXPECT_EQ(std::string(out, sizeof(out)), std::string(sizeof(out), 'Z'));
 }
 
-TEST(RootPrefix, PrefixesOnlyWhenSetAndNotEmpty) {
-    {
-        TempRoot root;
-        EXPECT_EQ(internal::RootedPath("/etc/quilinfo.conf"), root.root() + "/etc/quilinfo.conf");
-    }
-    ::setenv("QUILKOVA_ROOT", "", 1);
-    EXPECT_EQ(internal::RootedPath("/etc/quilinfo.conf"), "/etc/quilinfo.conf");
-    ::unsetenv("QUILKOVA_ROOT");
-}
-
 TEST(Redact, SecretValuesReadStarsAndBodiesAreCut) {
     using quilkova::internal::Redacted;
     const std::vector<std::pair<std::string, std::string>> cases = {
@@ -198,19 +188,6 @@ TEST(Waits, AreTheApplianceOnes) {
     const quilplatform::Waits platform;
     EXPECT_EQ(std::make_tuple(platform.directory_lock.count(), platform.plugin_limit.count(), platform.close_grace.count()),
               std::make_tuple(30000L, 30000L, 1000L));
-}
-
-TEST(CronSchedule, EveryFieldKeepsItsRange) {
-    const std::vector<std::pair<const char*, bool>> schedules = {{"~ 9~16 * * 1~5", true}, {"0 0 1 1 0", true},
-        {"59 23 31 12 7", true}, {"*/15 0-23 1,15 * 1-5", true}, {"*/1 * * * *", true}, {"0~59 0~23 1~31 1~12 0~7", true},
-        {"60 * * * *", false}, {"* 24 * * *", false}, {"* * 0 * *", false}, {"* * 32 * *", false}, {"* * * 0 *", false},
-        {"* * * 13 *", false}, {"* * * * 8", false}, {"0~60 * * * *", false}, {"* * 0~31 * *", false},
-        {"* * 1~32 * *", false}, {"* * * * 0~8", false}, {"99 99 99 99 99", false}, {"*/0 * * * *", false},
-        {"~ 16~9 * * *", false}, {"~ 9~16 * *", false}, {"x * * * *", false}, {"1,,2 * * * *", false}, {"", false},
-        {",5 * * * *", false}, {"5, * * * *", false}};
-    for (const auto& [schedule, valid] : schedules) {
-        EXPECT_EQ(quilkova::internal::IsValidSchedule(schedule), valid) << '"' << schedule << '"';
-    }
 }
 
 }  // namespace

@@ -35,7 +35,7 @@ TEST_F(LoginTest, APasswordLoginStoresQueriesSchedulesFiresAndRecords) {
     EXPECT_EQ(PluginCalls(), "login 5 [owner@example.com]\n");
     const std::string event = R"("args":["owner@example.com","","",""],"event":329252865)";
     EXPECT_NE(root().ReadFile("/var/log/quil/events.jsonl").find(event), std::string::npos);
-    EXPECT_TRUE(log.Contains("kova_account_login.cpp:") &&
+    EXPECT_TRUE(log.Contains("login.cpp:") &&
                 log.Contains(" Logged in KoVA Center as owner@example.com") && !log.Contains("key-1"))
         << "no auth key in any log line: " << log.Dump();
 }

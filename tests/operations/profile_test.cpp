@@ -3,7 +3,7 @@
 #include "test_prelude.hpp"
 
 #include "flat/flat.hpp"
-#include "payment/store_client.hpp"
+#include "services/store_client.hpp"
 
 namespace {
 

@@ -63,4 +63,36 @@ TEST_F(ReportTest, ReportsTheDeviceKeepsTheTokenFreshAndOnlyTheServicesRefusalLo
     }
 }
 
+TEST_F(ReportTest, TheScheduleIsReplacedRegisteredAndRemoved) {
+    // The old schedule's lines leave /etc/crontab; nothing else does.
+    const std::string kept =
+        "# m h dom mon dow user command\n5 4 * * * root /usr/bin/other --report_info\n"
+        "#0 3 * * * root /usr/quil/bin/quilkova --report_info\n";
+    root().WriteFile("/etc/crontab", kept +
+                                         "0 3 * * * root /usr/quil/bin/quilkova --report_info\n"
+                                         "7 9 * * 1 root   /usr/quil/bin/quilkova   --report_info\n");
+    User().SetReportCronTimestring("30 4 * * 0");
+    AccountService().SetReportCrontab();
+    EXPECT_EQ(root().ReadFile("/etc/crontab"), kept);
+    EXPECT_NE(root().ReadFile("/etc/cron.d/quil-kova").find("30 4 * * 0 root /usr/quil/bin/quilkova --report_info"),
+              std::string::npos);
+    QUILKOVAErrSet(KOVA_ERR_SUCCESS);
+    EXPECT_EQ(QUILKOVAAccountRegisterCrond(), 1);
+    EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SUCCESS) << "a saved job leaves the slot alone";
+    EXPECT_EQ(QUILKOVAAccountUnregisterCrond(), 1u);
+    EXPECT_EQ(QUILKOVAAccountUnregisterCrond(), 0u) << "nothing left";
+    ASSERT_EQ(::rmdir(root().Path("/etc/cron.d").c_str()), 0);
+    root().WriteFile("/etc/cron.d", "a file where a directory belongs");
+    EXPECT_EQ(QUILKOVAAccountRegisterCrond(), 0) << "a save that fails is no success";
+    root().WriteFile("/etc/quilinfo.conf", "kova_disable_report=\"yes\"\n");
+    LogCapture log;
+    AccountService().SetReportCrontab();
+    EXPECT_FALSE(log.Contains("Failed to add crontab for kova")) << "disabled: not even tried";
+
+    EXPECT_EQ(QUILKOVAAccountRemove(), 0);
+    EXPECT_FALSE(root().Exists(kUserConf));
+    EXPECT_EQ(QUILKOVAAccountRemove(), 0) << "already gone";
+    EXPECT_EQ(PluginCalls(), "logout 4 []\nlogout 4 []\n");
+}
+
 }  // namespace

@@ -1,0 +1,28 @@
+// PackagePkceClient: the class face of an add-on package's tokens.
+#include "quilkova/package_pkce_client.hpp"
+
+#include "classes/class_face.hpp"
+#include "operations/package_pkce_client_impl.hpp"
+
+namespace quilkova {
+
+PackagePkceClient::PackagePkceClient(const std::string& package)
+    : impl_(internal::Guarded([&package] { return PackagePkceClientImpl::Make(package).release(); })) {}
+
+PackagePkceClient::~PackagePkceClient() {
+    delete impl_;
+}
+
+std::string PackagePkceClient::GetAccessToken() const {
+    return internal::Guarded([this] { return impl_->GetAccessToken(); });
+}
+
+std::string PackagePkceClient::GetIdToken() const {
+    return internal::Guarded([this] { return impl_->GetIdToken(); });
+}
+
+void PackagePkceClient::ForceRenewToken() const {
+    internal::Guarded([this] { impl_->GrantByAccountService(); });
+}
+
+}  // namespace quilkova

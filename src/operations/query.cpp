@@ -1,0 +1,120 @@
+// Brings the local copy of the account up to date from the account host
+// (throttled by the age of the last query) and returns it as JSON.
+#include <cstdlib>
+#include <ctime>
+#include <string>
+
+#include "account/account_record.hpp"
+#include "account/profile.hpp"
+#include "account/user_impl.hpp"
+#include "device/identity.hpp"
+#include "foundation/appliance_paths.hpp"
+#include "foundation/boundaries.hpp"
+#include "foundation/log.hpp"
+#include "foundation/waits.hpp"
+#include "operations/account_operations.hpp"
+#include "services/account_steps.hpp"
+#include "services/query_answer.hpp"
+#include "quilkova/file_lock.hpp"
+#include "quilkova/kova_exception.hpp"
+#include "util/cron_schedule.hpp"
+
+namespace quilkova::internal {
+
+namespace {
+
+constexpr long long kMinimumAge = 300;    // a query within 5 minutes is never repeated
+constexpr long long kMaximumAge = 86400;  // one older than a day always is
+
+bool ShouldQuery(long long last_query_time, bool query_allowed) {
+    const long long age = std::llabs(static_cast<long long>(std::time(nullptr)) - last_query_time);
+    return age >= kMaximumAge || (age >= kMinimumAge && query_allowed);
+}
+
+void StoreValue(const UserImpl& user, const ProfileValue& value) {
+    const FieldEntry& entry = EntryOf(value.field);
+    if (entry.kind == FieldKind::kFlag) {
+        user.SetBool(entry.key, value.flag);
+    } else if (value.field != Field::ReportCronTimestring || IsValidSchedule(value.text)) {
+        user.Set(entry.key, value.text);
+    } else {
+        // Only a schedule the scheduler can install replaces the one on record.
+        KOVA_LOG(LOG_ERR, "Refused report schedule [%s], kept the one on record", value.text.c_str());
+    }
+}
+
+void StoreProfile(const Profile& profile) {
+    const UserImpl user;
+    for (const ProfileValue& value : profile) {
+        StoreValue(user, value);
+    }
+    user.SetLastQueryTime(static_cast<long long>(std::time(nullptr)));
+}
+
+// The remote query and the storing of its answer.
+Status QueryService(const KOVA_INFO& info, bool short_timeout) {
+    KOVA_TRY(host, AccountHost(KOVA_HERE));
+    KOVA_TRY(serial, ReadSerial(KOVA_HERE));
+    KOVA_TRY(form, NewForm(KOVA_HERE));
+    SetField(form.get(), EntryOf(Field::AuthKey).form, info.auth_key);
+    SetField(form.get(), "serial_no", serial);
+    Response response;
+    Json::Value answer;
+    KOVA_TRY_STATUS(SendForm(host, "device/api/user/query", form.get(), short_timeout, response, answer, KOVA_HERE));
+    const std::string code = CodeOf(answer);
+    if (code == "badauth") {
+        KOVA_LOG(LOG_ERR, "Logged out KoVA due to authentication failure.");
+        (void)Capture([] { return RemoveAccount(); });
+        return Error{KOVA_ERR_NO_ACCOUNT};
+    }
+    if (!HasRequiredMembers(answer)) {
+        KOVA_LOG(LOG_ERR, "Server returned insufficient data. resp=%s", response.Redacted().c_str());
+        return Error{KOVA_ERR_RESPONSE};
+    }
+    const auto mapped = static_cast<KOVA_ERRCODE>(GetErrorCodeFromAccountError(code.c_str()));
+    if (mapped != KOVA_ERR_SUCCESS) {
+        KOVA_LOG(LOG_ERR, "Failed to query %s, resp=%s, code=%u", info.email, response.Redacted().c_str(),
+                 static_cast<unsigned int>(mapped));
+        return Error{mapped};
+    }
+    try {
+        StoreProfile(ReadProfile(answer));
+    } catch (const KovaException& error) {
+        KOVA_LOG(LOG_ERR, "Failed to set user: %s", error.what());
+        return Error{error.GetCode(), MessageOf(error)};
+    }
+    return Done{};
+}
+
+Result<Json::Value> ReadRecord() {
+    try {
+        const UserImpl user;
+        Json::Value record(Json::objectValue);
+        for (const Field field : kQueryResultFields) {
+            record[EntryOf(field).member] = ReadAsJson(user, field);
+        }
+        return record;
+    } catch (const KovaException& error) {
+        KOVA_LOG(LOG_ERR, "Failed to get user: %s", error.what());
+        return Error{error.GetCode(), MessageOf(error)};
+    }
+}
+
+}  // namespace
+
+Result<Json::Value> QueryAccount(bool query_allowed, bool short_timeout) {
+    // One query at a time across all processes, from reading the record to building the result.
+    FileLock lock(LockPath(kQueryLock));
+    if (!lock.Lock(CurrentWaits().lock_seconds)) {
+        KOVA_LOG(LOG_ERR, "Failed to lock file: %s", lock.GetPath().c_str());
+        return Error{KOVA_ERR_TOKEN};  // a lock not had, as everywhere else: never a refusal
+    }
+    KOVA_INFO info = {};
+    KOVA_TRY_STATUS(ReadBoundAccount(info));
+    if (ShouldQuery(info.last_query_time, query_allowed)) {
+        KOVA_TRY_STATUS(QueryService(info, short_timeout));
+    }
+    return ReadRecord();
+}
+
+}  // namespace quilkova::internal

@@ -1,0 +1,98 @@
+// The store client: the account store purchases were made with, and the
+// bound account's purchases at the payment host.
+#include "services/store_client.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "account/account_record.hpp"
+#include "account/profile.hpp"
+#include "device/identity.hpp"
+#include "foundation/appliance_paths.hpp"
+#include "foundation/json_utils.hpp"
+#include "foundation/log.hpp"
+#include "services/account_steps.hpp"
+#include "quilplatform/qlibc_file.h"
+#include "transport/http.hpp"
+
+namespace quilkova::internal {
+
+namespace {
+
+constexpr long kPaymentTimeoutMs = 120000;  // the flat sender's long class
+constexpr size_t kLongestAccount = 65536;
+constexpr size_t kUrlSize = sizeof(KOVA_SERVER_CONFIG::payment_url);
+
+// One JSON request to the payment host: the answer object, or 4 (not sent),
+// 5 (status), 2 (not a JSON object) or the code the answer maps to.
+Result<Json::Value> PaymentRequest(const std::string& host, const char* path, const Json::Value& request) {
+    const http::Response response =
+        http::Post(http::Url{host + "/" + path}, http::Body{CompactJson(request), "application/json"},
+                   http::UserAgent{UserAgent()}, http::Timeout{kPaymentTimeoutMs});
+    if (response.error.code != http::ErrorCode::OK) {
+        KOVA_LOG(LOG_ERR, "Failed to send payment request %s, reqcode=%d, reqmsg=%s", path,
+                 static_cast<int>(response.error.code), response.error.message.c_str());
+        return Error{KOVA_ERR_SEND};
+    }
+    if (response.status_code != 200) {
+        KOVA_LOG(LOG_ERR, "Failed to get payment response %s, code=%ld", path, response.status_code);
+        return Error{KOVA_ERR_RESPONSE};
+    }
+    Json::Value answer;
+    if (!ParseJson(response.text, answer) || !answer.isObject()) {
+        return Error{KOVA_ERR_BAD_JSON};
+    }
+    const auto code = static_cast<KOVA_ERRCODE>(GetErrorCodeFromAccountError(CodeOf(answer).c_str()));
+    if (code != KOVA_ERR_SUCCESS) {
+        return Error{code};
+    }
+    return answer;
+}
+
+}  // namespace
+
+Status PurchaseListFrom(const std::string& host, Json::Value& purchases) {
+    KOVA_INFO info = {};
+    KOVA_TRY_STATUS(ReadBoundAccount(info));
+    KOVA_TRY(serial, ReadSerial(KOVA_HERE));
+    Json::Value request(Json::objectValue);
+    request[EntryOf(Field::UserId).form] = info.user_id;
+    request[EntryOf(Field::AuthKey).form] = info.auth_key;
+    request["serial_no"] = serial;
+    KOVA_TRY(answer, PaymentRequest(host, "api/v1/device/purchase/list", request));
+    if (!answer["purchases"].isArray()) {
+        return Error{KOVA_ERR_BAD_JSON};
+    }
+    purchases = answer["purchases"];
+    return Done{};
+}
+
+Status PurchaseList(Json::Value& purchases) {
+    char host[kUrlSize] = {};
+    if (!ReadPaymentUrl(host)) {
+        return Error{KOVA_ERR_PAYMENT_CONFIG};
+    }
+    return PurchaseListFrom(host, purchases);
+}
+
+Status ReadStoreAccount(char* email, size_t size) {
+    if (email == nullptr || size == 0) {
+        return Error{KOVA_ERR_BAD_PARAM};
+    }
+    // One byte more than the caller's buffer holds (within reason): a value
+    // that fills it did not fit, and is refused rather than cut silently.
+    std::vector<char> account(std::min(size, kLongestAccount) + 1, '\0');
+    const int length = QLIBCFileGetKeyValue(kStoreFile, "account", account.data(), static_cast<int>(account.size()), 0);
+    if (length < 1) {
+        return Error{KOVA_ERR_NO_ACCOUNT};
+    }
+    if (static_cast<size_t>(length) >= account.size() - 1) {
+        return Error{KOVA_ERR_BAD_PARAM};
+    }
+    std::memcpy(email, account.data(), static_cast<size_t>(length) + 1);
+    return Done{};
+}
+
+}  // namespace quilkova::internal

@@ -1,0 +1,63 @@
+// The spacing of a client's network attempts while the service is down.
+#include "test_prelude.hpp"
+
+#include "services/backoff.hpp"
+
+namespace {
+
+// The wait on record: believed only in the boot that wrote it and up to an
+// hour; a 429 or 5xx sets at least what "Retry-After" asks (seconds or a date).
+TEST(Backoff, ReadsOnlyBelievableWaitsAndHonoursRetryAfter) {
+    TempRoot root;
+    const internal::Backoff backoff("hos");
+    const auto state = [](const std::string& boot_id, long long due_in_ms) {
+        return "{\"failures\": 2, \"code\": 5, \"message\": \"m\", \"boot_id\": \"" + boot_id +
+               "\", \"due_boot_ms\": " + std::to_string(internal::BootMillis() + due_in_ms) + "}";
+    };
+    const std::vector<std::pair<std::string, bool>> files = {
+        {state(internal::BootId(), 10000), true}, {state("another-boot", 10000), false},
+        {state(internal::BootId(), 7200 * 1000), false}, {state(internal::BootId(), -1000), false},
+        {"{broken", false}, {"[]", false}};
+    for (const auto& [file, waiting] : files) {
+        root.WriteFile(kHosBackoff, file);
+        EXPECT_EQ(backoff.Read().left.count() > 0, waiting) << file;
+        EXPECT_EQ(CodeOf([&] { backoff.RequireDue(); }), waiting ? KOVA_ERR_RESPONSE : KOVA_ERR_SUCCESS) << file;
+    }
+    // What counts as the service not being there: no answer, 5xx, 429.
+    for (const auto& [status, unavailable] : std::vector<std::pair<long, bool>>{
+             {0, true}, {500, true}, {599, true}, {429, true}, {499, false}, {428, false}, {400, false}}) {
+        backoff.Clear();
+        http::Response answer;
+        answer.status_code = status;
+        answer.error.code = status == 0 ? http::ErrorCode::CONNECTION_FAILURE : http::ErrorCode::OK;
+        (void)CodeOf([&] {
+            backoff.Run([&] {
+                backoff.Saw(answer);
+                throw KovaException(KOVA_ERR_RESPONSE, "failed");
+            });
+        });
+        EXPECT_EQ(backoff.Read().failures, unavailable ? 1 : 0) << status;
+    }
+    char date[64];
+    const std::time_t in_a_minute = std::time(nullptr) + 60;
+    std::tm utc{};
+    std::strftime(date, sizeof(date), "%a, %d %b %Y %H:%M:%S GMT", gmtime_r(&in_a_minute, &utc));
+    for (const auto& [retry_after, seconds] : std::vector<std::pair<std::string, long long>>{{"120", 120}, {date, 60}}) {
+        backoff.Clear();
+        http::Response busy;
+        busy.status_code = 429;
+        busy.retry_after = retry_after;
+        EXPECT_EQ(CodeOf([&] {
+                      backoff.Run([&] {
+                          backoff.Saw(busy);
+                          throw KovaException(KOVA_ERR_AUTH, "busy");
+                      });
+                  }),
+                  KOVA_ERR_AUTH);
+        const internal::Backoff::State recorded = backoff.Read();
+        EXPECT_NEAR(static_cast<double>(recorded.left.count()) / 1000, seconds, 2.0) << retry_after;
+        EXPECT_EQ(recorded.code, KOVA_ERR_RESPONSE) << "a refusal the service never made is recorded as 5";
+    }
+}
+
+}  // namespace
