@@ -8,7 +8,7 @@
 #include "foundation/string_utils.hpp"
 #include "quilkova/kova_exception.hpp"
 #include "transport/curl_handles.hpp"
-#include "transport/curl_policy.hpp"
+#include "transport/curl_transfer.hpp"
 #include "transport/http.hpp"
 
 namespace quilkova::http {
@@ -60,21 +60,6 @@ ErrorCode ErrorCodeOf(CURLcode code) {
     }
 }
 
-// Stops the transfer (by taking nothing) when the answer outgrows the limit
-// or memory runs out: nothing is thrown through libcurl.
-size_t AppendText(char* data, size_t size, size_t count, void* text) {
-    auto* answer = static_cast<std::string*>(text);
-    if (!internal::FitsAnswer(answer->size(), size * count)) {
-        return 0;
-    }
-    try {
-        answer->append(data, size * count);
-    } catch (...) {
-        return 0;
-    }
-    return size * count;
-}
-
 // A header value with a line break or NUL would add a header of its own.
 void RefuseUnsafeHeader(const std::string& name, const std::string& value) {
     if (value.find_first_of(std::string("\r\n\0", 3)) != std::string::npos) {
@@ -83,19 +68,25 @@ void RefuseUnsafeHeader(const std::string& name, const std::string& value) {
 }
 
 // What of the request must never come back in a message.
-std::vector<std::string> SecretsOf(const Request& request) {
-    std::vector<std::string> secrets;
+void NoteSecrets(const Request& request, internal::CurlTransfer& transfer) {
     for (const Pairs* pairs : {static_cast<const Pairs*>(&request.payload), static_cast<const Pairs*>(&request.parameters)}) {
         for (const auto& [key, value] : pairs->pairs()) {
-            internal::AddSentSecret(secrets, key, value);
+            transfer.NoteSent(key, value);
         }
     }
     const auto authorization = request.header.find("Authorization");
     if (authorization != request.header.end()) {
         const std::string& value = authorization->second;
-        internal::AddSentSecret(secrets, "access_token", value.substr(value.find(' ') + 1));
+        transfer.NoteSent("access_token", value.substr(value.find(' ') + 1));
     }
-    return secrets;
+}
+
+std::string UrlOf(const Request& request) {
+    std::string url = request.url;
+    if (!request.parameters.pairs().empty()) {
+        url += (url.find('?') == std::string::npos ? "?" : "&") + Encode(request.parameters);
+    }
+    return url;
 }
 
 }  // namespace
@@ -117,15 +108,13 @@ std::string Encode(const Pairs& pairs) {
 
 Response Perform(const Request& request, bool post) {
     Response response;
-    response.sent_secrets = SecretsOf(request);
-    const internal::CurlEasy curl(curl_easy_init());
-    if (!curl) {
+    const std::string url = UrlOf(request);
+    internal::CurlTransfer transfer;
+    NoteSecrets(request, transfer);
+    response.sent_secrets = transfer.sent_secrets();
+    if (!transfer) {
         response.error = {ErrorCode::INTERNAL_ERROR, "failed to start a transfer"};
         return response;
-    }
-    std::string url = request.url;
-    if (!request.parameters.pairs().empty()) {
-        url += (url.find('?') == std::string::npos ? "?" : "&") + Encode(request.parameters);
     }
     RefuseUnsafeHeader("User-Agent", request.user_agent);
     internal::CurlSlist headers;
@@ -149,14 +138,11 @@ Response Perform(const Request& request, bool post) {
     const std::string body = request.has_body ? request.body.text : request.has_payload ? Encode(request.payload) : "";
     char error_text[CURL_ERROR_SIZE] = {};
 
-    CURL* handle = curl.get();
-    internal::RedirectPolicy redirects(url);
-    curl_easy_setopt(handle, CURLOPT_URL, url.c_str());
-    redirects.Apply(handle);
+    CURL* handle = transfer.handle();
+    transfer.SetUrl(url);
     curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, error_text);
-    curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, 1L);
-    curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, 2L);
+    transfer.VerifyPeer();
     if (request.timeout_ms > 0) {
         curl_easy_setopt(handle, CURLOPT_TIMEOUT_MS, request.timeout_ms);
     }
@@ -171,19 +157,16 @@ Response Perform(const Request& request, bool post) {
     } else {
         curl_easy_setopt(handle, CURLOPT_HTTPGET, 1L);
     }
-    curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, AppendText);
-    curl_easy_setopt(handle, CURLOPT_WRITEDATA, &response.text);
+    transfer.CaptureAnswer();
 
-    const CURLcode result = curl_easy_perform(handle);
+    const CURLcode result = transfer.Perform();
+    response.text = transfer.answer();
     if (result != CURLE_OK) {
         response.error = {ErrorCodeOf(result), error_text[0] != '\0' ? error_text : curl_easy_strerror(result)};
         return response;
     }
-    curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &response.status_code);
-    curl_header* retry_after = nullptr;
-    if (curl_easy_header(handle, "Retry-After", 0, CURLH_HEADER, -1, &retry_after) == CURLHE_OK) {
-        response.retry_after = retry_after->value;
-    }
+    response.status_code = transfer.Status();
+    response.retry_after = transfer.Header("Retry-After");
     return response;
 }
 

@@ -24,6 +24,7 @@
 #include "quilplatform/qlibc_string.h"
 #include "transport/curl_handles.hpp"
 #include "transport/curl_policy.hpp"
+#include "transport/curl_transfer.hpp"
 #include "transport/https_sender.hpp"
 
 namespace {
@@ -38,15 +39,6 @@ constexpr int kKeyListCapacity = 512;
 // Deliberately handed to CURLOPT_CAPATH, as the appliance has always done.
 constexpr const char* kCaBundle = "/etc/ssl/certs/ca-certificates.crt";
 
-
-struct ReceiveBuffer {
-    KOVA_MEMORY memory = {nullptr, 0};
-    ~ReceiveBuffer() { std::free(memory.memory); }
-    void Clear() {
-        std::free(memory.memory);
-        memory = {nullptr, 0};
-    }
-};
 
 struct TimeoutClass {
     long seconds;
@@ -91,116 +83,31 @@ bool BuildQuery(CURL* curl, HeapText& query, const KOVA_HTTPS_REQUEST& req, QLIB
     return true;
 }
 
-// Sets the options in their fixed order; false (logged) on a fatal failure.
-bool SetOptions(CURL* curl, const KOVA_HTTPS_REQUEST& req, const char* url, const char* shown_url, curl_slist* headers,
-                const char* host_header, const TimeoutClass& timeouts, ReceiveBuffer& received,
-                RedirectPolicy& redirects) {
-    CURLcode code = curl_easy_setopt(curl, CURLOPT_URL, url);
-    // Redirects are followed, but only a few and never away from the host the form was meant for.
-    if (code == CURLE_OK) {
-        code = redirects.Apply(curl);
-    }
-    if (code != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "Failed to set url to %s, code=%d, err=%s", shown_url, code,
-                 curl_easy_strerror(code));
-        return false;
-    }
-    char agent[kUserAgentSize] = {};
-    (void)ReadUserAgent(agent, sizeof(agent));
-    if ((code = curl_easy_setopt(curl, CURLOPT_USERAGENT, agent)) != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "failed to set agent=%s, return value=%d, err=%s", agent, code,
-                 curl_easy_strerror(code));
-        return false;
-    }
-    if ((code = curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers)) != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "failed to set req=%s, header=%s, return value=%d, err=%s", req.host, host_header,
-                 code, curl_easy_strerror(code));
-        return false;
-    }
-    // CURL_SSLVERSION_TLSv1 is a floor, not a pin: libcurl and OpenSSL agree
-    // on the highest version both ends speak (OpenSSL's own policy refuses
-    // anything older than TLS 1.2). It is the value the appliance has always
-    // set; a higher floor would cut off nothing this library talks to.
-    if ((code = curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L)) != CURLE_OK ||
-        (code = curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L)) != CURLE_OK ||
-        (code = curl_easy_setopt(curl, CURLOPT_CAPATH, kCaBundle)) != CURLE_OK ||
-        (code = curl_easy_setopt(curl, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1))) != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "Failed to set curl opt error:(%d)%s", code, curl_easy_strerror(code));
-        return false;
-    }
-    // The speed limits are a nicety: a failure to set either is logged and passed over.
-    if ((code = curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 128L)) != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "Failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
-    }
-    if ((code = curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, 60L)) != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "Failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
-    }
-    if ((code = curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, timeouts.seconds)) != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
-    }
-    if ((code = curl_easy_setopt(curl, CURLOPT_TIMEOUT, timeouts.seconds)) != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
-        return false;
-    }
-    if ((code = curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, WriteMemoryCallback)) != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "failed to write function WriteMemoryCallback, return value=%d, err=%s", code,
-                 curl_easy_strerror(code));
-        return false;
-    }
-    if ((code = curl_easy_setopt(curl, CURLOPT_WRITEDATA, &received.memory)) != CURLE_OK) {
-        KOVA_LOG(LOG_ERR, "failed to write data, return value=%d, err=%s", code, curl_easy_strerror(code));
-        return false;
-    }
-    curl_easy_setopt(curl, CURLOPT_IPRESOLVE, static_cast<long>(CURL_IPRESOLVE_WHATEVER));
-    return true;
-}
-
-bool IsRetried(CURLcode code) {
-    return code == CURLE_COULDNT_RESOLVE_PROXY || code == CURLE_COULDNT_RESOLVE_HOST ||
-           code == CURLE_OPERATION_TIMEDOUT;
-}
-
-// Resolution failures and time-outs are tried again one second later, the
-// last attempt over IPv4 only. Gives the last result; `exhausted` tells
-// whether every attempt was used up that way. Each attempt starts with an
-// empty buffer: what a failed one received is no part of the answer.
-CURLcode PerformWithRetries(CURL* curl, int attempts, ReceiveBuffer& received, bool& exhausted) {
-    exhausted = false;
-    for (int attempt = 0;;) {
-        received.Clear();
-        const CURLcode code = curl_easy_perform(curl);
-        if (!IsRetried(code)) {
-            return code;
-        }
-        if (attempt == attempts - 2) {
-            curl_easy_setopt(curl, CURLOPT_IPRESOLVE, static_cast<long>(CURL_IPRESOLVE_V4));
-        }
-        ++attempt;
-        std::this_thread::sleep_for(CurrentWaits().sender_pause);
-        if (attempt >= attempts) {
-            exhausted = true;
-            return code;
-        }
-    }
-}
-
-Status Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
-    HeapText query(kQueryInitialSize);
-    if (query.text() == nullptr) {
-        return Error{KOVA_ERR_SYSTEM};
-    }
-
-    const CurlEasy curl(curl_easy_init());
-    if (!curl) {
-        KOVA_LOG(LOG_ERR, "failed to init pCurl");
-        return Error{KOVA_ERR_SEND};
-    }
-    ReceiveBuffer received;
+// What the form becomes before anything is sent: the query (the body of a
+// POST, the query string of a GET), the address, and what log lines show.
+struct PreparedRequest {
+    explicit PreparedRequest(size_t query_capacity) : query(query_capacity) {}
+    HeapText query;
+    std::string request_url;
+    std::string shown_url;  // as log lines show it: a query without its secrets
+    bool post = false;
     // The header list carries one empty line; "Host:" is written into the
     // buffer only after it was copied, and shows in failure messages only.
     char host_header[kHostHeaderSize] = {};
-    const CurlSlist headers(curl_slist_append(nullptr, host_header));
-    std::snprintf(host_header, sizeof(host_header), "Host: %s", req.host);
+    CurlSlist headers;
+    TimeoutClass timeouts = {0, 0};
+};
+
+// A URL as the appliance's fixed buffer always held it: cut to its size.
+std::string Bounded(const std::string& text) {
+    return text.substr(0, kUrlSize - 1);
+}
+
+// The device token, the query and the secrets of the request; 4 (logged) or
+// 6 when the request cannot be put together.
+Status Prepare(const KOVA_HTTPS_REQUEST& req, CurlTransfer& transfer, PreparedRequest& prepared) {
+    prepared.headers.reset(curl_slist_append(nullptr, prepared.host_header));
+    std::snprintf(prepared.host_header, sizeof(prepared.host_header), "Host: %s", req.host);
 
     char serial[kRequestSerialSize] = {};
     if (const char* given = QLIBCSzHashGetValue(req.params, "hs_sn")) {
@@ -225,51 +132,132 @@ Status Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
                  QLIBCErrorGetLine());
         return Error{KOVA_ERR_SEND};
     }
-    if (!BuildQuery(curl.get(), query, req, keys.get(), serial, token, account_id, account_password)) {
+    if (!BuildQuery(transfer.handle(), prepared.query, req, keys.get(), serial, token, account_id,
+                    account_password)) {
         return Error{KOVA_ERR_SEND};
     }
     // What the request carried that an answer must not repeat in a log line.
-    std::vector<std::string> secrets;
-    AddSentSecret(secrets, "hs_token", token);
-    AddSentSecret(secrets, "kovaPW", account_password);
+    transfer.NoteSent("hs_token", token);
+    transfer.NoteSent("kovaPW", account_password);
     for (int i = 0; i < QLIBCSzListCount(keys.get()); ++i) {
         const char* key = QLIBCSzListGet(keys.get(), i);
         if (const char* value = QLIBCSzHashGetValue(req.params, key)) {
-            AddSentSecret(secrets, key, value);
+            transfer.NoteSent(key, value);
         }
     }
 
-    const bool is_get = req.method == 1;
-    char request_url[kUrlSize];
-    char url[kUrlSize];  // as log lines show it: a query without its secrets
-    if (is_get) {
-        std::snprintf(request_url, sizeof(request_url), "%s/%s?%s", req.host, req.path, query.text());
-        std::snprintf(url, sizeof(url), "%s/%s?%s", req.host, req.path, Redacted(query.text(), secrets).c_str());
+    const std::string base = std::string(req.host) + "/" + req.path;
+    prepared.post = req.method != 1;
+    if (prepared.post) {
+        prepared.request_url = Bounded(base);
+        prepared.shown_url = prepared.request_url;
     } else {
-        std::snprintf(request_url, sizeof(request_url), "%s/%s", req.host, req.path);
-        std::snprintf(url, sizeof(url), "%s", request_url);
-    }
-    if (!is_get && query.text()[0] != '\0') {
-        CURLcode code = curl_easy_setopt(curl.get(), CURLOPT_POST, 1L);
-        if (code == CURLE_OK) {
-            code = curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, query.text());
-        }
-        if (code != CURLE_OK) {
-            KOVA_LOG(LOG_ERR, "%s, Failed to set POST parameters, code=%d, err=%s", url, code,
-                     curl_easy_strerror(code));
-            return Error{KOVA_ERR_SEND};
-        }
+        prepared.request_url = Bounded(base + "?" + prepared.query.text());
+        prepared.shown_url = Bounded(base + "?" + transfer.Redacted(prepared.query.text()));
     }
     const Waits& waits = CurrentWaits();
-    const TimeoutClass timeouts = req.shortTimeout != 0 ? TimeoutClass{waits.sender_short_seconds, 2}
-                                                       : TimeoutClass{waits.sender_long_seconds, 3};
-    RedirectPolicy redirects(request_url);
-    if (!SetOptions(curl.get(), req, request_url, url, headers.get(), host_header, timeouts, received, redirects)) {
-        return Error{KOVA_ERR_SEND};
-    }
+    prepared.timeouts = req.shortTimeout != 0 ? TimeoutClass{waits.sender_short_seconds, 2}
+                                              : TimeoutClass{waits.sender_long_seconds, 3};
+    return Done{};
+}
 
-    bool exhausted = false;
-    const CURLcode performed = PerformWithRetries(curl.get(), timeouts.attempts, received, exhausted);
+// Sets the options in their fixed order; false (logged) on a fatal failure.
+bool SetOptions(CurlTransfer& transfer, const KOVA_HTTPS_REQUEST& req, const PreparedRequest& prepared) {
+    CURL* curl = transfer.handle();
+    const char* shown_url = prepared.shown_url.c_str();
+    CURLcode code = CURLE_OK;
+    if (prepared.post && prepared.query.text()[0] != '\0') {
+        code = curl_easy_setopt(curl, CURLOPT_POST, 1L);
+        if (code == CURLE_OK) {
+            code = curl_easy_setopt(curl, CURLOPT_POSTFIELDS, prepared.query.text());
+        }
+        if (code != CURLE_OK) {
+            KOVA_LOG(LOG_ERR, "%s, Failed to set POST parameters, code=%d, err=%s", shown_url, code,
+                     curl_easy_strerror(code));
+            return false;
+        }
+    }
+    if ((code = transfer.SetUrl(prepared.request_url)) != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "Failed to set url to %s, code=%d, err=%s", shown_url, code, curl_easy_strerror(code));
+        return false;
+    }
+    const std::string agent = UserAgent();
+    if ((code = curl_easy_setopt(curl, CURLOPT_USERAGENT, agent.c_str())) != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "failed to set agent=%s, return value=%d, err=%s", agent.c_str(), code,
+                 curl_easy_strerror(code));
+        return false;
+    }
+    if ((code = curl_easy_setopt(curl, CURLOPT_HTTPHEADER, prepared.headers.get())) != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "failed to set req=%s, header=%s, return value=%d, err=%s", req.host, prepared.host_header,
+                 code, curl_easy_strerror(code));
+        return false;
+    }
+    // CURL_SSLVERSION_TLSv1 is a floor, not a pin: libcurl and OpenSSL agree
+    // on the highest version both ends speak (OpenSSL's own policy refuses
+    // anything older than TLS 1.2). It is the value the appliance has always
+    // set; a higher floor would cut off nothing this library talks to.
+    if ((code = transfer.VerifyPeer()) != CURLE_OK ||
+        (code = curl_easy_setopt(curl, CURLOPT_CAPATH, kCaBundle)) != CURLE_OK ||
+        (code = curl_easy_setopt(curl, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1))) != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "Failed to set curl opt error:(%d)%s", code, curl_easy_strerror(code));
+        return false;
+    }
+    // The speed limits are a nicety: a failure to set either is logged and passed over.
+    if ((code = curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 128L)) != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "Failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
+    }
+    if ((code = curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, 60L)) != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "Failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
+    }
+    if ((code = curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, prepared.timeouts.seconds)) != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
+    }
+    if ((code = curl_easy_setopt(curl, CURLOPT_TIMEOUT, prepared.timeouts.seconds)) != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "failed to set time-out, return value=%d, err=%s", code, curl_easy_strerror(code));
+        return false;
+    }
+    if ((code = transfer.CaptureAnswer()) != CURLE_OK) {
+        KOVA_LOG(LOG_ERR, "failed to write function WriteMemoryCallback, return value=%d, err=%s", code,
+                 curl_easy_strerror(code));
+        return false;
+    }
+    curl_easy_setopt(curl, CURLOPT_IPRESOLVE, static_cast<long>(CURL_IPRESOLVE_WHATEVER));
+    return true;
+}
+
+bool IsRetried(CURLcode code) {
+    return code == CURLE_COULDNT_RESOLVE_PROXY || code == CURLE_COULDNT_RESOLVE_HOST ||
+           code == CURLE_OPERATION_TIMEDOUT;
+}
+
+// Resolution failures and time-outs are tried again one second later, the
+// last attempt over IPv4 only. Gives the last result; `exhausted` tells
+// whether every attempt was used up that way. Each attempt starts with an
+// empty buffer: what a failed one received is no part of the answer.
+CURLcode PerformWithRetries(CurlTransfer& transfer, int attempts, bool& exhausted) {
+    exhausted = false;
+    for (int attempt = 0;;) {
+        const CURLcode code = transfer.Perform();
+        if (!IsRetried(code)) {
+            return code;
+        }
+        if (attempt == attempts - 2) {
+            curl_easy_setopt(transfer.handle(), CURLOPT_IPRESOLVE, static_cast<long>(CURL_IPRESOLVE_V4));
+        }
+        ++attempt;
+        std::this_thread::sleep_for(CurrentWaits().sender_pause);
+        if (attempt >= attempts) {
+            exhausted = true;
+            return code;
+        }
+    }
+}
+
+// The verdict on what the attempts ended with: only a 200 or a 400 whose
+// transfer completed is delivered, its body a trimmed heap copy in `resp`.
+Status Judge(const CurlTransfer& transfer, const PreparedRequest& prepared, CURLcode performed, bool exhausted,
+             KOVA_HTTPS_RESPONSE& resp) {
+    const char* url = prepared.shown_url.c_str();
     // Attempts used up by resolution failures or time-outs go on to the status
     // instead: a host that never resolved is then reported with its status 0
     // on the "Failed to request packages" line, as the appliance always logged
@@ -281,7 +269,7 @@ Status Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
         return Error{KOVA_ERR_SEND};
     }
     long status = 0;
-    const CURLcode info = curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
+    const CURLcode info = curl_easy_getinfo(transfer.handle(), CURLINFO_RESPONSE_CODE, &status);
     if (info != CURLE_OK) {
         KOVA_LOG(LOG_ERR, "%s, Failed to curl_easy_getinfo, code=%d, err=%s", url, info,
                  curl_easy_strerror(info));
@@ -299,21 +287,41 @@ Status Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
         resp.curlCode = performed;
         return Error{KOVA_ERR_SEND};
     }
+    // The body as text: up to its first NUL, as the service's answers are read.
+    const std::string body = transfer.answer().c_str();
     if (!delivered_status) {
         KOVA_LOG(LOG_ERR, "%s, Failed to request packages, httpResponseCode=%ld, data=%s", url, status,
-                 Redacted(received.memory.memory != nullptr ? received.memory.memory : "", secrets)
-                     .c_str());
+                 transfer.Redacted(body).c_str());
         return Error{KOVA_ERR_SEND};
     }
-    if (received.memory.memory == nullptr) {
+    if (transfer.answer().empty()) {
         KOVA_LOG(LOG_ERR, "%s, Failed to get response", url);
         return Error{KOVA_ERR_SEND};
     }
-    resp.data = strdup(received.memory.memory);
+    resp.data = strdup(body.c_str());
     if (resp.data != nullptr) {
         QLIBCStrTrimSpace(resp.data);
     }
     return Done{};
+}
+
+Status Send(const KOVA_HTTPS_REQUEST& req, KOVA_HTTPS_RESPONSE& resp) {
+    PreparedRequest prepared(kQueryInitialSize);
+    if (prepared.query.text() == nullptr) {
+        return Error{KOVA_ERR_SYSTEM};
+    }
+    CurlTransfer transfer;
+    if (!transfer) {
+        KOVA_LOG(LOG_ERR, "failed to init pCurl");
+        return Error{KOVA_ERR_SEND};
+    }
+    KOVA_TRY_STATUS(Prepare(req, transfer, prepared));
+    if (!SetOptions(transfer, req, prepared)) {
+        return Error{KOVA_ERR_SEND};
+    }
+    bool exhausted = false;
+    const CURLcode performed = PerformWithRetries(transfer, prepared.timeouts.attempts, exhausted);
+    return Judge(transfer, prepared, performed, exhausted, resp);
 }
 
 }  // namespace
