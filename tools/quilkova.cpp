@@ -337,68 +337,105 @@ int Update(const Console& console, const UpdateOptions& options) {
     return 0;
 }
 
+// Everything the command line can set.
+struct Options {
+    bool json = false;
+    bool report = false;
+    bool show_auth_key = false;
+    LoginOptions login;
+    bool local = false;
+    std::string package;
+    bool id_token = false;
+    bool refresh = false;
+    RegisterOptions registration;
+    UpdateOptions update;
+};
+
+CLI::App* AddLogin(CLI::App& app, LoginOptions& options) {
+    CLI::App* login = app.add_subcommand(
+        "login", "log in with an e-mail (password on standard input or typed, never on the command line)");
+    login->add_option("email", options.email, "the account's e-mail");
+    login->add_flag("--check", options.check, "only check the password; store nothing");
+    login->add_flag("--pkce", options.pkce, "finish a browser (PKCE) login instead");
+    login->add_option("--redirect-uri", options.redirect_uri,
+                      "with --pkce: the redirect address the code was issued for (the code, then the verifier, "
+                      "are read from standard input)");
+    // Accepted only to be refused with a clear message; hidden from the help.
+    const auto refuse_on_command_line = [&options](const std::string&) { options.code_given = true; };
+    login->add_option_function<std::string>("--code", refuse_on_command_line)->group("");
+    login->add_option_function<std::string>("--verifier", refuse_on_command_line)->group("");
+    return login;
+}
+
+CLI::App* AddRegister(CLI::App& app, RegisterOptions& options) {
+    CLI::App* registration = app.add_subcommand("register", "create an account (password on standard input)");
+    registration->add_option("email", options.email, "the new account's e-mail")->required();
+    registration->add_option("--name", options.name, "the account holder's name");
+    registration->add_option("--country", options.country, "a country code");
+    registration->add_flag("--enews", options.enews, "subscribe to the newsletter");
+    registration->add_flag("--critical-release", options.critical_release, "be told of critical releases");
+    registration->add_flag("--local-promotion", options.local_promotion, "receive local promotions");
+    return registration;
+}
+
+CLI::App* AddUpdate(CLI::App& app, UpdateOptions& options) {
+    CLI::App* update = app.add_subcommand(
+        "update", "change the bound account (passwords on standard input, current first)");
+    update->add_option("--name", options.name, "the account holder's name");
+    update->add_option("--email", options.email, "a new e-mail (needs the current password)");
+    update->add_option("--country", options.country, "a country code");
+    update->add_option("--language", options.language, "the notification language, e.g. enu");
+    update->add_option("--timezone", options.timezone, "a time zone, e.g. Europe/Berlin");
+    update->add_option("--critical-versions", options.versions, "the critical version list");
+    update->add_option("--enews", options.enews, "newsletter: true or false");
+    update->add_option("--critical-release", options.critical_release, "critical releases: true or false");
+    update->add_option("--local-promotion", options.local_promotion, "local promotions: true or false");
+    update->add_flag("--change-password", options.change_password, "change the password");
+    return update;
+}
+
+using Command = std::pair<const CLI::App*, std::function<int(const Console&)>>;
+
+// The program's flags and subcommands, each subcommand with what runs it.
+std::vector<Command> DefineCommandLine(CLI::App& app, Options& options) {
+    app.require_subcommand(0, 1);
+    app.fallthrough();
+    app.add_flag("--json", options.json, "print results (and errors, on standard error) as JSON, for scripts");
+    app.add_flag("--show-auth-key", options.show_auth_key, "include the device's auth key in what is printed");
+    app.add_flag("--report_info", options.report, "send the scheduled report of the appliance's state");
+
+    CLI::App* status = app.add_subcommand(
+        "status", "show the bound account, the report schedule, and each token's expiry and backoff");
+    CLI::App* login = AddLogin(app, options.login);
+    CLI::App* logout = app.add_subcommand("logout", "log out at the service, then on this appliance");
+    logout->add_flag("--local", options.local, "only on this appliance");
+    CLI::App* token = app.add_subcommand("token", "print the appliance's (or a package's) access token");
+    token->add_option("--package", options.package, "the package whose token to print");
+    token->add_flag("--id", options.id_token, "the ID token instead of the access token");
+    CLI::App* query = app.add_subcommand("query", "show the account as stored, refreshed when it is old");
+    query->add_flag("--refresh", options.refresh, "ask the service unless the last query is under 5 minutes old");
+    CLI::App* scan = app.add_subcommand("scan", "list the accounts other services of the appliance use");
+    CLI::App* registration = AddRegister(app, options.registration);
+    CLI::App* update = AddUpdate(app, options.update);
+    const Options& o = options;
+    return {
+        {status, [](const Console& console) { return Status(console); }},
+        {login, [&o](const Console& console) { return Login(console, o.login); }},
+        {logout, [&o](const Console& console) { return Logout(console, o.local); }},
+        {token, [&o](const Console& console) { return Token(console, o.package, o.id_token); }},
+        {query, [&o](const Console& console) { return Query(console, o.refresh); }},
+        {scan, [](const Console& console) { return Scan(console); }},
+        {registration, [&o](const Console& console) { return Register(console, o.registration); }},
+        {update, [&o](const Console& console) { return Update(console, o.update); }},
+    };
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     CLI::App app{"quilkova: the appliance's cloud account. Run by the scheduler with --report_info."};
-    app.require_subcommand(0, 1);
-    app.fallthrough();
-    bool json = false;
-    bool report = false;
-    app.add_flag("--json", json, "print results (and errors, on standard error) as JSON, for scripts");
-    bool show_auth_key = false;
-    app.add_flag("--show-auth-key", show_auth_key, "include the device's auth key in what is printed");
-    app.add_flag("--report_info", report, "send the scheduled report of the appliance's state");
-
-    CLI::App* status = app.add_subcommand(
-        "status", "show the bound account, the report schedule, and each token's expiry and backoff");
-    LoginOptions login_options;
-    CLI::App* login = app.add_subcommand(
-        "login", "log in with an e-mail (password on standard input or typed, never on the command line)");
-    login->add_option("email", login_options.email, "the account's e-mail");
-    login->add_flag("--check", login_options.check, "only check the password; store nothing");
-    login->add_flag("--pkce", login_options.pkce, "finish a browser (PKCE) login instead");
-    login->add_option("--redirect-uri", login_options.redirect_uri,
-                      "with --pkce: the redirect address the code was issued for (the code, then the verifier, "
-                      "are read from standard input)");
-    // Accepted only to be refused with a clear message; hidden from the help.
-    const auto refuse_on_command_line = [&login_options](const std::string&) { login_options.code_given = true; };
-    login->add_option_function<std::string>("--code", refuse_on_command_line)->group("");
-    login->add_option_function<std::string>("--verifier", refuse_on_command_line)->group("");
-    bool local = false;
-    CLI::App* logout = app.add_subcommand("logout", "log out at the service, then on this appliance");
-    logout->add_flag("--local", local, "only on this appliance");
-    std::string package;
-    bool id_token = false;
-    CLI::App* token = app.add_subcommand("token", "print the appliance's (or a package's) access token");
-    token->add_option("--package", package, "the package whose token to print");
-    token->add_flag("--id", id_token, "the ID token instead of the access token");
-    bool refresh = false;
-    CLI::App* query = app.add_subcommand("query", "show the account as stored, refreshed when it is old");
-    query->add_flag("--refresh", refresh, "ask the service unless the last query is under 5 minutes old");
-    CLI::App* scan = app.add_subcommand("scan", "list the accounts other services of the appliance use");
-    RegisterOptions register_options;
-    CLI::App* registration = app.add_subcommand("register", "create an account (password on standard input)");
-    registration->add_option("email", register_options.email, "the new account's e-mail")->required();
-    registration->add_option("--name", register_options.name, "the account holder's name");
-    registration->add_option("--country", register_options.country, "a country code");
-    registration->add_flag("--enews", register_options.enews, "subscribe to the newsletter");
-    registration->add_flag("--critical-release", register_options.critical_release, "be told of critical releases");
-    registration->add_flag("--local-promotion", register_options.local_promotion, "receive local promotions");
-    UpdateOptions update_options;
-    CLI::App* update = app.add_subcommand(
-        "update", "change the bound account (passwords on standard input, current first)");
-    update->add_option("--name", update_options.name, "the account holder's name");
-    update->add_option("--email", update_options.email, "a new e-mail (needs the current password)");
-    update->add_option("--country", update_options.country, "a country code");
-    update->add_option("--language", update_options.language, "the notification language, e.g. enu");
-    update->add_option("--timezone", update_options.timezone, "a time zone, e.g. Europe/Berlin");
-    update->add_option("--critical-versions", update_options.versions, "the critical version list");
-    update->add_option("--enews", update_options.enews, "newsletter: true or false");
-    update->add_option("--critical-release", update_options.critical_release, "critical releases: true or false");
-    update->add_option("--local-promotion", update_options.local_promotion, "local promotions: true or false");
-    update->add_flag("--change-password", update_options.change_password, "change the password");
-
+    Options options;
+    const std::vector<Command> commands = DefineCommandLine(app, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp& help) {
@@ -409,24 +446,13 @@ int main(int argc, char** argv) {
         std::cerr << "quilkova: " << error.what() << " (see quilkova --help)" << std::endl;
         return 2;
     }
-    const Console console(json, show_auth_key);
-    if (report) {
+    const Console console(options.json, options.show_auth_key);
+    if (options.report) {
         return QUILKOVAReportInfo() == 0 ? 0 : console.Failed(QUILKOVAErrGet());
     }
-    // Each subcommand and what runs it.
-    const std::pair<const CLI::App*, std::function<int()>> commands[] = {
-        {status, [&] { return Status(console); }},
-        {login, [&] { return Login(console, login_options); }},
-        {logout, [&] { return Logout(console, local); }},
-        {token, [&] { return Token(console, package, id_token); }},
-        {query, [&] { return Query(console, refresh); }},
-        {scan, [&] { return Scan(console); }},
-        {registration, [&] { return Register(console, register_options); }},
-        {update, [&] { return Update(console, update_options); }},
-    };
     for (const auto& [command, run] : commands) {
         if (*command) {
-            return run();
+            return run(console);
         }
     }
     std::cout << app.help();
