@@ -52,11 +52,11 @@ void StoreProfile(const Profile& profile) {
 }
 
 // The remote query and the storing of its answer.
-Status QueryService(const KOVA_INFO& info, bool short_timeout) {
+Status QueryService(const BoundAccount& account, bool short_timeout) {
     KOVA_TRY(host, AccountHost(KOVA_HERE));
     KOVA_TRY(serial, ReadSerial(KOVA_HERE));
     KOVA_TRY(form, NewForm(KOVA_HERE));
-    SetField(form.get(), EntryOf(Field::AuthKey).form, info.auth_key);
+    SetField(form.get(), EntryOf(Field::AuthKey).form, account.auth_key);
     SetField(form.get(), "serial_no", serial);
     Response response;
     Json::Value answer;
@@ -73,7 +73,7 @@ Status QueryService(const KOVA_INFO& info, bool short_timeout) {
     }
     const auto mapped = static_cast<KOVA_ERRCODE>(GetErrorCodeFromAccountError(code.c_str()));
     if (mapped != KOVA_ERR_SUCCESS) {
-        KOVA_LOG(LOG_ERR, "Failed to query %s, resp=%s, code=%u", info.email, response.Redacted().c_str(),
+        KOVA_LOG(LOG_ERR, "Failed to query %s, resp=%s, code=%u", account.email.c_str(), response.Redacted().c_str(),
                  static_cast<unsigned int>(mapped));
         return Error{mapped};
     }
@@ -109,10 +109,9 @@ Result<Json::Value> QueryAccount(bool query_allowed, bool short_timeout) {
         KOVA_LOG(LOG_ERR, "Failed to lock file: %s", lock.GetPath().c_str());
         return Error{KOVA_ERR_TOKEN};  // a lock not had, as everywhere else: never a refusal
     }
-    KOVA_INFO info = {};
-    KOVA_TRY_STATUS(ReadBoundAccount(info));
-    if (ShouldQuery(info.last_query_time, query_allowed)) {
-        KOVA_TRY_STATUS(QueryService(info, short_timeout));
+    KOVA_TRY(account, ReadBoundAccount());
+    if (ShouldQuery(account.last_query_time, query_allowed)) {
+        KOVA_TRY_STATUS(QueryService(account, short_timeout));
     }
     return ReadRecord();
 }

@@ -17,8 +17,8 @@ namespace quilkova::internal {
 namespace {
 
 // Asked once, renewing or rescuing as the appliance's account does; a failure is logged only.
-void KeepApplianceTokenFresh(const KOVA_INFO& info) {
-    if (!HasApplianceTokenFile() && info.auth_key[0] == '\0') {
+void KeepApplianceTokenFresh(const BoundAccount& account) {
+    if (!HasApplianceTokenFile() && account.auth_key.empty()) {
         return;
     }
     if (const Result<std::string> token = ApplianceAccessToken(); !token) {
@@ -30,8 +30,7 @@ void KeepApplianceTokenFresh(const KOVA_INFO& info) {
 }  // namespace
 
 Status ReportInfo() {
-    KOVA_INFO info = {};
-    KOVA_TRY_STATUS(ReadBoundAccount(info));
+    KOVA_TRY(account, ReadBoundAccount());
     KOVA_TRY(host, AccountHost(KOVA_HERE));
     KOVA_TRY(zone, ReadTimezone(KOVA_HERE));
     KOVA_TRY(mac, ReadMac(KOVA_HERE));
@@ -39,8 +38,8 @@ Status ReportInfo() {
     const Firmware firmware = ReadFirmware();
     KOVA_TRY(form, NewForm(KOVA_HERE));
     QLIBCSzHash* fields = form.get();
-    SetField(fields, EntryOf(Field::UserId).form, info.user_id);
-    SetField(fields, EntryOf(Field::AuthKey).form, info.auth_key);
+    SetField(fields, EntryOf(Field::UserId).form, account.user_id);
+    SetField(fields, EntryOf(Field::AuthKey).form, account.auth_key);
     SetField(fields, EntryOf(Field::Timezone).form, zone);
     SetField(fields, "model", firmware.model);
     SetField(fields, "firmware", firmware.version);
@@ -51,14 +50,14 @@ Status ReportInfo() {
     KOVA_TRY_STATUS(SendForm(host, "device/api/report", fields, false, response, answer, KOVA_HERE));
     const auto code = static_cast<KOVA_ERRCODE>(GetErrorCodeFromAccountError(CodeOf(answer).c_str()));
     if (code == KOVA_ERR_SUCCESS) {
-        KeepApplianceTokenFresh(info);
+        KeepApplianceTokenFresh(account);
         return Done{};
     }
     KOVA_LOG(LOG_ERR, "Failed to report, code=%d", static_cast<int>(code));
     if (code == KOVA_ERR_AUTH || code == KOVA_ERR_ACCOUNT_NOT_FOUND) {
         // The service no longer knows the account: the appliance lets it go.
         LogoutLocally();
-        NotifyAccount("KoVAAccountLoggedOut", info.email, KOVA_HERE);
+        NotifyAccount("KoVAAccountLoggedOut", account.email, KOVA_HERE);
     }
     return Error{code};
 }

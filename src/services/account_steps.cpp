@@ -1,5 +1,7 @@
 #include "services/account_steps.hpp"
 
+#include <memory>
+
 #include "account/account_record.hpp"
 #include "device/identity.hpp"
 #include "foundation/appliance_paths.hpp"
@@ -19,11 +21,14 @@ Result<std::string> RegisterNewApiKey(Where where) {
     return key;
 }
 
-Status ReadBoundAccount(KOVA_INFO& info) {
-    if (!Capture([&info] { return ReadAccountRecord(&info); })) {
+Result<BoundAccount> ReadBoundAccount() {
+    // Read through the flat record, so that every operation sees the account
+    // exactly as the flat face hands it out.
+    const auto info = std::make_unique<KOVA_INFO>();
+    if (!Capture([&info] { return ReadAccountRecord(info.get()); })) {
         return Error{KOVA_ERR_NO_ACCOUNT};
     }
-    return Done{};
+    return BoundAccount{info->user_id, info->auth_key, info->email, info->last_query_time};
 }
 
 void NotifyAccount(const char* tag, const std::string& email, Where where) {

@@ -22,8 +22,16 @@ namespace quilkova::internal {
 // (logged as such). Its failure is logged too, with the cloud-service code.
 Result<std::string> RegisterNewApiKey(Where where);
 
+// What the operations need of the bound account, each text as the record
+// holds it for the flat face (cut to its field's width).
+struct BoundAccount {
+    std::string user_id;
+    std::string auth_key;
+    std::string email;
+    long long last_query_time = 0;
+};
 // The bound account's record; 3 when none is bound.
-Status ReadBoundAccount(KOVA_INFO& info);
+Result<BoundAccount> ReadBoundAccount();
 
 // A notification with the account's e-mail as "%KOVA_ACCOUNT%"; failures are
 // logged, as written at `where`, and never fail the caller.

@@ -54,12 +54,11 @@ Result<Json::Value> PaymentRequest(const std::string& host, const char* path, co
 }  // namespace
 
 Status PurchaseListFrom(const std::string& host, Json::Value& purchases) {
-    KOVA_INFO info = {};
-    KOVA_TRY_STATUS(ReadBoundAccount(info));
+    KOVA_TRY(account, ReadBoundAccount());
     KOVA_TRY(serial, ReadSerial(KOVA_HERE));
     Json::Value request(Json::objectValue);
-    request[EntryOf(Field::UserId).form] = info.user_id;
-    request[EntryOf(Field::AuthKey).form] = info.auth_key;
+    request[EntryOf(Field::UserId).form] = account.user_id;
+    request[EntryOf(Field::AuthKey).form] = account.auth_key;
     request["serial_no"] = serial;
     KOVA_TRY(answer, PaymentRequest(host, "api/v1/device/purchase/list", request));
     if (!answer["purchases"].isArray()) {
