@@ -132,7 +132,7 @@ int main(int argc, char** argv) {
     Json::Value token;
     quilkova::internal::LoadJsonFile(std::string(kPrivate) + "hos_token.json", token);
     token["created_at"] = static_cast<Json::Int64>(std::time(nullptr) - 7200);
-    quilkova::internal::SaveJsonFile(std::string(kPrivate) + "hos_token.json", token);
+    (void)quilkova::internal::SaveJsonFile(std::string(kPrivate) + "hos_token.json", token);
     const std::string record = Read(std::string(kPrivate) + "user.conf");
     const std::string tokens = Read(std::string(kPrivate) + "hos_token.json");
     sim.Stop();

@@ -14,7 +14,7 @@ AccountHealthBeaconService::~AccountHealthBeaconService() {
 
 std::string AccountHealthBeaconService::Grant(const std::string& clientId, const std::string& scope,
                                               const std::string& redirectUrl, const std::string& state) const {
-    return internal::Guarded([&] { return impl_->Grant(clientId, scope, redirectUrl, state); });
+    return internal::Guarded([&] { return internal::Unwrap(impl_->Grant(clientId, scope, redirectUrl, state)); });
 }
 
 }  // namespace quilkova

@@ -9,22 +9,23 @@ namespace quilkova {
 AccountPkceService::AccountPkceService() : AccountPkceService("", "") {}
 
 AccountPkceService::AccountPkceService(const std::string& account_host, const std::string& identity_host)
-    : impl_(internal::Guarded([&] { return new AccountPkceServiceImpl(account_host, identity_host); })) {}
+    : impl_(internal::Guarded(
+          [&] { return internal::Unwrap(AccountPkceServiceImpl::Make(account_host, identity_host)).release(); })) {}
 
 AccountPkceService::~AccountPkceService() {
     delete impl_;
 }
 
 Json::Value AccountPkceService::GetRegisterPkceConfig() const {
-    return internal::Guarded([this] { return impl_->GetRegisterPkceConfig(); });
+    return internal::Guarded([this] { return internal::Unwrap(impl_->GetRegisterPkceConfig()); });
 }
 
 Json::Value AccountPkceService::GetLoginPkceConfig() const {
-    return internal::Guarded([this] { return impl_->GetLoginPkceConfig(); });
+    return internal::Guarded([this] { return internal::Unwrap(impl_->GetLoginPkceConfig()); });
 }
 
 Json::Value AccountPkceService::Login(const ParamPkceLogin& param) const {
-    return internal::Guarded([&] { return impl_->Login(param); });
+    return internal::Guarded([&] { return internal::Unwrap(impl_->Login(param)); });
 }
 
 void AccountPkceService::LogoutLocal() const {
@@ -32,19 +33,19 @@ void AccountPkceService::LogoutLocal() const {
 }
 
 void AccountPkceService::Logout() const {
-    internal::Guarded([this] { impl_->Logout(true); });
+    internal::Guarded([this] { internal::Unwrap(impl_->Logout(true)); });
 }
 
 bool AccountPkceService::HasToken() const {
-    return internal::Guarded([this] { return impl_->HasToken(); });
+    return internal::Guarded([this] { return internal::Unwrap(impl_->HasToken()); });
 }
 
 std::string AccountPkceService::GetAccessToken() const {
-    return internal::Guarded([this] { return impl_->GetAccessToken(); });
+    return internal::Guarded([this] { return internal::Unwrap(impl_->GetAccessToken()); });
 }
 
 std::string AccountPkceService::GetIdToken() const {
-    return internal::Guarded([this] { return impl_->GetIdToken(); });
+    return internal::Guarded([this] { return internal::Unwrap(impl_->GetIdToken()); });
 }
 
 }  // namespace quilkova

@@ -7,22 +7,22 @@
 namespace quilkova {
 
 PackagePkceClient::PackagePkceClient(const std::string& package)
-    : impl_(internal::Guarded([&package] { return PackagePkceClientImpl::Make(package).release(); })) {}
+    : impl_(internal::Guarded([&package] { return internal::Unwrap(PackagePkceClientImpl::Make(package)).release(); })) {}
 
 PackagePkceClient::~PackagePkceClient() {
     delete impl_;
 }
 
 std::string PackagePkceClient::GetAccessToken() const {
-    return internal::Guarded([this] { return impl_->GetAccessToken(); });
+    return internal::Guarded([this] { return internal::Unwrap(impl_->GetAccessToken()); });
 }
 
 std::string PackagePkceClient::GetIdToken() const {
-    return internal::Guarded([this] { return impl_->GetIdToken(); });
+    return internal::Guarded([this] { return internal::Unwrap(impl_->GetIdToken()); });
 }
 
 void PackagePkceClient::ForceRenewToken() const {
-    internal::Guarded([this] { impl_->GrantByAccountService(); });
+    internal::Guarded([this] { internal::Unwrap(impl_->GrantByAccountService()); });
 }
 
 }  // namespace quilkova

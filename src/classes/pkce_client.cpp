@@ -13,7 +13,7 @@ PkceClient::~PkceClient() {
 }
 
 Json::Value PkceClient::FormatPkceConfig(const Json::Value& raw) const {
-    return internal::Guarded([&] { return impl_->FormatPkceConfig(raw); });
+    return internal::Guarded([&] { return internal::Unwrap(impl_->FormatPkceConfig(raw)); });
 }
 
 void PkceClient::SetPkceConfig(const Json::Value& config) {
@@ -29,7 +29,7 @@ bool PkceClient::HasTokenFile() const {
 }
 
 std::string PkceClient::GetPkceTokenVal(const std::string& key) const {
-    return internal::Guarded([&] { return impl_->GetPkceTokenVal(key); });
+    return internal::Guarded([&] { return internal::Unwrap(impl_->GetPkceTokenVal(key)); });
 }
 
 long long PkceClient::GetExpiredAt() const {
@@ -41,20 +41,20 @@ bool PkceClient::IsTokenExpired() const {
 }
 
 void PkceClient::SaveToken(const Json::Value& answer) const {
-    internal::Guarded([&] { impl_->SaveToken(answer); });
+    internal::Guarded([&] { internal::Unwrap(impl_->SaveToken(answer)); });
 }
 
 std::string PkceClient::GetAccessToken() const {
-    return internal::Guarded([&] { return impl_->GetAccessToken(); });
+    return internal::Guarded([&] { return internal::Unwrap(impl_->GetAccessToken()); });
 }
 
 std::string PkceClient::GetIdToken() const {
-    return internal::Guarded([&] { return impl_->GetIdToken(); });
+    return internal::Guarded([&] { return internal::Unwrap(impl_->GetIdToken()); });
 }
 
 void PkceClient::ExchangeToken(const std::string& code, const std::string& redirect_uri,
                                const std::string& code_verifier) const {
-    internal::Guarded([&] { impl_->ExchangeToken(code, redirect_uri, code_verifier); });
+    internal::Guarded([&] { internal::Unwrap(impl_->ExchangeToken(code, redirect_uri, code_verifier)); });
 }
 
 }  // namespace quilkova

@@ -5,6 +5,7 @@
 
 #include <new>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include "foundation/result.hpp"
@@ -50,6 +51,21 @@ auto Capture(Operation&& operation) noexcept -> decltype(operation()) {
         return operation();
     } catch (...) {
         return ErrorOf(std::current_exception());
+    }
+}
+
+// What `call` gives, as a result: for a part that reports its failures by
+// throwing (the account record's accessors), its exception becomes the failure.
+template <typename Call>
+auto Attempt(Call&& call) noexcept {
+    using Value = decltype(call());
+    if constexpr (std::is_void_v<Value>) {
+        return Capture([&]() -> Result<Done> {
+            call();
+            return Done{};
+        });
+    } else {
+        return Capture([&]() -> Result<Value> { return call(); });
     }
 }
 

@@ -8,7 +8,7 @@
 
 #include "foundation/log.hpp"
 #include "foundation/redact.hpp"
-#include "quilkova/kova_exception.hpp"
+#include "foundation/result.hpp"
 
 namespace quilkova::internal {
 
@@ -59,23 +59,25 @@ inline bool LoadJsonFile(const std::string& path, Json::Value& out) {
     return ReadJsonFileText(path, text) && ParseJson(text, out);
 }
 
-// A save's failure (`error` not 0) logged and thrown as code 2.
-inline void ThrowIfUnsaved(int error, const std::string& path) {
+// A save's failure (`error` not 0) logged and given as code 2.
+inline Status SaveOutcome(int error, const std::string& path) {
     if (error != 0) {
         KOVA_LOG(LOG_ERR, "Failed to save json: %s", path.c_str());
-        throw KovaException(KOVA_ERR_BAD_JSON);
+        return Error{KOVA_ERR_BAD_JSON};
     }
+    return Done{};
 }
 
-// Saves a JSON file atomically; failure logs and throws code 2.
-inline void SaveJsonFile(const std::string& path, const Json::Value& value, size_t largest = SIZE_MAX) {
-    ThrowIfUnsaved(WriteJsonFile(path, value, largest), path);
+// Saves a JSON file atomically; failure logs and gives code 2.
+[[nodiscard]] inline Status SaveJsonFile(const std::string& path, const Json::Value& value,
+                                         size_t largest = SIZE_MAX) {
+    return SaveOutcome(WriteJsonFile(path, value, largest), path);
 }
 
-// Throws what SaveJsonFile would when `path` cannot take a file now: asked
+// What SaveJsonFile would give when `path` cannot take a file now: asked
 // before a token set is obtained, which must not be obtained only to be lost.
-inline void RequireSavable(const std::string& path) {
-    ThrowIfUnsaved(ProbeJsonFile(path), path);
+[[nodiscard]] inline Status RequireSavable(const std::string& path) {
+    return SaveOutcome(ProbeJsonFile(path), path);
 }
 
 }  // namespace quilkova::internal

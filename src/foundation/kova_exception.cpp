@@ -13,14 +13,27 @@ constexpr int kBacktraceDepth = 16;
 std::string ShortMessage(KOVA_ERRCODE code, const std::string& message) {
     return message + " [code=" + std::to_string(static_cast<int>(code)) + "]";
 }
+
+
+// "<short message>\n<stack>\n": what a KovaException says, and what the
+// library logs of a failure as such an exception always read.
+std::string FullText(const std::string& short_message, const Backtrace& backtrace) {
+    std::ostringstream text;
+    text << short_message << std::endl << backtrace << std::endl;
+    return text.str();
+}
 }  // namespace
 
 KovaExceptionImpl::KovaExceptionImpl(KOVA_ERRCODE code_value, const std::string& message)
     : std::runtime_error(ShortMessage(code_value, message)), code(code_value) {
     backtrace.Capture(kBacktraceDepth);
-    std::ostringstream text;
-    text << std::runtime_error::what() << std::endl << backtrace << std::endl;
-    full_text = text.str();
+    full_text = FullText(std::runtime_error::what(), backtrace);
+}
+
+std::string internal::FailureText(KOVA_ERRCODE code, const std::string& message) {
+    Backtrace backtrace;
+    backtrace.Capture(kBacktraceDepth);
+    return FullText(ShortMessage(code, message.empty() ? GetKovaErrorMsg(code) : message), backtrace);
 }
 
 KovaExceptionImpl::~KovaExceptionImpl() = default;

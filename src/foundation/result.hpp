@@ -40,8 +40,9 @@ public:
 
     bool ok() const { return value_.has_value(); }
     explicit operator bool() const { return ok(); }
-    T& value() { return *value_; }
-    const T& value() const { return *value_; }
+    T& value() & { return *value_; }
+    const T& value() const& { return *value_; }
+    T&& value() && { return std::move(*value_); }
     const Error& error() const { return error_; }
 
 private:

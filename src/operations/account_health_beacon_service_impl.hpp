@@ -3,14 +3,16 @@
 
 #include <string>
 
+#include "foundation/result.hpp"
+
 namespace quilkova {
 
 // The monitoring service's grant, vouched for by the "healthbeacon" package's token.
 class AccountHealthBeaconServiceImpl {
 public:
     // The redirect address with the grant code the account host gave.
-    std::string Grant(const std::string& client_id, const std::string& scope, const std::string& redirect_url,
-                      const std::string& state) const;
+    internal::Result<std::string> Grant(const std::string& client_id, const std::string& scope,
+                                        const std::string& redirect_url, const std::string& state) const;
 };
 
 }  // namespace quilkova

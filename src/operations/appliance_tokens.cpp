@@ -2,6 +2,8 @@
 // new binding forgets.
 #include "operations/appliance_tokens.hpp"
 
+#include <optional>
+
 #include "account/user_impl.hpp"
 #include "foundation/appliance_paths.hpp"
 #include "foundation/boundaries.hpp"
@@ -9,7 +11,6 @@
 #include "operations/account_operations.hpp"
 #include "operations/account_pkce_service_impl.hpp"
 #include "operations/pkce_client_impl.hpp"
-#include "quilkova/kova_exception.hpp"
 #include "quilplatform/notify.h"
 #include "quilplatform/process.h"
 #include "services/backoff.hpp"
@@ -20,6 +21,9 @@
 namespace quilkova {
 
 namespace {
+using internal::Attempt;
+using internal::Result;
+
 constexpr unsigned int kLogoutEvent = 0x13a00002;
 
 // The path in single quotes for the shell; a quote inside it closes, escapes and reopens.
@@ -33,26 +37,19 @@ std::string ShellQuoted(const std::string& text) {
 }  // namespace
 
 void internal::LogoutLocally() {
-    std::string email;
-    bool exists = false;
-    try {
+    // An unreadable record counts as none: the local logout goes on.
+    const Result<std::optional<std::string>> email = Attempt([] {
         const UserImpl user;
-        exists = user.Exists();
-        email = exists ? user.GetEmail() : "";
-    } catch (const KovaException&) {
-        // An unreadable record counts as none: the local logout goes on.
-    }
-    if (exists) {
-        KOVA_LOG(LOG_ERR, "Logged out Quillion Account: %s", email.c_str());
+        return user.Exists() ? std::optional<std::string>(user.GetEmail()) : std::nullopt;
+    });
+    if (email && email.value()) {
+        KOVA_LOG(LOG_ERR, "Logged out Quillion Account: %s", email.value()->c_str());
     } else {
         KOVA_LOG(LOG_ERR, "Logged out Quillion Account");
     }
     (void)internal::Capture([] { return internal::RemoveAccount(); });
-    try {
-        internal::RemoveReportJob();
-    } catch (...) {
-        // No schedule to remove, or none that could be: the logout goes on.
-    }
+    // No schedule to remove, or none that could be: the logout goes on.
+    (void)Attempt([] { return internal::RemoveReportJob(); });
     QUILLogSet1(2, 1, kLogoutEvent, "", "", "", "");
     // A shell on purpose, for the wildcard: every client's token file goes,
     // the appliance's and each package's. The directory is quoted, the
@@ -77,7 +74,8 @@ bool internal::HasApplianceTokenFile() {
 }
 
 internal::Result<std::string> internal::ApplianceAccessToken() {
-    return Capture([]() -> Result<std::string> { return AccountPkceServiceImpl("", "").GetAccessToken(); });
+    KOVA_TRY(appliance, AccountPkceServiceImpl::Make("", ""));
+    return appliance->GetAccessToken();
 }
 
 }  // namespace quilkova

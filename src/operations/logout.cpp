@@ -1,25 +1,25 @@
 // Ending the login through the appliance's PKCE account.
-#include "foundation/boundaries.hpp"
+#include "foundation/kova_exception_impl.hpp"
 #include "foundation/log.hpp"
 #include "operations/account_operations.hpp"
 #include "operations/account_pkce_service_impl.hpp"
-#include "quilkova/kova_exception.hpp"
 
 namespace quilkova::internal {
 
 Status LogoutAccount(bool remote) {
-    try {
-        const AccountPkceServiceImpl service("", "");
-        if (remote) {
-            service.Logout(true);
-        } else {
-            service.LogoutLocal();
+    Status outcome = [remote]() -> Status {
+        KOVA_TRY(service, AccountPkceServiceImpl::Make("", ""));
+        if (!remote) {
+            service->LogoutLocal();
+            return Done{};
         }
-        return Done{};
-    } catch (const KovaException& error) {
-        KOVA_LOG(LOG_ERR, "Failed to logout: %s", error.what());
-        return Error{error.GetCode(), MessageOf(error)};
+        return service->Logout(true);
+    }();
+    if (!outcome) {
+        KOVA_LOG(LOG_ERR, "Failed to logout: %s",
+                 FailureText(outcome.error().code, outcome.error().message).c_str());
     }
+    return outcome;
 }
 
 }  // namespace quilkova::internal

@@ -25,11 +25,18 @@
 namespace quilkova {
 
 namespace {
-using internal::LockOrThrow;
+using internal::Attempt;
+using internal::Done;
+using internal::Error;
 using internal::LockPath;
+using internal::Result;
+using internal::Status;
+using internal::TakeLock;
 
-std::string ApplianceBearer() {
-    return "Bearer " + AccountPkceServiceImpl("", "").GetAccessToken();
+Result<std::string> ApplianceBearer() {
+    KOVA_TRY(appliance, AccountPkceServiceImpl::Make("", ""));
+    KOVA_TRY(token, appliance->GetAccessToken());
+    return "Bearer " + token;
 }
 }  // namespace
 
@@ -75,89 +82,91 @@ bool PackagePkceClientImpl::ReadCache(Json::Value& config, long long& created_at
     return true;
 }
 
-void PackagePkceClientImpl::SavePkceConfig(const Json::Value& config) const {
+Status PackagePkceClientImpl::SavePkceConfig(const Json::Value& config) const {
     Json::Value stamped = config;
     stamped["created_at"] = static_cast<Json::Int64>(std::time(nullptr));
-    internal::SaveJsonFile(GetConfigFilePath(), stamped);
+    return internal::SaveJsonFile(GetConfigFilePath(), stamped);
 }
 
-void PackagePkceClientImpl::RetrievePkceConfig() const {
+Status PackagePkceClientImpl::RetrievePkceConfig() const {
     FileLock lock(LockPath(package_ + "_package_retrieve_config"));
-    LockOrThrow(lock);
+    KOVA_TRY_STATUS(TakeLock(lock));
     // Another process of the package may have fetched it while this one waited.
     Json::Value cached;
     long long created_at = 0;
     if (ReadCache(cached, created_at) && IsFresh(created_at)) {
-        return;
+        return Done{};
     }
-    const http::Response response =
-        http::Get(http::Url{ServerInfoImpl().GetAccountHost() + "/oauth2/api/v1/device/package/config/pkce/client"},
-                  http::Parameters{{"package_name", package_}}, http::Header{{"Authorization", ApplianceBearer()}},
-                  http::UserAgent{internal::UserAgent()}, internal::RequestTimeout());
+    KOVA_TRY(bearer, ApplianceBearer());
+    KOVA_TRY(response,
+             http::Get(http::Url{ServerInfoImpl().GetAccountHost() + "/oauth2/api/v1/device/package/config/pkce/client"},
+                       http::Parameters{{"package_name", package_}}, http::Header{{"Authorization", bearer}},
+                       http::UserAgent{internal::UserAgent()}, internal::RequestTimeout()));
     const std::string named = format("pacakge[%s]", package_.c_str());
-    internal::RequireDelivered(response, "Failed to retrieve " + named, "Failed to retrieve " + named + " pkce config");
-    SavePkceConfig(internal::RequireObject(response, "Failed to parse retrieve " + named + " pkce config resp",
-                                           KOVA_ERR_RESPONSE));
+    KOVA_TRY_STATUS(internal::RequireDelivered(response, "Failed to retrieve " + named,
+                                               "Failed to retrieve " + named + " pkce config"));
+    KOVA_TRY(config, internal::RequireObject(response, "Failed to parse retrieve " + named + " pkce config resp",
+                                             KOVA_ERR_RESPONSE));
+    return SavePkceConfig(config);
 }
 
-Json::Value PackagePkceClientImpl::GetPkceConfig() const {
+Result<Json::Value> PackagePkceClientImpl::GetPkceConfig() const {
     Json::Value config(Json::objectValue);
     long long created_at = 0;
     ReadCache(config, created_at);
     if (!IsFresh(created_at)) {
-        RetrievePkceConfig();
+        KOVA_TRY_STATUS(RetrievePkceConfig());
         if (!ReadCache(config, created_at)) {
-            throw KovaException(KOVA_ERR_BAD_JSON);
+            return Error{KOVA_ERR_BAD_JSON};
         }
     }
     return client_.FormatPkceConfig(config);
 }
 
-void PackagePkceClientImpl::GrantByAccountService() const {
+Status PackagePkceClientImpl::GrantByAccountService() const {
     FileLock lock(LockPath(package_ + "_package_grant_by_hos"));
-    LockOrThrow(lock);
-    const Json::Value config = GetPkceConfig();
-    internal::GrantToken(
+    KOVA_TRY_STATUS(TakeLock(lock));
+    KOVA_TRY(config, GetPkceConfig());
+    KOVA_TRY(bearer, ApplianceBearer());
+    return internal::GrantToken(
         client_, config,
-        {ServerInfoImpl().GetAccountHost() + "/oauth2/api/v1/device/package/authorization_code/grant", {},
-         ApplianceBearer(), format("pacakge[%s]", package_.c_str())});
+        {ServerInfoImpl().GetAccountHost() + "/oauth2/api/v1/device/package/authorization_code/grant", {}, bearer,
+         format("pacakge[%s]", package_.c_str())});
 }
 
-std::string PackagePkceClientImpl::GetToken(const char* key) const {
+Result<std::string> PackagePkceClientImpl::GetToken(const char* key) const {
     if (std::optional<std::string> valid = client_.ValidToken(key)) {
         return *valid;
     }
     FileLock lock(LockPath(package_ + "_package_get_token"));
-    LockOrThrow(lock);
+    KOVA_TRY_STATUS(TakeLock(lock));
     if (!client_.HasTokenFile()) {
-        GrantByAccountService();
+        KOVA_TRY_STATUS(GrantByAccountService());
     }
-    try {
-        return client_.GetToken(key);
-    } catch (const KovaException& error) {
-        if (error.GetCode() != KOVA_ERR_AUTH) {
-            throw;
-        }
+    Result<std::string> token = client_.GetToken(key);
+    if (token || token.error().code != KOVA_ERR_AUTH) {
+        return token;
     }
     KOVA_LOG(LOG_ERR, "Rescue package[%s] renew pkce token by hos token", package_.c_str());
-    GrantByAccountService();
+    KOVA_TRY_STATUS(GrantByAccountService());
     return client_.GetToken(key);
 }
 
-std::string PackagePkceClientImpl::GetAccessToken() const {
+Result<std::string> PackagePkceClientImpl::GetAccessToken() const {
     return GetToken("access_token");
 }
 
-std::string PackagePkceClientImpl::GetIdToken() const {
+Result<std::string> PackagePkceClientImpl::GetIdToken() const {
     return GetToken("id_token");
 }
 
-std::unique_ptr<PackagePkceClientImpl> PackagePkceClientImpl::Make(const std::string& package) {
+Result<std::unique_ptr<PackagePkceClientImpl>> PackagePkceClientImpl::Make(const std::string& package) {
     if (!IsValidPackageName(package)) {
-        throw KovaException(KOVA_ERR_BAD_PARAM, "Refused package name");
+        return Error{KOVA_ERR_BAD_PARAM, "Refused package name"};
     }
     auto impl = std::make_unique<PackagePkceClientImpl>(package);
-    impl->client_.SetPkceConfig(impl->GetPkceConfig());
+    KOVA_TRY(config, impl->GetPkceConfig());
+    impl->client_.SetPkceConfig(config);
     return impl;
 }
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "foundation/result.hpp"
 #include "operations/pkce_client_impl.hpp"
 
 namespace quilkova {
@@ -17,15 +18,15 @@ public:
     explicit PackagePkceClientImpl(const std::string& package);
     // A checked package name's client with its configuration (from the cache
     // or the account host); 1 for a name that is refused.
-    static std::unique_ptr<PackagePkceClientImpl> Make(const std::string& package);
+    static internal::Result<std::unique_ptr<PackagePkceClientImpl>> Make(const std::string& package);
 
     std::string GetConfigFilePath() const;
-    void SavePkceConfig(const Json::Value& config) const;
-    void RetrievePkceConfig() const;
-    Json::Value GetPkceConfig() const;
-    void GrantByAccountService() const;
-    std::string GetAccessToken() const;
-    std::string GetIdToken() const;
+    internal::Status SavePkceConfig(const Json::Value& config) const;
+    internal::Status RetrievePkceConfig() const;
+    internal::Result<Json::Value> GetPkceConfig() const;
+    internal::Status GrantByAccountService() const;
+    internal::Result<std::string> GetAccessToken() const;
+    internal::Result<std::string> GetIdToken() const;
 
     // Letters, digits, ".", "_", "-"; not starting with ".", no "..", not the appliance's own client.
     static bool IsValidPackageName(const std::string& package);
@@ -34,7 +35,7 @@ public:
 
 private:
     // The ladder for the token member `key` ("access_token" or "id_token").
-    std::string GetToken(const char* key) const;
+    internal::Result<std::string> GetToken(const char* key) const;
     bool IsFresh(long long created_at) const;
 
     std::string package_;

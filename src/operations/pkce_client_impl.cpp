@@ -32,7 +32,12 @@ namespace quilkova {
 
 namespace {
 
-using internal::LockOrThrow;
+using internal::Attempt;
+using internal::Done;
+using internal::Error;
+using internal::Result;
+using internal::Status;
+using internal::TakeLock;
 
 // A sign and digits, nothing else, within 64 bits.
 bool ParseInteger(const std::string& text, long long& value) {
@@ -57,9 +62,9 @@ bool ParseInteger(const std::string& text, long long& value) {
 }
 
 // The member as text, or 22 "Failed to get key: <key>".
-std::string TokenMember(const Json::Value& token, const std::string& key) {
+Result<std::string> TokenMember(const Json::Value& token, const std::string& key) {
     if (!token.isObject() || !token.isMember(key)) {
-        throw KovaException(KOVA_ERR_TOKEN, "Failed to get key: " + key);
+        return Error{KOVA_ERR_TOKEN, "Failed to get key: " + key};
     }
     return internal::TextOf(token[key]);
 }
@@ -106,7 +111,7 @@ TokenAnswer Judge(const Json::Value& answer) {
     return TokenAnswer::kComplete;
 }
 
-http::Response PostToTokenEndpoint(const std::string& endpoint, const std::string& client_id,
+Result<http::Response> PostToTokenEndpoint(const std::string& endpoint, const std::string& client_id,
                                    const http::Payload& payload) {
     return http::Post(http::Url{endpoint}, internal::RequestTimeout(),
                       http::UserAgent{internal::UserAgent()},
@@ -117,34 +122,37 @@ http::Response PostToTokenEndpoint(const std::string& endpoint, const std::strin
 
 PkceClientImpl::PkceClientImpl(const std::string& name) : name_(name), backoff_(name) {}
 
-Json::Value PkceClientImpl::FormatPkceConfig(const Json::Value& raw) const {
+Result<Json::Value> PkceClientImpl::FormatPkceConfig(const Json::Value& raw) const {
     const auto member = [&raw](const char* key) { return raw.isObject() ? internal::TextOf(raw[key]) : std::string(); };
     // A path is joined to a host: one that does not start with "/" could name
     // another host ("@evil.example/x", ".evil.example/x").
-    const auto path = [&member](const char* key) {
-        std::string value = member(key);
-        if (!value.empty() && value[0] != '/') {
-            throw KovaException(KOVA_ERR_BAD_JSON, format("Refused %s: a path must start with \"/\"", key));
-        }
-        return value;
-    };
     std::string scope = member("scope");
     // Both looked up whatever the scope holds: a device without a MAC cannot log in.
-    boost::algorithm::replace_all(scope, "$sn$", internal::Unwrap(internal::ReadSerial(KOVA_HERE)));
-    boost::algorithm::replace_all(scope, "$mac$", internal::Unwrap(internal::ReadMac(KOVA_HERE)));
-    const AccountServiceImpl hosts("", "");
+    KOVA_TRY(serial, internal::ReadSerial(KOVA_HERE));
+    KOVA_TRY(mac, internal::ReadMac(KOVA_HERE));
+    boost::algorithm::replace_all(scope, "$sn$", serial);
+    boost::algorithm::replace_all(scope, "$mac$", mac);
+    KOVA_TRY(hosts, Attempt([] { return AccountServiceImpl("", ""); }));
     const std::string identity = hosts.GetIdentityHost();
     const std::string account = hosts.GetAccountHost();
+    constexpr const char* kPaths[] = {"auth_endpoint_path", "token_endpoint_path", "end_session_endpoint_path",
+                                      "login_redirect_path", "logout_redirect_path"};
+    for (const char* key : kPaths) {
+        const std::string value = member(key);
+        if (!value.empty() && value[0] != '/') {
+            return Error{KOVA_ERR_BAD_JSON, format("Refused %s: a path must start with \"/\"", key)};
+        }
+    }
 
     Json::Value config(Json::objectValue);
     config["client_id"] = member("client_id");
     config["scope"] = scope;
     config["audience"] = member("audience");
-    config["auth_endpoint"] = identity + path("auth_endpoint_path");
-    config["token_endpoint"] = identity + path("token_endpoint_path");
-    config["end_session_endpoint"] = identity + path("end_session_endpoint_path");
-    config["login_redirect_uri"] = account + path("login_redirect_path");
-    config["logout_redirect_uri"] = account + path("logout_redirect_path");
+    config["auth_endpoint"] = identity + member("auth_endpoint_path");
+    config["token_endpoint"] = identity + member("token_endpoint_path");
+    config["end_session_endpoint"] = identity + member("end_session_endpoint_path");
+    config["login_redirect_uri"] = account + member("login_redirect_path");
+    config["logout_redirect_uri"] = account + member("logout_redirect_path");
     return config;
 }
 
@@ -178,12 +186,11 @@ std::string PkceClientImpl::BoundUserId() {
             return cache.user_id;
         }
     }
-    std::string user_id;
-    try {
-        user_id = UserImpl().GetUserId();
-    } catch (const KovaException&) {
+    const Result<std::string> read = Attempt([] { return UserImpl().GetUserId(); });
+    if (!read) {
         return "";  // then only tokens obtained while no account was bound count
     }
+    const std::string& user_id = read.value();
     if (seen) {
         const std::lock_guard<std::mutex> guard(cache.mutex);
         cache.valid = true;
@@ -196,37 +203,33 @@ std::string PkceClientImpl::BoundUserId() {
 // A token file counts only when it is ours, nobody else may write it, and it
 // is not another account's (one that holds no JSON still counts: reading it says why).
 bool PkceClientImpl::HasTokenFile() const {
-    try {
-        ReadToken();
-        return true;
-    } catch (const KovaException& error) {
-        return error.GetCode() != KOVA_ERR_TOKEN;
-    }
+    const Result<Json::Value> token = ReadToken();
+    return token.ok() || token.error().code != KOVA_ERR_TOKEN;
 }
 
-Json::Value PkceClientImpl::ReadToken() const {
-    Json::Value token = ReadAnyToken();
+Result<Json::Value> PkceClientImpl::ReadToken() const {
+    KOVA_TRY(token, ReadAnyToken());
     // A file that names no account (saved before files named theirs, or by
     // hand) is taken as the bound account's; the next binding removes it.
     const Json::Value& owner = token[kOwnerMember];
     if (token.isMember(kOwnerMember) && (!owner.isString() || owner.asString() != BoundUserId())) {
-        throw KovaException(KOVA_ERR_TOKEN, "Failed to find an existed token file");
+        return Error{KOVA_ERR_TOKEN, "Failed to find an existed token file"};
     }
     return token;
 }
 
 // One open and one parse: 22 when there is no file of ours, 2 when it holds no JSON.
-Json::Value PkceClientImpl::ReadAnyToken() const {
+Result<Json::Value> PkceClientImpl::ReadAnyToken() const {
     std::string text;
     struct stat info {};
     const int error = internal::ReadFileNoFollow(internal::RootedPath(GetTokenFilePath()), text, &info);
     const bool missing = error == ENOENT || error == ELOOP || error == EACCES || error == ENOTDIR;
     if (missing || (error == 0 && !internal::IsOwnFile(info))) {
-        throw KovaException(KOVA_ERR_TOKEN, "Failed to find an existed token file");
+        return Error{KOVA_ERR_TOKEN, "Failed to find an existed token file"};
     }
     Json::Value token;
     if (error != 0 || !internal::ParseJson(text, token)) {
-        throw KovaException(KOVA_ERR_BAD_JSON);
+        return Error{KOVA_ERR_BAD_JSON};
     }
     if (!token.isObject()) {
         token = Json::Value(Json::objectValue);  // no member to give, no owner
@@ -235,58 +238,60 @@ Json::Value PkceClientImpl::ReadAnyToken() const {
     return token;
 }
 
-std::string PkceClientImpl::GetPkceTokenVal(const std::string& key) const {
-    return TokenMember(ReadToken(), key);
+Result<std::string> PkceClientImpl::GetPkceTokenVal(const std::string& key) const {
+    KOVA_TRY(token, ReadToken());
+    return TokenMember(token, key);
 }
 
 long long PkceClientImpl::GetExpiredAt() const {
-    try {
-        return ExpiryOf(ReadToken());
-    } catch (...) {
-        return 0;
-    }
+    const Result<Json::Value> token = ReadToken();
+    return token ? ExpiryOf(token.value()) : 0;
 }
 
 bool PkceClientImpl::IsTokenExpired() const {
     return IsPast(GetExpiredAt());
 }
 
-void PkceClientImpl::SaveToken(const Json::Value& answer) const {
+Status PkceClientImpl::SaveToken(const Json::Value& answer) const {
     FileLock lock(LockPath("_save_token"));
-    LockOrThrow(lock);
-    WriteToken(answer, BoundUserId());
+    KOVA_TRY_STATUS(TakeLock(lock));
+    KOVA_TRY_STATUS(WriteToken(answer, BoundUserId()));
+    return Done{};
 }
 
-Json::Value PkceClientImpl::WriteToken(const Json::Value& answer, const Json::Value& owner) const {
+Result<Json::Value> PkceClientImpl::WriteToken(const Json::Value& answer, const Json::Value& owner) const {
     if (!answer.isObject()) {
-        throw KovaException(KOVA_ERR_BAD_JSON);
+        return Error{KOVA_ERR_BAD_JSON};
     }
     Json::Value token = answer;
     token["created_at"] = static_cast<Json::Int64>(std::time(nullptr));  // always the local save time
     token[kOwnerMember] = owner;
     internal::NoteHeldSecrets(token);
-    StoreToken(token);
+    KOVA_TRY_STATUS(StoreToken(token));
     return token;
 }
 
-void PkceClientImpl::StoreToken(const Json::Value& token) const {
-    internal::SaveJsonFile(GetTokenFilePath(), token, internal::kLargestTokenFile);
+Status PkceClientImpl::StoreToken(const Json::Value& token) const {
+    return internal::SaveJsonFile(GetTokenFilePath(), token, internal::kLargestTokenFile);
+}
+
+Status PkceClientImpl::ClaimStoredToken(const std::string& user_id) const {
+    FileLock lock(LockPath("_save_token"));
+    KOVA_TRY_STATUS(TakeLock(lock));
+    KOVA_TRY(token, ReadAnyToken());
+    if (token[kOwnerMember] != PendingOwner()) {
+        return Done{};  // replaced meanwhile (a rescue of the account bound before): not the login's to claim
+    }
+    token[kOwnerMember] = user_id;
+    return StoreToken(token);
 }
 
 void PkceClientImpl::ClaimFor(const std::string& user_id) const {
-    try {
-        FileLock lock(LockPath("_save_token"));
-        LockOrThrow(lock);
-        Json::Value token = ReadAnyToken();
-        if (token[kOwnerMember] != PendingOwner()) {
-            return;  // replaced meanwhile (a rescue of the account bound before): not the login's to claim
-        }
-        token[kOwnerMember] = user_id;
-        StoreToken(token);
-    } catch (const KovaException& error) {
+    const Status claimed = ClaimStoredToken(user_id);
+    if (!claimed) {
         // The binding stands; its token, still no account's, is rescued with the auth key when next asked for.
         KOVA_LOG(LOG_ERR, "Failed to claim the token of [%s] for the account, code=%d", name_.c_str(),
-                 static_cast<int>(error.GetCode()));
+                 static_cast<int>(claimed.error().code));
     }
 }
 
@@ -295,20 +300,19 @@ void PkceClientImpl::RemoveUnlessIssuedFor(const std::string& user_id) const {
     if (!lock.Lock(1)) {
         return;
     }
-    try {
-        const Json::Value owner = ReadAnyToken()[kOwnerMember];
+    const Result<Json::Value> token = ReadAnyToken();
+    if (token) {
+        const Json::Value& owner = token.value()[kOwnerMember];
         if (owner.isString() && owner.asString() == user_id) {
             return;
         }
-    } catch (const KovaException& error) {
-        if (error.GetCode() != KOVA_ERR_BAD_JSON) {
-            return;  // none of ours
-        }
+    } else if (token.error().code != KOVA_ERR_BAD_JSON) {
+        return;  // none of ours
     }
     (void)::unlink(internal::RootedPath(GetTokenFilePath()).c_str());
 }
 
-std::string PkceClientImpl::OutcomeOfAnothersRenewal(const char* key, const std::string& lock_path,
+Result<std::string> PkceClientImpl::OutcomeOfAnothersRenewal(const char* key, const std::string& lock_path,
                                                      long long waited_from) const {
     // Its request may last as long as this wait did: once it is over, what it
     // ended with is the answer (a token, or the failure the backoff keeps).
@@ -320,25 +324,22 @@ std::string PkceClientImpl::OutcomeOfAnothersRenewal(const char* key, const std:
     if (std::optional<std::string> valid = ValidToken(key)) {
         return *valid;
     }
-    backoff_.RequireNoFailureSince(waited_from);
-    backoff_.RequireDue();
+    KOVA_TRY_STATUS(backoff_.RequireNoFailureSince(waited_from));
+    KOVA_TRY_STATUS(backoff_.RequireDue());
     // Nobody renewed under the lock: it is simply held.
-    throw KovaException(KOVA_ERR_TOKEN, format("Failed to lock file: %s", lock_path.c_str()));
+    return Error{KOVA_ERR_TOKEN, format("Failed to lock file: %s", lock_path.c_str())};
 }
 
 std::optional<std::string> PkceClientImpl::ValidToken(const char* key) const {
-    try {
-        const Json::Value token = ReadToken();
-        if (!IsPast(ExpiryOf(token)) && token.isMember(key)) {
-            return internal::TextOf(token[key]);
-        }
-    } catch (const KovaException&) {
-        // None of the bound account's, or unreadable: the locked road says which.
+    // None of the bound account's, or unreadable: the locked road says which.
+    const Result<Json::Value> token = ReadToken();
+    if (token && !IsPast(ExpiryOf(token.value())) && token.value().isMember(key)) {
+        return internal::TextOf(token.value()[key]);
     }
     return std::nullopt;
 }
 
-std::string PkceClientImpl::GetToken(const char* key) const {
+Result<std::string> PkceClientImpl::GetToken(const char* key) const {
     // The lock serialises renewals; a valid token needs none, and readers
     // never wait behind a renewal for a token that is still good.
     if (std::optional<std::string> valid = ValidToken(key)) {
@@ -349,121 +350,123 @@ std::string PkceClientImpl::GetToken(const char* key) const {
     if (!lock.Lock(internal::CurrentWaits().lock_seconds)) {
         return OutcomeOfAnothersRenewal(key, lock.GetPath(), waited_from);
     }
-    // Read once: a valid token is answered from this one reading.
-    Json::Value token;
-    long long expired_at = 0;
-    try {
-        token = ReadToken();
-        expired_at = ExpiryOf(token);
-    } catch (const KovaException&) {
-        // Missing or unreadable: expired, as IsTokenExpired says.
-    }
+    // Read once: a valid token is answered from this one reading; a missing
+    // or unreadable one counts as expired, as IsTokenExpired says.
+    Result<Json::Value> token = ReadToken();
     // Renewing inside the lock: concurrent readers renew once, one after another.
-    if (IsPast(expired_at)) {
-        RenewToken();
+    if (!token || IsPast(ExpiryOf(token.value()))) {
+        KOVA_TRY_STATUS(RenewToken());
         token = ReadToken();
     }
-    return TokenMember(token, key);
+    if (!token) {
+        return token.error();
+    }
+    return TokenMember(token.value(), key);
 }
 
-std::string PkceClientImpl::GetAccessToken() const {
+Result<std::string> PkceClientImpl::GetAccessToken() const {
     return GetToken("access_token");
 }
 
-std::string PkceClientImpl::GetIdToken() const {
+Result<std::string> PkceClientImpl::GetIdToken() const {
     return GetToken("id_token");
 }
 
-void PkceClientImpl::RenewToken() const {
-    backoff_.RequireDue();  // before any lock or probe: a waiting call costs next to nothing
+Status PkceClientImpl::RenewToken() const {
+    KOVA_TRY_STATUS(backoff_.RequireDue());  // before any lock or probe: a waiting call costs next to nothing
     FileLock lock(LockPath("_renew_token"));
-    LockOrThrow(lock);
+    KOVA_TRY_STATUS(TakeLock(lock));
     // Taken before the refresh token is spent: a renewed token set is never
     // thrown away for want of the lock to save it.
     FileLock save(LockPath("_save_token"));
-    LockOrThrow(save);
-    internal::RequireSavable(GetTokenFilePath());
-    const std::string client_id = ConfigText("client_id");
-    const std::string endpoint = ConfigText("token_endpoint");
+    KOVA_TRY_STATUS(TakeLock(save));
+    KOVA_TRY_STATUS(internal::RequireSavable(GetTokenFilePath()));
     // Only the bound account's refresh token is spent, and its renewal stays that account's.
-    const Json::Value current = ReadToken();
+    KOVA_TRY(current, ReadToken());
     if (!IsPast(ExpiryOf(current))) {
-        return;  // made anew while this process waited (a rescue, a login): nothing to renew
+        return Done{};  // made anew while this process waited (a rescue, a login): nothing to renew
     }
-    backoff_.Run([&] {
-        const http::Response response = PostToTokenEndpoint(
-            endpoint, client_id,
-            http::Payload{{"grant_type", "refresh_token"}, {"refresh_token", TokenMember(current, "refresh_token")},
-                          {"client_id", client_id}});
-        backoff_.Saw(response);
-        if (response.error.code != http::ErrorCode::OK) {
-            throw KovaException(KOVA_ERR_RESPONSE, format("Failed to renew token, reqcode=%d, reqmsg=%s",
-                                                          response.error.code, response.error.message.c_str()));
-        }
-        // Parsed before the status is looked at, so that a refusal is reported with its body.
-        Json::Value answer;
-        if (!internal::ParseAnswer(response, answer)) {
-            const std::string message = internal::StatusMessage("Failed to parse renew token resp", response);
-            KOVA_LOG(LOG_ERR, "%s", message.c_str());
-            throw KovaException(KOVA_ERR_RESPONSE, message);
-        }
-        if (response.status_code != 200) {
-            const std::string message =
-                internal::StatusMessage("Failed to renew token, refresh_token is expired or revoked", response);
-            KOVA_LOG(LOG_ERR, "%s", message.c_str());
-            throw KovaException(KOVA_ERR_AUTH, message);
-        }
-        const TokenAnswer judged = Judge(answer);
-        if (judged != TokenAnswer::kComplete) {
-            KOVA_LOG(LOG_ERR, "Failed to RenewToken by [%s], resp=%s", name_.c_str(),
-                     internal::Redacted(response).c_str());
-            throw KovaException(judged == TokenAnswer::kUnusable ? KOVA_ERR_RESPONSE : KOVA_ERR_TOKEN,
-                                internal::StatusMessage("Failed to parse renew token resp", response));
-        }
-        WriteToken(answer, current[kOwnerMember]);
-    });
+    return backoff_.Run([&] { return Renew(current); });
+}
+
+Status PkceClientImpl::Renew(const Json::Value& current) const {
+    const std::string client_id = ConfigText("client_id");
+    KOVA_TRY(refresh_token, TokenMember(current, "refresh_token"));
+    KOVA_TRY(response, PostToTokenEndpoint(ConfigText("token_endpoint"), client_id,
+                                           http::Payload{{"grant_type", "refresh_token"},
+                                                         {"refresh_token", refresh_token},
+                                                         {"client_id", client_id}}));
+    backoff_.Saw(response);
+    if (response.error.code != http::ErrorCode::OK) {
+        return Error{KOVA_ERR_RESPONSE, format("Failed to renew token, reqcode=%d, reqmsg=%s", response.error.code,
+                                               response.error.message.c_str())};
+    }
+    // Parsed before the status is looked at, so that a refusal is reported with its body.
+    Json::Value answer;
+    if (!internal::ParseAnswer(response, answer)) {
+        const std::string message = internal::StatusMessage("Failed to parse renew token resp", response);
+        KOVA_LOG(LOG_ERR, "%s", message.c_str());
+        return Error{KOVA_ERR_RESPONSE, message};
+    }
+    if (response.status_code != 200) {
+        const std::string message =
+            internal::StatusMessage("Failed to renew token, refresh_token is expired or revoked", response);
+        KOVA_LOG(LOG_ERR, "%s", message.c_str());
+        return Error{KOVA_ERR_AUTH, message};
+    }
+    const TokenAnswer judged = Judge(answer);
+    if (judged != TokenAnswer::kComplete) {
+        KOVA_LOG(LOG_ERR, "Failed to RenewToken by [%s], resp=%s", name_.c_str(), internal::Redacted(response).c_str());
+        return Error{judged == TokenAnswer::kUnusable ? KOVA_ERR_RESPONSE : KOVA_ERR_TOKEN,
+                     internal::StatusMessage("Failed to parse renew token resp", response)};
+    }
+    KOVA_TRY_STATUS(WriteToken(answer, current[kOwnerMember]));
+    return Done{};
 }
 
 PkceClientImpl::ExchangeLocks::ExchangeLocks(const PkceClientImpl& client)
-    : exchange_(client.LockPath("_exchange_token")), save_(client.LockPath("_save_token")) {
-    LockOrThrow(exchange_);
-    LockOrThrow(save_);
-    internal::RequireSavable(client.GetTokenFilePath());
+    : client_(client), exchange_(client.LockPath("_exchange_token")), save_(client.LockPath("_save_token")) {}
+
+Status PkceClientImpl::ExchangeLocks::Take() {
+    KOVA_TRY_STATUS(TakeLock(exchange_));
+    KOVA_TRY_STATUS(TakeLock(save_));
+    return internal::RequireSavable(client_.GetTokenFilePath());
 }
 
-void PkceClientImpl::ExchangeToken(const std::string& code, const std::string& redirect_uri,
-                                   const std::string& code_verifier) const {
+Status PkceClientImpl::ExchangeToken(const std::string& code, const std::string& redirect_uri,
+                                     const std::string& code_verifier) const {
     const std::string owner = BoundUserId();
-    ExchangeToken(ExchangeLocks(*this), owner, code, redirect_uri, code_verifier);
+    ExchangeLocks held(*this);
+    KOVA_TRY_STATUS(held.Take());
+    KOVA_TRY_STATUS(ExchangeToken(held, owner, code, redirect_uri, code_verifier));
+    return Done{};
 }
 
-Json::Value PkceClientImpl::ExchangeToken(const ExchangeLocks&, const Json::Value& owner, const std::string& code,
-                                          const std::string& redirect_uri, const std::string& code_verifier) const {
-    try {
-        ReadAnyToken();  // the stored tokens become known secrets, should the answer repeat one
-    } catch (const KovaException&) {
-        // None stored.
-    }
+Result<Json::Value> PkceClientImpl::ExchangeToken(const ExchangeLocks&, const Json::Value& owner,
+                                                  const std::string& code, const std::string& redirect_uri,
+                                                  const std::string& code_verifier) const {
+    (void)ReadAnyToken();  // the stored tokens become known secrets, should the answer repeat one
     const std::string client_id = ConfigText("client_id");
     const std::string endpoint = ConfigText("token_endpoint");
-    const http::Response response =
-        PostToTokenEndpoint(endpoint, client_id,
-                            http::Payload{{"grant_type", "authorization_code"}, {"code", code},
-                                          {"redirect_uri", redirect_uri}, {"code_verifier", code_verifier},
-                                          {"client_id", client_id}});
+    KOVA_TRY(response, PostToTokenEndpoint(endpoint, client_id,
+                                           http::Payload{{"grant_type", "authorization_code"},
+                                                         {"code", code},
+                                                         {"redirect_uri", redirect_uri},
+                                                         {"code_verifier", code_verifier},
+                                                         {"client_id", client_id}}));
     backoff_.Saw(response);
     // The status first: a refused exchange is a failed response, whatever its body.
-    internal::RequireDelivered(response, "Failed to exchange token", "Failed to exchange token");
+    KOVA_TRY_STATUS(internal::RequireDelivered(response, "Failed to exchange token", "Failed to exchange token"));
     Json::Value answer;
     if (!internal::ParseAnswer(response, answer)) {
-        throw KovaException(KOVA_ERR_BAD_JSON);
+        return Error{KOVA_ERR_BAD_JSON};
     }
     const TokenAnswer judged = Judge(answer);
     if (judged != TokenAnswer::kComplete) {
         KOVA_LOG(LOG_ERR, "Failed to PkceLogin by [%s|%s], resp=%s", name_.c_str(), endpoint.c_str(),
                  internal::Redacted(response).c_str());
-        throw KovaException(judged == TokenAnswer::kUnusable ? KOVA_ERR_RESPONSE : KOVA_ERR_TOKEN,
-                            internal::StatusMessage("Failed to parse exchange authkey resp", response));
+        return Error{judged == TokenAnswer::kUnusable ? KOVA_ERR_RESPONSE : KOVA_ERR_TOKEN,
+                     internal::StatusMessage("Failed to parse exchange authkey resp", response)};
     }
     return WriteToken(answer, owner);
 }
@@ -478,32 +481,39 @@ std::string PkceClientImpl::LockPath(const char* suffix) const {
 
 namespace internal {
 
-void GrantToken(const PkceClientImpl& client, const Json::Value& config, const Grant& grant) {
-    client.backoff().RequireDue();  // before any lock or probe: a waiting call costs next to nothing
-    const PkceClientImpl::ExchangeLocks held(client);
+namespace {
+// One grant request and the exchange of its code, with the locks held.
+Status GrantAndExchange(const PkceClientImpl& client, const PkceClientImpl::ExchangeLocks& held,
+                        const std::string& owner, const Json::Value& config, const Grant& grant) {
+    const std::string redirect = TextOf(config["login_redirect_uri"]);
+    const std::string client_id = TextOf(config["client_id"]);
+    KOVA_TRY(pair, NewChallengePair());
+    // A later header set replaces the earlier one: with a bearer, only "Authorization" is sent.
+    const http::Header headers = grant.bearer.empty() ? http::Header{{"X-Client-ID", client_id}}
+                                                      : http::Header{{"Authorization", grant.bearer}};
+    KOVA_TRY(response, http::Post(http::Url{grant.url},
+                                  GrantForm(client_id, redirect, pair.challenge, grant.extra, TextOf(config["scope"])),
+                                  http::UserAgent{internal::UserAgent()}, headers, RequestTimeout()));
+    client.backoff().Saw(response);
+    if (grant.unauthorized_is_auth && response.error.code == http::ErrorCode::OK && response.status_code == 401) {
+        return Error{KOVA_ERR_AUTH, StatusMessage("Failed to auth on grant " + grant.what, response)};
+    }
+    KOVA_TRY_STATUS(RequireDelivered(response, "Failed to grant " + grant.what, "Failed to grant " + grant.what));
+    KOVA_TRY(answer, RequireObject(response, "Failed to parse grant " + grant.what + " resp", KOVA_ERR_RESPONSE,
+                                   "grant_code"));
+    // The grant code plays the authorization code, with this request's verifier.
+    KOVA_TRY_STATUS(client.ExchangeToken(held, owner, TextOf(answer["grant_code"]), redirect, pair.verifier));
+    return Done{};
+}
+}  // namespace
+
+Status GrantToken(const PkceClientImpl& client, const Json::Value& config, const Grant& grant) {
+    KOVA_TRY_STATUS(client.backoff().RequireDue());  // before any lock or probe: a waiting call costs next to nothing
+    PkceClientImpl::ExchangeLocks held(client);
+    KOVA_TRY_STATUS(held.Take());
     // The account whose credential vouches for the grant is the one bound now.
     const std::string owner = PkceClientImpl::BoundUserId();
-    client.backoff().Run([&] {
-        const std::string redirect = TextOf(config["login_redirect_uri"]);
-        const std::string client_id = TextOf(config["client_id"]);
-        const ChallengePair pair = NewChallengePair();
-        // A later header set replaces the earlier one: with a bearer, only "Authorization" is sent.
-        const http::Header headers = grant.bearer.empty() ? http::Header{{"X-Client-ID", client_id}}
-                                                          : http::Header{{"Authorization", grant.bearer}};
-        const http::Response response =
-            http::Post(http::Url{grant.url}, GrantForm(client_id, redirect, pair.challenge, grant.extra,
-                                                       TextOf(config["scope"])),
-                       http::UserAgent{internal::UserAgent()}, headers, RequestTimeout());
-        client.backoff().Saw(response);
-        if (grant.unauthorized_is_auth && response.error.code == http::ErrorCode::OK && response.status_code == 401) {
-            throw KovaException(KOVA_ERR_AUTH, StatusMessage("Failed to auth on grant " + grant.what, response));
-        }
-        RequireDelivered(response, "Failed to grant " + grant.what, "Failed to grant " + grant.what);
-        const Json::Value answer =
-            RequireObject(response, "Failed to parse grant " + grant.what + " resp", KOVA_ERR_RESPONSE, "grant_code");
-        // The grant code plays the authorization code, with this request's verifier.
-        client.ExchangeToken(held, owner, TextOf(answer["grant_code"]), redirect, pair.verifier);
-    });
+    return client.backoff().Run([&] { return GrantAndExchange(client, held, owner, config, grant); });
 }
 
 }  // namespace internal

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/result.hpp"
 #include "services/backoff.hpp"
 #include "quilkova/file_lock.hpp"
 
@@ -21,8 +22,11 @@ public:
     class ExchangeLocks {
     public:
         explicit ExchangeLocks(const PkceClientImpl& client);
+        // Takes both (22 for one that cannot be had) and probes the token file's place (2).
+        internal::Status Take();
 
     private:
+        const PkceClientImpl& client_;
         FileLock exchange_;
         FileLock save_;
     };
@@ -38,32 +42,33 @@ public:
     // The bound account's user id; "" when none is bound or the record cannot be read.
     static std::string BoundUserId();
 
-    Json::Value FormatPkceConfig(const Json::Value& raw) const;
+    internal::Result<Json::Value> FormatPkceConfig(const Json::Value& raw) const;
     void SetPkceConfig(const Json::Value& config) { config_ = config; }
 
     std::string GetTokenFilePath() const;
     bool HasTokenFile() const;
-    std::string GetPkceTokenVal(const std::string& key) const;
+    internal::Result<std::string> GetPkceTokenVal(const std::string& key) const;
     long long GetExpiredAt() const;
     bool IsTokenExpired() const;
-    void SaveToken(const Json::Value& answer) const;
-    std::string GetAccessToken() const;
-    std::string GetIdToken() const;
+    internal::Status SaveToken(const Json::Value& answer) const;
+    internal::Result<std::string> GetAccessToken() const;
+    internal::Result<std::string> GetIdToken() const;
     // The member `key` ("access_token", "id_token") of the bound account's
     // token when it is valid now, read without a lock: files are replaced
     // whole, so a reader sees the old file or the new one. Nothing otherwise.
     std::optional<std::string> ValidToken(const char* key) const;
     // The member `key`: a valid token at once, else under the "_get_token"
     // lock, renewed first when it has expired.
-    std::string GetToken(const char* key) const;
+    internal::Result<std::string> GetToken(const char* key) const;
     // Runs under the "_get_token" lock when called from the token getters.
-    void RenewToken() const;
-    void ExchangeToken(const std::string& code, const std::string& redirect_uri,
-                       const std::string& code_verifier) const;
-    // The exchange, with the locks already held by the caller, for `owner`;
+    internal::Status RenewToken() const;
+    internal::Status ExchangeToken(const std::string& code, const std::string& redirect_uri,
+                                   const std::string& code_verifier) const;
+    // The exchange, with the locks already taken by the caller, for `owner`;
     // the token set as saved.
-    Json::Value ExchangeToken(const ExchangeLocks& held, const Json::Value& owner, const std::string& code,
-                              const std::string& redirect_uri, const std::string& code_verifier) const;
+    internal::Result<Json::Value> ExchangeToken(const ExchangeLocks& held, const Json::Value& owner,
+                                                const std::string& code, const std::string& redirect_uri,
+                                                const std::string& code_verifier) const;
     // The spacing of this client's network attempts while the service is down.
     const internal::Backoff& backoff() const { return backoff_; }
     // Gives the token file obtained for a binding not yet made (PendingOwner)
@@ -81,14 +86,18 @@ private:
     // the outcome of the renewal another process was making under it (its
     // token, or its failure as the backoff keeps it), else 22 for the lock.
     // `waited_from` is when the wait began (BootMillis).
-    std::string OutcomeOfAnothersRenewal(const char* key, const std::string& lock_path, long long waited_from) const;
-    Json::Value ReadToken() const;
+    internal::Result<std::string> OutcomeOfAnothersRenewal(const char* key, const std::string& lock_path,
+                                                           long long waited_from) const;
+    internal::Result<Json::Value> ReadToken() const;
     // The token file whoever it was issued for.
-    Json::Value ReadAnyToken() const;
+    internal::Result<Json::Value> ReadAnyToken() const;
     // Writes the token file, refusing one larger than the room reserved for it.
-    void StoreToken(const Json::Value& token) const;
+    internal::Status StoreToken(const Json::Value& token) const;
     // Writes a token answer, stamped with the time and `owner`; the caller holds the save lock.
-    Json::Value WriteToken(const Json::Value& answer, const Json::Value& owner) const;
+    internal::Result<Json::Value> WriteToken(const Json::Value& answer, const Json::Value& owner) const;
+    // The refresh grant of the token set `current`, its answer saved; the caller holds the locks.
+    internal::Status Renew(const Json::Value& current) const;
+    internal::Status ClaimStoredToken(const std::string& user_id) const;
     std::string ConfigText(const char* key) const;
     std::string LockPath(const char* suffix) const;
 
@@ -105,13 +114,13 @@ struct Grant {
     std::vector<std::pair<std::string, std::string>> extra;  // form fields after the challenge
     std::string bearer;  // when given, "Authorization" replaces "X-Client-ID"
     std::string what;    // "Failed to grant <what>", "Failed to parse grant <what> resp"
-    bool unauthorized_is_auth = false;  // a 401 throws 14 "Failed to auth on grant <what>"
+    bool unauthorized_is_auth = false;  // a 401 fails with 14 "Failed to auth on grant <what>"
 };
 // Asks for a grant code for the client of `config` (its client id, redirect and
 // scope) and trades it, with this request's verifier, for the client's first
 // token set. The client's exchange and save locks are taken first: a grant is
 // never spent on a token set that could not be saved for want of a lock.
-void GrantToken(const PkceClientImpl& client, const Json::Value& config, const Grant& grant);
+Status GrantToken(const PkceClientImpl& client, const Json::Value& config, const Grant& grant);
 
 }  // namespace internal
 

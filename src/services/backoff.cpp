@@ -43,9 +43,9 @@ std::string UtcText(long long seconds) {
     return text;
 }
 
-// The failure on record, as thrown again (5 should a file hold no code).
-KovaException FailureOf(const Backoff::State& state, const std::string& message) {
-    return KovaException(state.code != 0 ? static_cast<KOVA_ERRCODE>(state.code) : KOVA_ERR_RESPONSE, message);
+// The failure on record, as given again (5 should a file hold no code).
+Error FailureOf(const Backoff::State& state, const std::string& message) {
+    return Error{state.code != 0 ? static_cast<KOVA_ERRCODE>(state.code) : KOVA_ERR_RESPONSE, message};
 }
 
 // A wait drawn at random up to the failure's step: a fleet that failed
@@ -64,22 +64,23 @@ Backoff::State Backoff::Read() const {
     return ReadBackoffState(RootedPath(BackoffFilePath(client_)));
 }
 
-void Backoff::RequireDue() const {
+Status Backoff::RequireDue() const {
     const State state = Read();
     if (state.left.count() <= 0) {
-        return;
+        return Done{};
     }
     const long long seconds = (state.left.count() + 999) / 1000;
-    throw FailureOf(state, format("%s; the service is given time: the next attempt is due in %lld s, at %s",
+    return FailureOf(state, format("%s; the service is given time: the next attempt is due in %lld s, at %s",
                                   state.message.c_str(), seconds,
                                   UtcText(static_cast<long long>(std::time(nullptr)) + seconds).c_str()));
 }
 
-void Backoff::RequireNoFailureSince(long long since_boot_ms) const {
+Status Backoff::RequireNoFailureSince(long long since_boot_ms) const {
     const State state = Read();
     if (state.failed_boot_ms >= since_boot_ms && state.failures > 0) {
-        throw FailureOf(state, state.message);
+        return FailureOf(state, state.message);
     }
+    return Done{};
 }
 
 void Backoff::Saw(const http::Response& response) const {
@@ -89,19 +90,18 @@ void Backoff::Saw(const http::Response& response) const {
     }
 }
 
-void Backoff::Lengthen(const KovaException& failure) const {
+void Backoff::Lengthen(const Error& failure) const {
     const int failures = Read().failures + 1;
     const std::chrono::milliseconds wait =
         std::max<std::chrono::milliseconds>(JitteredStep(failures), retry_after_);
     // The service was not there to refuse the account: what waits must never
     // read as its refusal (which would end the binding).
-    const KOVA_ERRCODE code = failure.GetCode() == KOVA_ERR_AUTH || failure.GetCode() == KOVA_ERR_ACCOUNT_NOT_FOUND
-                                  ? KOVA_ERR_RESPONSE
-                                  : failure.GetCode();
+    const KOVA_ERRCODE code =
+        failure.code == KOVA_ERR_AUTH || failure.code == KOVA_ERR_ACCOUNT_NOT_FOUND ? KOVA_ERR_RESPONSE : failure.code;
     State next;
     next.failures = failures;
     next.code = static_cast<int>(code);
-    next.message = MessageOf(failure);
+    next.message = failure.message.empty() ? GetKovaErrorMsg(failure.code) : failure.message;
     next.failed_boot_ms = BootMillis();
     next.due_boot_ms = next.failed_boot_ms + wait.count();
     next.due_at = static_cast<long long>(std::time(nullptr)) + (wait.count() + 999) / 1000;

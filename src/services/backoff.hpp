@@ -4,7 +4,7 @@
 #include <chrono>
 #include <string>
 
-#include "quilkova/kova_exception.hpp"
+#include "foundation/result.hpp"
 #include "transport/http.hpp"
 #include "util/backoff_state.hpp"
 
@@ -27,13 +27,13 @@ public:
     explicit Backoff(const std::string& client);
 
     State Read() const;
-    // Throws the recorded failure (its code; a message saying when the next
-    // attempt is due) while the wait after it lasts.
-    void RequireDue() const;
-    // Throws the failure recorded since `since_boot_ms` (BootMillis), if one
-    // was, whether or not its wait is over: the outcome of an attempt another
+    // The recorded failure (its code; a message saying when the next attempt
+    // is due) while the wait after it lasts.
+    Status RequireDue() const;
+    // The failure recorded since `since_boot_ms` (BootMillis), if one was,
+    // whether or not its wait is over: the outcome of an attempt another
     // process made while this one waited for it.
-    void RequireNoFailureSince(long long since_boot_ms) const;
+    Status RequireNoFailureSince(long long since_boot_ms) const;
     // Notes an answer of the attempt under way: whether the service was
     // unavailable, and for how long it asked to be left alone.
     void Saw(const http::Response& response) const;
@@ -42,21 +42,17 @@ public:
     // lasts; a failure after an unavailable service lengthens the wait, any
     // other outcome ends it. The caller holds the client's save lock.
     template <typename Attempt>
-    void Run(Attempt&& attempt) const {
-        RequireDue();
+    Status Run(Attempt&& attempt) const {
+        KOVA_TRY_STATUS(RequireDue());
         unavailable_ = false;
         retry_after_ = std::chrono::seconds(0);
-        try {
-            attempt();
-        } catch (const KovaException& failure) {
-            if (unavailable_) {
-                Lengthen(failure);
-            } else {
-                Clear();
-            }
-            throw;
+        Status outcome = attempt();
+        if (!outcome && unavailable_) {
+            Lengthen(outcome.error());
+        } else {
+            Clear();
         }
-        Clear();
+        return outcome;
     }
 
     void Clear() const;
@@ -64,7 +60,7 @@ public:
     static void ClearAll();
 
 private:
-    void Lengthen(const KovaException& failure) const;
+    void Lengthen(const Error& failure) const;
 
     std::string client_;
     mutable bool unavailable_ = false;

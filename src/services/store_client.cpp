@@ -28,9 +28,8 @@ constexpr size_t kUrlSize = sizeof(KOVA_SERVER_CONFIG::payment_url);
 // One JSON request to the payment host: the answer object, or 4 (not sent),
 // 5 (status), 2 (not a JSON object) or the code the answer maps to.
 Result<Json::Value> PaymentRequest(const std::string& host, const char* path, const Json::Value& request) {
-    const http::Response response =
-        http::Post(http::Url{host + "/" + path}, http::Body{CompactJson(request), "application/json"},
-                   http::UserAgent{UserAgent()}, http::Timeout{kPaymentTimeoutMs});
+    KOVA_TRY(response, http::Post(http::Url{host + "/" + path}, http::Body{CompactJson(request), "application/json"},
+                                  http::UserAgent{UserAgent()}, http::Timeout{kPaymentTimeoutMs}));
     if (response.error.code != http::ErrorCode::OK) {
         KOVA_LOG(LOG_ERR, "Failed to send payment request %s, reqcode=%d, reqmsg=%s", path,
                  static_cast<int>(response.error.code), response.error.message.c_str());

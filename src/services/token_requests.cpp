@@ -11,7 +11,6 @@
 #include "foundation/string_utils.hpp"
 #include "foundation/waits.hpp"
 #include "device/identity.hpp"
-#include "quilkova/kova_exception.hpp"
 #include "quilplatform/pkce.h"
 
 namespace quilkova::internal {
@@ -20,10 +19,11 @@ namespace {
 constexpr size_t kPkceTextSize = 44;
 }  // namespace
 
-void LockOrThrow(FileLock& lock) {
+Status TakeLock(FileLock& lock) {
     if (!lock.Lock(CurrentWaits().lock_seconds)) {
-        throw KovaException(KOVA_ERR_TOKEN, format("Failed to lock file: %s", lock.GetPath().c_str()));
+        return Error{KOVA_ERR_TOKEN, format("Failed to lock file: %s", lock.GetPath().c_str())};
     }
+    return Done{};
 }
 
 std::string Redacted(const http::Response& response) {
@@ -43,37 +43,38 @@ std::string StatusMessage(const std::string& prefix, const http::Response& respo
                   Redacted(response).c_str());
 }
 
-void RequireDelivered(const http::Response& response, const std::string& transport, const std::string& status) {
+Status RequireDelivered(const http::Response& response, const std::string& transport, const std::string& status) {
     if (response.error.code != http::ErrorCode::OK) {
-        throw KovaException(KOVA_ERR_RESPONSE, format((transport + ", reqcode=%d, reqmsg=%s").c_str(),
-                                                      response.error.code, response.error.message.c_str()));
+        return Error{KOVA_ERR_RESPONSE, format((transport + ", reqcode=%d, reqmsg=%s").c_str(), response.error.code,
+                                               response.error.message.c_str())};
     }
     if (response.status_code != 200) {
-        throw KovaException(KOVA_ERR_RESPONSE, StatusMessage(status, response));
+        return Error{KOVA_ERR_RESPONSE, StatusMessage(status, response)};
     }
+    return Done{};
 }
 
-Json::Value RequireObject(const http::Response& response, const std::string& shape, KOVA_ERRCODE shape_code,
-                          const char* required) {
+Result<Json::Value> RequireObject(const http::Response& response, const std::string& shape, KOVA_ERRCODE shape_code,
+                                  const char* required) {
     Json::Value answer;
     if (!ParseAnswer(response, answer)) {
-        throw KovaException(KOVA_ERR_BAD_JSON);
+        return Error{KOVA_ERR_BAD_JSON};
     }
     if (!answer.isObject() || (required != nullptr && !answer.isMember(required))) {
-        throw KovaException(shape_code, StatusMessage(shape, response));
+        return Error{shape_code, StatusMessage(shape, response)};
     }
     return answer;
 }
 
-ChallengePair NewChallengePair() {
+Result<ChallengePair> NewChallengePair() {
     char challenge[kPkceTextSize] = {};
     char verifier[kPkceTextSize] = {};
     if (quil_challenge_verifier_no_save(challenge, sizeof(challenge), verifier, sizeof(verifier)) < 0) {
-        throw KovaException(KOVA_ERR_SYSTEM, "Failed to get code challenge & verifier");
+        return Error{KOVA_ERR_SYSTEM, "Failed to get code challenge & verifier"};
     }
     // Bounded reads: the platform is trusted to terminate, not relied on.
-    return {std::string(challenge, strnlen(challenge, sizeof(challenge))),
-            std::string(verifier, strnlen(verifier, sizeof(verifier)))};
+    return ChallengePair{std::string(challenge, strnlen(challenge, sizeof(challenge))),
+                         std::string(verifier, strnlen(verifier, sizeof(verifier)))};
 }
 
 http::Payload GrantForm(const std::string& client_id, const std::string& redirect_url, const std::string& challenge,

@@ -11,6 +11,8 @@
 // The HTTP session of the classes: one request per call, options given as
 // small typed values in any order. Certificates are always checked. The one
 // place where the classes meet libcurl.
+#include "foundation/result.hpp"
+
 namespace quilkova::http {
 
 struct Url {
@@ -124,20 +126,22 @@ struct Request {
     }
 };
 
-Response Perform(const Request& request, bool post);
+// The answer, or 2 "Refused header <name>: it holds a line break" before
+// anything is sent. A transport failure is an answer too (its `error`).
+internal::Result<Response> Perform(const Request& request, bool post);
 
 // "key=value&..." with both sides percent-escaped, in the given order.
 std::string Encode(const Pairs& pairs);
 
 template <typename... Options>
-Response Get(const Options&... options) {
+internal::Result<Response> Get(const Options&... options) {
     Request request;
     (request.Apply(options), ...);
     return Perform(request, false);
 }
 
 template <typename... Options>
-Response Post(const Options&... options) {
+internal::Result<Response> Post(const Options&... options) {
     Request request;
     (request.Apply(options), ...);
     return Perform(request, true);

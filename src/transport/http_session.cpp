@@ -6,7 +6,6 @@
 
 #include "foundation/redact.hpp"
 #include "foundation/string_utils.hpp"
-#include "quilkova/kova_exception.hpp"
 #include "transport/curl_handles.hpp"
 #include "transport/curl_transfer.hpp"
 #include "transport/http.hpp"
@@ -61,10 +60,11 @@ ErrorCode ErrorCodeOf(CURLcode code) {
 }
 
 // A header value with a line break or NUL would add a header of its own.
-void RefuseUnsafeHeader(const std::string& name, const std::string& value) {
+internal::Status RefuseUnsafeHeader(const std::string& name, const std::string& value) {
     if (value.find_first_of(std::string("\r\n\0", 3)) != std::string::npos) {
-        throw KovaException(KOVA_ERR_BAD_JSON, format("Refused header %s: it holds a line break", name.c_str()));
+        return internal::Error{KOVA_ERR_BAD_JSON, format("Refused header %s: it holds a line break", name.c_str())};
     }
+    return internal::Done{};
 }
 
 // What of the request must never come back in a message.
@@ -106,7 +106,7 @@ std::string Encode(const Pairs& pairs) {
     return text;
 }
 
-Response Perform(const Request& request, bool post) {
+internal::Result<Response> Perform(const Request& request, bool post) {
     Response response;
     const std::string url = UrlOf(request);
     internal::CurlTransfer transfer;
@@ -116,7 +116,7 @@ Response Perform(const Request& request, bool post) {
         response.error = {ErrorCode::INTERNAL_ERROR, "failed to start a transfer"};
         return response;
     }
-    RefuseUnsafeHeader("User-Agent", request.user_agent);
+    KOVA_TRY_STATUS(RefuseUnsafeHeader("User-Agent", request.user_agent));
     internal::CurlSlist headers;
     const auto grow = [&headers](const std::string& line) {
         curl_slist* grown = curl_slist_append(headers.get(), line.c_str());
@@ -127,7 +127,7 @@ Response Perform(const Request& request, bool post) {
         headers.reset(grown);
     };
     for (const auto& [name, value] : request.header) {
-        RefuseUnsafeHeader(name, value);
+        KOVA_TRY_STATUS(RefuseUnsafeHeader(name, value));
         // libcurl takes "Name: " with nothing after it as "remove this header";
         // "Name;" is how it sends one that is empty.
         grow(value.empty() ? name + ";" : name + ": " + value);

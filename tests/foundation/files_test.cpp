@@ -33,7 +33,7 @@ TEST(JsonFiles, SaveThenLoadWithTheModeOfTheLocationNeverThroughALinkAndFailWith
     const std::vector<std::pair<const char*, mode_t>> cases = {
         {kHosToken, 0600}, {"/tmp/account_pkg_pkce_client.conf", 0600}, {"/usr/quil/etc/crond/kova.json", 0644}};
     for (const auto& [path, mode] : cases) {
-        SaveJsonFile(path, SampleToken());
+        ASSERT_TRUE(SaveJsonFile(path, SampleToken()).ok());
         EXPECT_EQ(root.Mode(path), mode) << path;
         Json::Value loaded;
         ASSERT_TRUE(LoadJsonFile(path, loaded)) << path;
@@ -46,7 +46,7 @@ TEST(JsonFiles, SaveThenLoadWithTheModeOfTheLocationNeverThroughALinkAndFailWith
     ASSERT_EQ(::symlink(root.Path("/victim").c_str(), root.Path(kHosToken).c_str()), 0);
     Json::Value loaded;
     EXPECT_FALSE(LoadJsonFile(kHosToken, loaded)) << "not read through the link";
-    SaveJsonFile(kHosToken, SampleToken());
+    ASSERT_TRUE(SaveJsonFile(kHosToken, SampleToken()).ok());
     EXPECT_EQ(root.ReadFile("/victim"), "precious\n");
     EXPECT_EQ(root.Mode(kHosToken), 0600);
 
@@ -59,7 +59,7 @@ TEST(JsonFiles, SaveThenLoadWithTheModeOfTheLocationNeverThroughALinkAndFailWith
     EXPECT_FALSE(LoadJsonFile("/missing.json", loaded));
 
     root.WriteFile("/blocked", "a file where a directory belongs");
-    EXPECT_EQ(CodeOf([] { SaveJsonFile("/blocked/token.json", SampleToken()); }), KOVA_ERR_BAD_JSON);
+    EXPECT_EQ(CodeOf(SaveJsonFile("/blocked/token.json", SampleToken())), KOVA_ERR_BAD_JSON);
     EXPECT_TRUE(log.Contains("json_utils.hpp:") && log.Contains(" Failed to save json: /blocked/token.json"))
         << log.Dump();
 }
@@ -167,7 +167,7 @@ TEST(AtomicFile, AShortWriteIsReportedAndNeverRenamedIntoPlace) {
 
 TEST(AtomicFile, TemporariesOfDeadWritersAreSweptAndPrivateDirectoriesClosedAgain) {
     TempRoot root;
-    SaveJsonFile(kHosToken, SampleToken());
+    ASSERT_TRUE(SaveJsonFile(kHosToken, SampleToken()).ok());
     const std::string directory = root.Path("/usr/quil/etc/quillion-account/private");
     for (const char* stale : {"/.hos_token.json.AAAAAA", "/.hos_token.json.BBBBBB"}) {
         std::ofstream(directory + stale) << "torn";
@@ -183,7 +183,7 @@ TEST(AtomicFile, TemporariesOfDeadWritersAreSweptAndPrivateDirectoriesClosedAgai
     ::close(live);  // the child inherited the locked descriptor
     ASSERT_EQ(::chmod(directory.c_str(), 0777), 0);
 
-    SaveJsonFile(kHosToken, SampleToken());
+    ASSERT_TRUE(SaveJsonFile(kHosToken, SampleToken()).ok());
     std::vector<std::string> names = internal::DirectoryEntries(directory);
     std::sort(names.begin(), names.end());
     EXPECT_EQ(names, (std::vector<std::string>{".hos_token.json.LIVE00", ".other.json.CCCCCC", "hos_token.json"}));

@@ -361,15 +361,15 @@ TEST_F(AccountPkceTest, BrokenConfigurationsAndAnswersGiveTheirCodesNeverACrash)
     root().WriteFile(quilkova::test::kLoginConfig, "{not json");
     EXPECT_EQ(CodeOf([] { AccountPkceService(); }), KOVA_ERR_BAD_JSON);
     root().WriteFile(quilkova::test::kLoginConfig, R"({"scope": "openid", "token_endpoint_path": "/oauth2/token"})");
-    const quilkova::AccountPkceServiceImpl service("", "");
-    EXPECT_EQ(service.GetClientId(), "") << "no client id is no error";
+    const auto service = quilkova::AccountPkceServiceImpl::Make("", "").value();
+    EXPECT_EQ(service->GetClientId().value(), "") << "no client id is no error";
 
     // status, body, code of the exchange; then of the grant
     using Answers = std::vector<std::tuple<int, const char*, int>>;
     for (const auto& [status, body, code] : Answers{{200, R"({"user_id": "u-1"})", KOVA_ERR_TOKEN},
              {200, "[]", KOVA_ERR_TOKEN}, {200, "oops", KOVA_ERR_TOKEN}, {401, "", KOVA_ERR_RESPONSE}}) {
         Answer(kExchange, body, status);
-        EXPECT_EQ(CodeOf([&] { service.ExchangeAuthKey("at-x"); }), code) << status << " " << body;
+        EXPECT_EQ(CodeOf(service->ExchangeAuthKey("at-x")), code) << status << " " << body;
     }
     EXPECT_FALSE(sim().RequestsTo(kExchange).back().HasHeader("X-Client-ID"));
     User().SetAuthKey("key-1");
@@ -378,7 +378,7 @@ TEST_F(AccountPkceTest, BrokenConfigurationsAndAnswersGiveTheirCodesNeverACrash)
              {200, R"({"grant_code": 5})", KOVA_ERR_RESPONSE}, {401, "{}", KOVA_ERR_AUTH},
              {403, "{}", KOVA_ERR_RESPONSE}}) {
         Answer(kGrant, body, status);
-        EXPECT_EQ(CodeOf([&] { service.GrantByAuthKey(); }), code) << status << " " << body;
+        EXPECT_EQ(CodeOf(service->GrantByAuthKey()), code) << status << " " << body;
     }
     EXPECT_EQ(sim().RequestsTo(kGrant).back().Joined("scopes[]"), "openid");
 }

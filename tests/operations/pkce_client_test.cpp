@@ -32,7 +32,7 @@ protected:
         ASSERT_TRUE(quilkova::internal::LoadJsonFile(kHosToken, token));
         token["created_at"] = created_at;
         token["expires_in"] = expires_in;
-        quilkova::internal::SaveJsonFile(kHosToken, token);
+        ASSERT_TRUE(quilkova::internal::SaveJsonFile(kHosToken, token).ok());
     }
     PkceClient client_{"hos"};
 };

@@ -21,7 +21,7 @@ TEST(Backoff, ReadsOnlyBelievableWaitsAndHonoursRetryAfter) {
     for (const auto& [file, waiting] : files) {
         root.WriteFile(kHosBackoff, file);
         EXPECT_EQ(backoff.Read().left.count() > 0, waiting) << file;
-        EXPECT_EQ(CodeOf([&] { backoff.RequireDue(); }), waiting ? KOVA_ERR_RESPONSE : KOVA_ERR_SUCCESS) << file;
+        EXPECT_EQ(CodeOf(backoff.RequireDue()), waiting ? KOVA_ERR_RESPONSE : KOVA_ERR_SUCCESS) << file;
     }
     // What counts as the service not being there: no answer, 5xx, 429.
     for (const auto& [status, unavailable] : std::vector<std::pair<long, bool>>{
@@ -30,11 +30,9 @@ TEST(Backoff, ReadsOnlyBelievableWaitsAndHonoursRetryAfter) {
         http::Response answer;
         answer.status_code = status;
         answer.error.code = status == 0 ? http::ErrorCode::CONNECTION_FAILURE : http::ErrorCode::OK;
-        (void)CodeOf([&] {
-            backoff.Run([&] {
-                backoff.Saw(answer);
-                throw KovaException(KOVA_ERR_RESPONSE, "failed");
-            });
+        (void)backoff.Run([&]() -> internal::Status {
+            backoff.Saw(answer);
+            return internal::Error{KOVA_ERR_RESPONSE, "failed"};
         });
         EXPECT_EQ(backoff.Read().failures, unavailable ? 1 : 0) << status;
     }
@@ -47,12 +45,10 @@ TEST(Backoff, ReadsOnlyBelievableWaitsAndHonoursRetryAfter) {
         http::Response busy;
         busy.status_code = 429;
         busy.retry_after = retry_after;
-        EXPECT_EQ(CodeOf([&] {
-                      backoff.Run([&] {
-                          backoff.Saw(busy);
-                          throw KovaException(KOVA_ERR_AUTH, "busy");
-                      });
-                  }),
+        EXPECT_EQ(CodeOf(backoff.Run([&]() -> internal::Status {
+                      backoff.Saw(busy);
+                      return internal::Error{KOVA_ERR_AUTH, "busy"};
+                  })),
                   KOVA_ERR_AUTH);
         const internal::Backoff::State recorded = backoff.Read();
         EXPECT_NEAR(static_cast<double>(recorded.left.count()) / 1000, seconds, 2.0) << retry_after;

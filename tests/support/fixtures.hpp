@@ -17,6 +17,7 @@
 
 #include "child_process.hpp"
 #include "foundation/json_utils.hpp"
+#include "foundation/result.hpp"
 #include "foundation/waits.hpp"
 #include "platform_waits.hpp"
 #include "quilkova/account_pkce_service.hpp"
@@ -92,6 +93,12 @@ inline KOVA_ERRCODE CodeOf(const std::function<void()>& action) {
         return error.GetCode();
     }
     return KOVA_ERR_SUCCESS;
+}
+
+// The code of a result's failure; 0 for a success.
+template <typename T>
+KOVA_ERRCODE CodeOf(const internal::Result<T>& result) {
+    return result ? KOVA_ERR_SUCCESS : result.error().code;
 }
 
 // The text of that exception; "" when it throws none.
@@ -230,7 +237,7 @@ protected:
         Json::Value content;
         ASSERT_TRUE(internal::LoadJsonFile(path, content));
         content[member] = static_cast<Json::Int64>(std::time(nullptr) - age);
-        internal::SaveJsonFile(path, content);
+        ASSERT_TRUE(internal::SaveJsonFile(path, content).ok());
     }
     // Requests of that grant type the token endpoint received.
     size_t TokenRequests(const char* grant_type) {

@@ -78,7 +78,7 @@ TEST(HttpsFailures, ASelfSignedCertificateIsRefusedByBothLayers) {
     EXPECT_EQ(FailureCode(request.Send()), KOVA_ERR_SEND);
     EXPECT_EQ(request.response.curlCode, 60);
     EXPECT_TRUE(log.Contains(", Failed to curl perform, code=60, err=")) << log.Dump();
-    const http::Response untrusted = http::Get(http::Url{server.BaseUrl() + "/"}, http::Timeout{5000});
+    const http::Response untrusted = http::Get(http::Url{server.BaseUrl() + "/"}, http::Timeout{5000}).value();
     EXPECT_EQ(untrusted.error.code, http::ErrorCode::SSL_REMOTE_CERTIFICATE_ERROR) << untrusted.error.message;
 }
 
