@@ -43,11 +43,11 @@ Status ReadAccountRecord(KOVA_INFO* info) {
     }
     const UserImpl user;
     // An account counts as present only when both the auth key and the user id are stored.
-    const std::string auth_key = user.GetAuthKey();
+    KOVA_TRY(auth_key, user.GetAuthKey());
     if (auth_key.empty()) {
         return Error{KOVA_ERR_NO_ACCOUNT};
     }
-    const std::string user_id = user.GetUserId();
+    KOVA_TRY(user_id, user.GetUserId());
     if (user_id.empty()) {
         return Error{KOVA_ERR_NO_ACCOUNT};
     }
@@ -56,7 +56,7 @@ Status ReadAccountRecord(KOVA_INFO* info) {
     // Each further field is written as soon as it is read: a failure part-way
     // leaves the fields before it filled and the rest as the caller left them.
     for (const Field field : kReadAfterTheIdentity) {
-        CopyToInfo(user, field, *info);
+        KOVA_TRY_STATUS(CopyToInfo(user, field, *info));
     }
     return Done{};
 }
@@ -67,11 +67,11 @@ Status WriteAccountRecord(const KOVA_INFO* info) {
     }
     const UserImpl user;
     for (const Field field : kIdentity) {
-        StoreFromInfo(user, field, *info);
+        KOVA_TRY_STATUS(StoreFromInfo(user, field, *info));
     }
     if (info->last_query_time > 0) {
         for (const Field field : kProfile) {
-            StoreFromInfo(user, field, *info);
+            KOVA_TRY_STATUS(StoreFromInfo(user, field, *info));
         }
     }
     return Done{};

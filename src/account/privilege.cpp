@@ -7,7 +7,6 @@
 #include <mutex>
 
 #include "foundation/log.hpp"
-#include "quilkova/kova_exception.hpp"
 
 namespace quilkova::internal {
 
@@ -93,14 +92,18 @@ PrivilegedSection::PrivilegedSection() {
         if (section.noted_uid != 0 && !section.raised) {
             errno = EPERM;
             KOVA_LOG(LOG_ERR, "Change permission failed");
-            throw KovaException(KOVA_ERR_SYSTEM);
+            return;
         }
     }
     ++section.holders;
+    held_ = true;
     errno = 0;
 }
 
 PrivilegedSection::~PrivilegedSection() {
+    if (!held_) {
+        return;
+    }
     SharedSection& section = Shared();
     const std::lock_guard<std::mutex> guard(section.mutex);
     if (--section.holders == 0 && section.raised) {

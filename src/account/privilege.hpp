@@ -5,8 +5,9 @@ namespace quilkova::internal {
 
 // Raises the process to root (group first, then user) for the lifetime of the
 // object and drops back to the effective ids it had. A process that is already
-// root is left alone. Raising that fails throws KovaException(6); dropping
-// back that fails is logged only. Every set*id call is logged (facility auth).
+// root is left alone. Raising that fails is logged and leaves the section not
+// held (ok() false: the caller fails with 6); dropping back that fails is
+// logged only. Every set*id call is logged (facility auth).
 // The ids are the process's, shared by its threads: the section is shared
 // too. The first thread to enter raises, the last to leave drops back, so no
 // thread's drop lands in the middle of another's access.
@@ -14,8 +15,13 @@ class PrivilegedSection {
 public:
     PrivilegedSection();
     ~PrivilegedSection();
+    // Whether the process runs as root within the section.
+    bool ok() const { return held_; }
     PrivilegedSection(const PrivilegedSection&) = delete;
     PrivilegedSection& operator=(const PrivilegedSection&) = delete;
+
+private:
+    bool held_ = false;
 };
 
 }  // namespace quilkova::internal

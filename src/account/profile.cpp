@@ -42,17 +42,22 @@ const FieldEntry& EntryOf(Field field) {
     return kEntries[static_cast<size_t>(field)];
 }
 
-Json::Value ReadAsJson(const UserImpl& user, Field field) {
+Result<Json::Value> ReadAsJson(const UserImpl& user, Field field) {
     const FieldEntry& entry = EntryOf(field);
     switch (entry.kind) {
-        case FieldKind::kText:
-            return user.Get(entry.key, entry.text_default);
-        case FieldKind::kFlag:
-            return user.GetBool(entry.key, false);
+        case FieldKind::kText: {
+            KOVA_TRY(text, user.Get(entry.key, entry.text_default));
+            return Json::Value(text);
+        }
+        case FieldKind::kFlag: {
+            KOVA_TRY(flag, user.GetBool(entry.key, false));
+            return Json::Value(flag);
+        }
         case FieldKind::kNumber:
             break;
     }
-    return static_cast<Json::Int64>(user.GetNumber(entry.key, 0));
+    KOVA_TRY(number, user.GetNumber(entry.key, 0));
+    return Json::Value(static_cast<Json::Int64>(number));
 }
 
 void WriteInfoText(KOVA_INFO& info, Field field, const std::string& value) {
@@ -65,37 +70,37 @@ void WriteInfoFlag(KOVA_INFO& info, Field field, bool value) {
     SetNumberAt(info, EntryOf(field).info, value ? 1 : 0);
 }
 
-void CopyToInfo(const UserImpl& user, Field field, KOVA_INFO& info) {
+Status CopyToInfo(const UserImpl& user, Field field, KOVA_INFO& info) {
     const FieldEntry& entry = EntryOf(field);
+    KOVA_TRY(value, ReadAsJson(user, field));
     switch (entry.kind) {
         case FieldKind::kText:
-            WriteInfoText(info, field, user.Get(entry.key, entry.text_default));
-            return;
+            WriteInfoText(info, field, value.asString());
+            break;
         case FieldKind::kFlag:
-            WriteInfoFlag(info, field, user.GetBool(entry.key, false));
-            return;
+            WriteInfoFlag(info, field, value.asBool());
+            break;
         case FieldKind::kNumber:
-            SetNumberAt(info, entry.info, static_cast<int32_t>(user.GetNumber(entry.key, 0)));
-            return;
+            SetNumberAt(info, entry.info, static_cast<int32_t>(value.asInt64()));
+            break;
     }
+    return Done{};
 }
 
-void StoreFromInfo(const UserImpl& user, Field field, const KOVA_INFO& info) {
+Status StoreFromInfo(const UserImpl& user, Field field, const KOVA_INFO& info) {
     const FieldEntry& entry = EntryOf(field);
     switch (entry.kind) {
         case FieldKind::kText: {
             // The caller's field may lack its terminator: read up to its width.
             const char* text = Bytes(info, entry.info);
-            user.Set(entry.key, std::string(text, strnlen(text, entry.info.size)));
-            return;
+            return user.Set(entry.key, std::string(text, strnlen(text, entry.info.size)));
         }
         case FieldKind::kFlag:
-            user.SetBool(entry.key, NumberAt(info, entry.info) != 0);
-            return;
+            return user.SetBool(entry.key, NumberAt(info, entry.info) != 0);
         case FieldKind::kNumber:
-            user.SetNumber(entry.key, NumberAt(info, entry.info));
-            return;
+            break;
     }
+    return user.SetNumber(entry.key, NumberAt(info, entry.info));
 }
 
 }  // namespace quilkova::internal

@@ -4,28 +4,25 @@
 
 #include "account/default_hosts.hpp"
 #include "account/server_hosts.hpp"
+#include "account/user_impl.hpp"
 #include "foundation/appliance_paths.hpp"
 #include "foundation/log.hpp"
-#include "quilkova/kova_exception.hpp"
-#include "quilkova/user.hpp"
 #include "quilplatform/qlibc_file.h"
 
 namespace quilkova {
 
 namespace {
-using OverrideGetter = std::string (User::*)() const;
+using OverrideGetter = internal::Result<std::string> (UserImpl::*)() const;
 
 // The user's override from the account record when there is one, else the
 // host of the current mode. An unreadable record counts as no override.
 std::string ResolveHost(const ServerInfoImpl& self, OverrideGetter get_override, const char* service,
                         const char* test_host, const char* production_host) {
-    try {
-        std::string custom = (User().*get_override)();
-        if (!custom.empty()) {
-            return custom;
-        }
-    } catch (const KovaException&) {
+    const internal::Result<std::string> custom = (UserImpl().*get_override)();
+    if (!custom) {
         KOVA_LOG(LOG_ERR, "Failed to get user defined %s host", service);
+    } else if (!custom.value().empty()) {
+        return custom.value();
     }
     return self.IsTest() ? test_host : production_host;
 }
@@ -40,11 +37,11 @@ bool ServerInfoImpl::IsTest() const {
 }
 
 std::string ServerInfoImpl::GetAccountHost() const {
-    return ResolveHost(*this, &User::GetAccountHost, "account", internal::kAccountHostTest, internal::kAccountHost);
+    return ResolveHost(*this, &UserImpl::GetAccountHost, "account", internal::kAccountHostTest, internal::kAccountHost);
 }
 
 std::string ServerInfoImpl::GetIdentityHost() const {
-    return ResolveHost(*this, &User::GetIdentityHost, "identity", internal::kIdentityHostTest,
+    return ResolveHost(*this, &UserImpl::GetIdentityHost, "identity", internal::kIdentityHostTest,
                        internal::kIdentityHost);
 }
 

@@ -11,7 +11,6 @@
 #include "account/privilege.hpp"
 #include "foundation/log.hpp"
 #include "foundation/redact.hpp"
-#include "quilkova/kova_exception.hpp"
 #include "quilplatform/qlibc_file.h"
 #include "util/atomic_file.hpp"
 #include "util/root_prefix.hpp"
@@ -53,11 +52,24 @@ std::string Storable(const std::string& key, const std::string& value) {
 }
 }  // namespace
 
-std::string UserImpl::Get(const std::string& key, const std::string& default_value) const {
+using internal::Done;
+using internal::Error;
+using internal::Result;
+using internal::Status;
+
+// The failure of a section whose privileges could not be raised (logged there).
+Error Unprivileged() {
+    return Error{KOVA_ERR_SYSTEM};
+}
+
+Result<std::string> UserImpl::Get(const std::string& key, const std::string& default_value) const {
     char buffer[kValueBufferSize] = {};
     int length = 0;
     {
         const internal::PrivilegedSection root;
+        if (!root.ok()) {
+            return Unprivileged();
+        }
         length = QLIBCFileGetKeyValue(kPath, key.c_str(), buffer, sizeof(buffer), 0);
     }
     if (length < 1) {
@@ -66,14 +78,17 @@ std::string UserImpl::Get(const std::string& key, const std::string& default_val
     if (internal::IsSecretKey(key)) {
         internal::NoteHeldSecret(buffer);
     }
-    return buffer;
+    return std::string(buffer);
 }
 
-void UserImpl::Set(const std::string& key, const std::string& given) const {
+Status UserImpl::Set(const std::string& key, const std::string& given) const {
     const std::string value = Storable(key, given);
     bool written = false;
     {
         const internal::PrivilegedSection root;
+        if (!root.ok()) {
+            return Unprivileged();
+        }
         written = QLIBCFileSetKeyValue(kPath, key.c_str(), value.c_str(), kLineFormat) >= 0;
         if (!written) {
             KOVA_LOG(LOG_ERR, "Failed to set kova config for %s:%s", key.c_str(),
@@ -82,12 +97,13 @@ void UserImpl::Set(const std::string& key, const std::string& given) const {
         ReapplyOwnership();
     }
     if (!written) {
-        throw KovaException(KOVA_ERR_CONFIG_WRITE);
+        return Error{KOVA_ERR_CONFIG_WRITE};
     }
+    return Done{};
 }
 
-long long UserImpl::GetNumber(const std::string& key, long long default_value) const {
-    const std::string text = Get(key, "");
+Result<long long> UserImpl::GetNumber(const std::string& key, long long default_value) const {
+    KOVA_TRY(text, Get(key, ""));
     if (text.empty()) {
         return default_value;
     }
@@ -101,37 +117,39 @@ long long UserImpl::GetNumber(const std::string& key, long long default_value) c
     return value;
 }
 
-void UserImpl::SetNumber(const std::string& key, long long value) const {
+Status UserImpl::SetNumber(const std::string& key, long long value) const {
     char buffer[kValueBufferSize];
     std::snprintf(buffer, sizeof(buffer), "%lld", value);
-    Set(key, buffer);
+    return Set(key, buffer);
 }
 
-bool UserImpl::GetBool(const std::string& key, bool default_value) const {
-    const std::string text = Get(key, "");
+Result<bool> UserImpl::GetBool(const std::string& key, bool default_value) const {
+    KOVA_TRY(text, Get(key, ""));
     if (text.empty()) {
         return default_value;
     }
     return text == "yes" || text == "true";
 }
 
-void UserImpl::SetBool(const std::string& key, bool value) const {
-    Set(key, value ? "yes" : "no");
+Status UserImpl::SetBool(const std::string& key, bool value) const {
+    return Set(key, value ? "yes" : "no");
 }
 
 int UserImpl::RemoveRecord() {
     const std::string path = internal::RootedPath(kPath);
-    try {
-        const internal::PrivilegedSection root;
-        return ::unlink(path.c_str()) == 0 || errno == ENOENT ? 0 : errno;
-    } catch (const KovaException&) {
+    const internal::PrivilegedSection root;
+    if (!root.ok()) {
         return EPERM;
     }
+    return ::unlink(path.c_str()) == 0 || errno == ENOENT ? 0 : errno;
 }
 
-UserImpl::Copy UserImpl::CopyRecord() {
+Result<UserImpl::Copy> UserImpl::CopyRecord() {
     Copy copy;
     const internal::PrivilegedSection root;
+    if (!root.ok()) {
+        return Unprivileged();
+    }
     copy.existed = internal::ReadFileNoFollow(internal::RootedPath(kPath), copy.content) != ENOENT;
     return copy;
 }
@@ -141,29 +159,27 @@ void UserImpl::RestoreRecord(const Copy& copy) {
         RemoveRecord();
         return;
     }
-    try {
-        const internal::PrivilegedSection root;
-        if (internal::ReplaceFileAtomically(internal::RootedPath(kPath), copy.content, 0600, 0, 0) != 0) {
-            KOVA_LOG(LOG_ERR, "Failed to restore %s", kPath);
-        }
-    } catch (const KovaException&) {
-        // Logged where the privileges were refused.
+    const internal::PrivilegedSection root;  // a refusal is logged where the privileges were refused
+    if (root.ok() &&
+        internal::ReplaceFileAtomically(internal::RootedPath(kPath), copy.content, 0600, 0, 0) != 0) {
+        KOVA_LOG(LOG_ERR, "Failed to restore %s", kPath);
     }
 }
 
-bool UserImpl::Exists() const {
-    return !GetUserId().empty();
+Result<bool> UserImpl::Exists() const {
+    KOVA_TRY(user_id, GetUserId());
+    return !user_id.empty();
 }
 
-#define QUILKOVA_DEFINE_STRING(Name, key, fallback, ...)                                      \
-    std::string UserImpl::Get##Name() const { return Get(key, fallback); }              \
-    void UserImpl::Set##Name(const std::string& value) const { Set(key, value); }
-#define QUILKOVA_DEFINE_BOOL(Name, key, fallback, ...)                                        \
-    bool UserImpl::Get##Name() const { return GetBool(key, fallback); }                 \
-    void UserImpl::Set##Name(bool value) const { SetBool(key, value); }
-#define QUILKOVA_DEFINE_NUMBER(Name, key, fallback, ...)                                      \
-    long long UserImpl::Get##Name() const { return GetNumber(key, fallback); }          \
-    void UserImpl::Set##Name(long long value) const { SetNumber(key, value); }
+#define QUILKOVA_DEFINE_STRING(Name, key, fallback, ...)                                            \
+    Result<std::string> UserImpl::Get##Name() const { return Get(key, fallback); }                 \
+    Status UserImpl::Set##Name(const std::string& value) const { return Set(key, value); }
+#define QUILKOVA_DEFINE_BOOL(Name, key, fallback, ...)                                    \
+    Result<bool> UserImpl::Get##Name() const { return GetBool(key, fallback); }          \
+    Status UserImpl::Set##Name(bool value) const { return SetBool(key, value); }
+#define QUILKOVA_DEFINE_NUMBER(Name, key, fallback, ...)                                    \
+    Result<long long> UserImpl::Get##Name() const { return GetNumber(key, fallback); }     \
+    Status UserImpl::Set##Name(long long value) const { return SetNumber(key, value); }
 QUILKOVA_TEXT_FIELDS(QUILKOVA_DEFINE_STRING)
 QUILKOVA_FLAG_FIELDS(QUILKOVA_DEFINE_BOOL)
 QUILKOVA_NUMBER_FIELDS(QUILKOVA_DEFINE_NUMBER)

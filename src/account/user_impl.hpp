@@ -5,22 +5,25 @@
 
 #include "account/profile.hpp"
 #include "foundation/appliance_paths.hpp"
+#include "foundation/result.hpp"
 
 namespace quilkova {
 
 // The account record's file operations. Stateless; every call raises the
-// process to root for its one file operation.
+// process to root for its one file operation, and fails with 6 when it cannot.
 class UserImpl {
 public:
     static constexpr const char* kPath = internal::kUserConf;
 
-    std::string Get(const std::string& key, const std::string& default_value) const;
-    void Set(const std::string& key, const std::string& value) const;
-    long long GetNumber(const std::string& key, long long default_value) const;
-    void SetNumber(const std::string& key, long long value) const;
-    bool GetBool(const std::string& key, bool default_value) const;
-    void SetBool(const std::string& key, bool value) const;
-    bool Exists() const;
+    internal::Result<std::string> Get(const std::string& key, const std::string& default_value) const;
+    // 19 when the store refuses the write.
+    internal::Status Set(const std::string& key, const std::string& value) const;
+    internal::Result<long long> GetNumber(const std::string& key, long long default_value) const;
+    internal::Status SetNumber(const std::string& key, long long value) const;
+    internal::Result<bool> GetBool(const std::string& key, bool default_value) const;
+    internal::Status SetBool(const std::string& key, bool value) const;
+    // Whether an account is bound (the record names a user id).
+    internal::Result<bool> Exists() const;
 
     // Deletes the record file with privileges raised: 0 (also when there was
     // none), EPERM when they could not be raised (logged, nothing deleted), or
@@ -32,20 +35,19 @@ public:
         bool existed = false;
         std::string content;
     };
-    // Throws 6 when privileges cannot be raised.
-    static Copy CopyRecord();
+    static internal::Result<Copy> CopyRecord();
     // Puts the copy back: the file as it was, or none when there was none.
     static void RestoreRecord(const Copy& copy);
 
-#define QUILKOVA_DECLARE_STRING(Name, ...) \
-    std::string Get##Name() const;                   \
-    void Set##Name(const std::string& value) const;
-#define QUILKOVA_DECLARE_BOOL(Name, ...) \
-    bool Get##Name() const;                        \
-    void Set##Name(bool value) const;
-#define QUILKOVA_DECLARE_NUMBER(Name, ...) \
-    long long Get##Name() const;                     \
-    void Set##Name(long long value) const;
+#define QUILKOVA_DECLARE_STRING(Name, ...)                     \
+    internal::Result<std::string> Get##Name() const;           \
+    internal::Status Set##Name(const std::string& value) const;
+#define QUILKOVA_DECLARE_BOOL(Name, ...)          \
+    internal::Result<bool> Get##Name() const;     \
+    internal::Status Set##Name(bool value) const;
+#define QUILKOVA_DECLARE_NUMBER(Name, ...)             \
+    internal::Result<long long> Get##Name() const;     \
+    internal::Status Set##Name(long long value) const;
     QUILKOVA_TEXT_FIELDS(QUILKOVA_DECLARE_STRING)
     QUILKOVA_FLAG_FIELDS(QUILKOVA_DECLARE_BOOL)
     QUILKOVA_NUMBER_FIELDS(QUILKOVA_DECLARE_NUMBER)

@@ -16,6 +16,19 @@
 // Nothing else in the library throws to a caller.
 namespace quilkova::internal {
 
+// The value of a result, or its failure thrown as a KovaException.
+template <typename T>
+T Unwrap(Result<T> result) {
+    if (!result.ok()) {
+        const Error& error = result.error();
+        if (error.message.empty()) {
+            throw KovaException(error.code);
+        }
+        throw KovaException(error.code, error.message);
+    }
+    return std::move(result.value());
+}
+
 // The boundary of a public class method: what leaves it is a KovaException,
 // whatever went wrong inside (6 for a lack of memory, 2 for a JSON value of
 // an unexpected type, 24 for anything else).

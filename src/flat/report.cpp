@@ -14,11 +14,10 @@ extern "C" int QUILKOVAAccountRegisterCrond(void) {
 }
 
 extern "C" unsigned int QUILKOVAAccountUnregisterCrond(void) {
-    try {
-        return quilkova::internal::RemoveReportJob() ? 1U : 0U;
-    } catch (...) {
-        return 0U;
-    }
+    const auto removed = quilkova::internal::Capture([]() -> quilkova::internal::Result<bool> {
+        return quilkova::internal::RemoveReportJob();
+    });
+    return removed && removed.value() ? 1U : 0U;
 }
 
 extern "C" int QUILKOVAReportInfo(void) {

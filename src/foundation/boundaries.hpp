@@ -5,7 +5,6 @@
 
 #include <new>
 #include <string>
-#include <type_traits>
 #include <utility>
 
 #include "foundation/result.hpp"
@@ -21,6 +20,15 @@ inline std::string MessageOf(const KovaException& error) {
     text = text.substr(0, text.find('\n'));
     const size_t suffix = text.rfind(" [code=");
     return suffix == std::string::npos ? text : text.substr(0, suffix);
+}
+
+// The text of a KovaException of `code` and `message` ("" for the code's own
+// text), with the stack of the caller: how a failure is logged where it was
+// always logged as such an exception.
+std::string FailureText(KOVA_ERRCODE code, const std::string& message);
+// The same of a failure.
+inline std::string FailureText(const Error& error) {
+    return FailureText(error.code, error.message);
 }
 
 // The failure of whatever `operation` threw: a KovaException's code and
@@ -52,34 +60,6 @@ auto Capture(Operation&& operation) noexcept -> decltype(operation()) {
     } catch (...) {
         return ErrorOf(std::current_exception());
     }
-}
-
-// What `call` gives, as a result: for a part that reports its failures by
-// throwing (the account record's accessors), its exception becomes the failure.
-template <typename Call>
-auto Attempt(Call&& call) noexcept {
-    using Value = decltype(call());
-    if constexpr (std::is_void_v<Value>) {
-        return Capture([&]() -> Result<Done> {
-            call();
-            return Done{};
-        });
-    } else {
-        return Capture([&]() -> Result<Value> { return call(); });
-    }
-}
-
-// The value of a result, or its failure thrown as a KovaException.
-template <typename T>
-T Unwrap(Result<T> result) {
-    if (!result.ok()) {
-        const Error& error = result.error();
-        if (error.message.empty()) {
-            throw KovaException(error.code);
-        }
-        throw KovaException(error.code, error.message);
-    }
-    return std::move(result.value());
 }
 
 }  // namespace quilkova::internal

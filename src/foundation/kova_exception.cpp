@@ -3,6 +3,7 @@
 #include <sstream>
 #include <utility>
 
+#include "foundation/boundaries.hpp"
 #include "foundation/kova_exception_impl.hpp"
 
 namespace quilkova {

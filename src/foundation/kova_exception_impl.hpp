@@ -22,13 +22,6 @@ public:
     std::string full_text;
 };
 
-namespace internal {
-// The text of a KovaException of `code` and `message` ("" for the code's own
-// text), with the stack of the caller: how a failure is logged where it was
-// always logged as such an exception.
-std::string FailureText(KOVA_ERRCODE code, const std::string& message);
-}  // namespace internal
-
 }  // namespace quilkova
 
 #endif

@@ -26,7 +26,6 @@
 namespace quilkova {
 
 namespace {
-using internal::Attempt;
 using internal::Done;
 using internal::Error;
 using internal::Result;
@@ -56,10 +55,10 @@ AccountPkceServiceImpl::AccountPkceServiceImpl(const std::string& account_host, 
 
 Result<std::unique_ptr<AccountPkceServiceImpl>> AccountPkceServiceImpl::Make(const std::string& account_host,
                                                                               const std::string& identity_host) {
-    KOVA_TRY(service, Attempt([&] { return std::make_unique<AccountPkceServiceImpl>(account_host, identity_host); }));
+    auto service = std::make_unique<AccountPkceServiceImpl>(account_host, identity_host);
     KOVA_TRY(config, service->GetLoginPkceConfig());
     service->client_.SetPkceConfig(config);
-    return std::move(service);
+    return service;
 }
 
 Result<Json::Value> AccountPkceServiceImpl::GetPkceConfig(const std::string& path) const {
@@ -111,13 +110,11 @@ Result<Json::Value> AccountPkceServiceImpl::Login(const ParamPkceLogin& param) c
     KOVA_TRY(token, ExchangePendingToken(param));
     KOVA_TRY(identity, ExchangeAuthKey(internal::TextOf(token["access_token"])));
     const std::string user_id = internal::TextOf(identity["user_id"]);
-    KOVA_TRY_STATUS(Attempt([&] {
-        const UserImpl user;
-        user.SetAccountHost(GetAccountHost());
-        user.SetIdentityHost(GetIdentityHost());
-        user.SetUserId(user_id);
-        user.SetAuthKey(internal::TextOf(identity["auth_key"]));
-    }));
+    const UserImpl user;
+    KOVA_TRY_STATUS(user.SetAccountHost(GetAccountHost()));
+    KOVA_TRY_STATUS(user.SetIdentityHost(GetIdentityHost()));
+    KOVA_TRY_STATUS(user.SetUserId(user_id));
+    KOVA_TRY_STATUS(user.SetAuthKey(internal::TextOf(identity["auth_key"])));
     client_.ClaimFor(user_id);
     internal::ForgetOtherAccountsTokens(user_id);
     KOVA_TRY(account, account_.GetAndSyncRemoteJsonAccount());
@@ -129,7 +126,7 @@ Result<Json::Value> AccountPkceServiceImpl::Login(const ParamPkceLogin& param) c
 
 Status AccountPkceServiceImpl::GrantByAuthKey() const {
     KOVA_TRY(config, GetLoginPkceConfig());
-    KOVA_TRY(auth_key, Attempt([] { return UserImpl().GetAuthKey(); }));
+    KOVA_TRY(auth_key, UserImpl().GetAuthKey());
     return internal::GrantToken(client_, config,
                                 {GetAccountHost() + "/migration/api/v1/device/core/authorization_code/grant",
                                  {{"auth_key", auth_key}}, "", "by authkey", true});
@@ -199,20 +196,20 @@ Result<bool> AccountPkceServiceImpl::HasToken() const {
 }
 
 bool AccountPkceServiceImpl::HasAuthKey() const {
-    const Result<std::string> key = Attempt([] { return UserImpl().GetAuthKey(); });
+    const Result<std::string> key = UserImpl().GetAuthKey();
     return key && !key.value().empty();
 }
 
 Status AccountPkceServiceImpl::Logout(bool send_access_token) const {
     const UserImpl user;
-    KOVA_TRY(exists, Attempt([&user] { return user.Exists(); }));
+    KOVA_TRY(exists, user.Exists());
     if (!exists) {
         LogoutLocal();
         return Done{};
     }
     KOVA_TRY(serial, internal::ReadSerial(KOVA_HERE));
-    KOVA_TRY(user_id, Attempt([&user] { return user.GetUserId(); }));
-    KOVA_TRY(auth_key, Attempt([&user] { return user.GetAuthKey(); }));
+    KOVA_TRY(user_id, user.GetUserId());
+    KOVA_TRY(auth_key, user.GetAuthKey());
     http::Payload form{{"serial_no", serial}, {"id", user_id}, {"auth_key", auth_key}};
     // Without the token when the token's own rescue ends here: that breaks the recursion.
     if (send_access_token) {

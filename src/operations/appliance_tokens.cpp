@@ -2,7 +2,6 @@
 // new binding forgets.
 #include "operations/appliance_tokens.hpp"
 
-#include <optional>
 
 #include "account/user_impl.hpp"
 #include "foundation/appliance_paths.hpp"
@@ -21,7 +20,7 @@
 namespace quilkova {
 
 namespace {
-using internal::Attempt;
+using internal::Error;
 using internal::Result;
 
 constexpr unsigned int kLogoutEvent = 0x13a00002;
@@ -38,18 +37,17 @@ std::string ShellQuoted(const std::string& text) {
 
 void internal::LogoutLocally() {
     // An unreadable record counts as none: the local logout goes on.
-    const Result<std::optional<std::string>> email = Attempt([] {
-        const UserImpl user;
-        return user.Exists() ? std::optional<std::string>(user.GetEmail()) : std::nullopt;
-    });
-    if (email && email.value()) {
-        KOVA_LOG(LOG_ERR, "Logged out Quillion Account: %s", email.value()->c_str());
+    const UserImpl user;
+    const Result<bool> exists = user.Exists();
+    const Result<std::string> email = exists && exists.value() ? user.GetEmail() : Result<std::string>(Error{});
+    if (email) {
+        KOVA_LOG(LOG_ERR, "Logged out Quillion Account: %s", email.value().c_str());
     } else {
         KOVA_LOG(LOG_ERR, "Logged out Quillion Account");
     }
     (void)internal::Capture([] { return internal::RemoveAccount(); });
     // No schedule to remove, or none that could be: the logout goes on.
-    (void)Attempt([] { return internal::RemoveReportJob(); });
+    (void)internal::RemoveReportJob();
     QUILLogSet1(2, 1, kLogoutEvent, "", "", "", "");
     // A shell on purpose, for the wildcard: every client's token file goes,
     // the appliance's and each package's. The directory is quoted, the

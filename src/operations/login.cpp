@@ -93,15 +93,15 @@ Status SendLogin(const std::string& host, const char* path, QLIBCSzHash* form, J
 
 // Stores the user id and auth key as given; only a failed write fails.
 Status StoreIdentity(const std::string& user_id, const std::string& auth_key) {
-    try {
-        const UserImpl user;
-        user.SetUserId(user_id);
-        user.SetAuthKey(auth_key);
-        return Done{};
-    } catch (const KovaException& error) {
-        KOVA_LOG(LOG_ERR, "Failed to set user: %s", error.what());
-        return Error{error.GetCode()};
+    const UserImpl user;
+    Status stored = user.SetUserId(user_id);
+    if (stored) {
+        stored = user.SetAuthKey(auth_key);
     }
+    if (!stored) {
+        KOVA_LOG(LOG_ERR, "Failed to set user: %s", FailureText(stored.error()).c_str());
+    }
+    return stored;
 }
 
 void ScheduleAndRecord(const std::string& email) {
@@ -211,7 +211,7 @@ Status LoginByKey(const char* user_id, const char* auth_key, Json::Value& output
     if (!plugins.opened()) {
         return PluginInitFailed();
     }
-    KOVA_TRY(before, Capture([]() -> Result<UserImpl::Copy> { return UserImpl::CopyRecord(); }));
+    KOVA_TRY(before, UserImpl::CopyRecord());
     KOVA_TRY_STATUS(StoreIdentity(user_id, auth_key));
     const Result<Json::Value> account = Capture([] { return QueryAccount(true, true); });
     if (!account) {

@@ -1,5 +1,5 @@
 // Ending the login through the appliance's PKCE account.
-#include "foundation/kova_exception_impl.hpp"
+#include "foundation/boundaries.hpp"
 #include "foundation/log.hpp"
 #include "operations/account_operations.hpp"
 #include "operations/account_pkce_service_impl.hpp"
@@ -16,8 +16,7 @@ Status LogoutAccount(bool remote) {
         return service->Logout(true);
     }();
     if (!outcome) {
-        KOVA_LOG(LOG_ERR, "Failed to logout: %s",
-                 FailureText(outcome.error().code, outcome.error().message).c_str());
+        KOVA_LOG(LOG_ERR, "Failed to logout: %s", FailureText(outcome.error()).c_str());
     }
     return outcome;
 }

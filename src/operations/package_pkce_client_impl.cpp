@@ -25,7 +25,6 @@
 namespace quilkova {
 
 namespace {
-using internal::Attempt;
 using internal::Done;
 using internal::Error;
 using internal::LockPath;

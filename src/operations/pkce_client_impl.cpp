@@ -32,7 +32,6 @@ namespace quilkova {
 
 namespace {
 
-using internal::Attempt;
 using internal::Done;
 using internal::Error;
 using internal::Result;
@@ -132,7 +131,7 @@ Result<Json::Value> PkceClientImpl::FormatPkceConfig(const Json::Value& raw) con
     KOVA_TRY(mac, internal::ReadMac(KOVA_HERE));
     boost::algorithm::replace_all(scope, "$sn$", serial);
     boost::algorithm::replace_all(scope, "$mac$", mac);
-    KOVA_TRY(hosts, Attempt([] { return AccountServiceImpl("", ""); }));
+    const AccountServiceImpl hosts("", "");
     const std::string identity = hosts.GetIdentityHost();
     const std::string account = hosts.GetAccountHost();
     constexpr const char* kPaths[] = {"auth_endpoint_path", "token_endpoint_path", "end_session_endpoint_path",
@@ -186,7 +185,7 @@ std::string PkceClientImpl::BoundUserId() {
             return cache.user_id;
         }
     }
-    const Result<std::string> read = Attempt([] { return UserImpl().GetUserId(); });
+    const Result<std::string> read = UserImpl().GetUserId();
     if (!read) {
         return "";  // then only tokens obtained while no account was bound count
     }

@@ -31,24 +31,26 @@ bool ShouldQuery(long long last_query_time, bool query_allowed) {
     return age >= kMaximumAge || (age >= kMinimumAge && query_allowed);
 }
 
-void StoreValue(const UserImpl& user, const ProfileValue& value) {
+Status StoreValue(const UserImpl& user, const ProfileValue& value) {
     const FieldEntry& entry = EntryOf(value.field);
     if (entry.kind == FieldKind::kFlag) {
-        user.SetBool(entry.key, value.flag);
-    } else if (value.field != Field::ReportCronTimestring || IsValidSchedule(value.text)) {
-        user.Set(entry.key, value.text);
-    } else {
-        // Only a schedule the scheduler can install replaces the one on record.
-        KOVA_LOG(LOG_ERR, "Refused report schedule [%s], kept the one on record", value.text.c_str());
+        return user.SetBool(entry.key, value.flag);
     }
+    if (value.field != Field::ReportCronTimestring || IsValidSchedule(value.text)) {
+        return user.Set(entry.key, value.text);
+    }
+    // Only a schedule the scheduler can install replaces the one on record.
+    KOVA_LOG(LOG_ERR, "Refused report schedule [%s], kept the one on record", value.text.c_str());
+    return Done{};
 }
 
-void StoreProfile(const Profile& profile) {
+// Stops at the first value that cannot be stored.
+Status StoreProfile(const Profile& profile) {
     const UserImpl user;
     for (const ProfileValue& value : profile) {
-        StoreValue(user, value);
+        KOVA_TRY_STATUS(StoreValue(user, value));
     }
-    user.SetLastQueryTime(static_cast<long long>(std::time(nullptr)));
+    return user.SetLastQueryTime(static_cast<long long>(std::time(nullptr)));
 }
 
 // The remote query and the storing of its answer.
@@ -77,27 +79,25 @@ Status QueryService(const BoundAccount& account, bool short_timeout) {
                  static_cast<unsigned int>(mapped));
         return Error{mapped};
     }
-    try {
-        StoreProfile(ReadProfile(answer));
-    } catch (const KovaException& error) {
-        KOVA_LOG(LOG_ERR, "Failed to set user: %s", error.what());
-        return Error{error.GetCode(), MessageOf(error)};
+    if (const Status stored = StoreProfile(ReadProfile(answer)); !stored) {
+        KOVA_LOG(LOG_ERR, "Failed to set user: %s", FailureText(stored.error()).c_str());
+        return stored.error();
     }
     return Done{};
 }
 
 Result<Json::Value> ReadRecord() {
-    try {
-        const UserImpl user;
-        Json::Value record(Json::objectValue);
-        for (const Field field : kQueryResultFields) {
-            record[EntryOf(field).member] = ReadAsJson(user, field);
+    const UserImpl user;
+    Json::Value record(Json::objectValue);
+    for (const Field field : kQueryResultFields) {
+        const Result<Json::Value> value = ReadAsJson(user, field);
+        if (!value) {
+            KOVA_LOG(LOG_ERR, "Failed to get user: %s", FailureText(value.error()).c_str());
+            return value.error();
         }
-        return record;
-    } catch (const KovaException& error) {
-        KOVA_LOG(LOG_ERR, "Failed to get user: %s", error.what());
-        return Error{error.GetCode(), MessageOf(error)};
+        record[EntryOf(field).member] = value.value();
     }
+    return record;
 }
 
 }  // namespace

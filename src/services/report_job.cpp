@@ -5,7 +5,6 @@
 #include "foundation/appliance_paths.hpp"
 #include "foundation/boundaries.hpp"
 #include "foundation/log.hpp"
-#include "quilkova/kova_exception.hpp"
 #include "quilplatform/crond.h"
 #include "quilplatform/qlibc_file.h"
 #include "services/report_job.hpp"
@@ -22,12 +21,12 @@ Status SaveReportJob() {
     QUIL::QUILCrond::ConfigManager manager(kScheduleName, false);
     job["name"] = "job";
     job["period"] = "crontab";
-    try {
-        job["crontab"] = UserImpl().GetReportCronTimestring();
-    } catch (const KovaException& error) {
-        KOVA_LOG(LOG_ERR, "Failed to get user: %s", error.what());
-        return Error{error.GetCode()};
+    const Result<std::string> schedule = UserImpl().GetReportCronTimestring();
+    if (!schedule) {
+        KOVA_LOG(LOG_ERR, "Failed to get user: %s", FailureText(schedule.error()).c_str());
+        return Error{schedule.error().code};
     }
+    job["crontab"] = schedule.value();
     job["user"] = "root";
     job["cmd_list"].append(kReportProgram);
     job["cmd_list"].append(kReportOption);
