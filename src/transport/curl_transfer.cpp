@@ -29,8 +29,9 @@ CURLcode CurlTransfer::Perform() {
 }
 
 long CurlTransfer::Status() const {
-    long status = 0;
-    return curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status) == CURLE_OK ? status : 0;
+    long status = 0;  // stays 0 when no answer was read
+    curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
+    return status;
 }
 
 std::string CurlTransfer::Header(const char* name) const {
