@@ -1,29 +1,46 @@
 #ifndef QUILKOVA_ACCOUNT_ACCOUNT_RECORD_HPP
 #define QUILKOVA_ACCOUNT_ACCOUNT_RECORD_HPP
 
+#include <cstdint>
+#include <map>
 #include <string>
 
-#include "foundation/log.hpp"
+#include "account/profile.hpp"
 #include "foundation/result.hpp"
-#include "quilkova/quilkova.h"
 
-// The account record as one flat KOVA_INFO, and the service hosts as one
-// KOVA_SERVER_CONFIG: what the flat face reads and writes.
+// The bound account as the flat record carries it (the fields of the table
+// that have a place in KOVA_INFO), in the library's own types: the flat face
+// copies it to and from KOVA_INFO, the operations read and change it here.
 namespace quilkova::internal {
 
-// 1 no record given, 3 no account bound (both the auth key and the user id
-// are needed), or the store's code (6). `password` is never written.
-Status ReadAccountRecord(KOVA_INFO* info);
-// E-mail, auth key and user id always; the profile only when last_query_time
-// is above 0. 1, or the store's code (6, 19).
-Status WriteAccountRecord(const KOVA_INFO* info);
+struct AccountRecord {
+    std::map<Field, std::string> texts;
+    std::map<Field, bool> flags;
+    int32_t last_query_time = 0;  // the flat record's field is 32 bits wide
 
-// The account and payment hosts; 1 for a null record.
-Status ReadServerConfig(KOVA_SERVER_CONFIG* config);
-// The account host; 23, logged as written at `where`, when it cannot be had.
-Result<std::string> AccountHost(Where where);
-// The payment host into `url` (2048 bytes); the hosts' failure (logged).
-Status ReadPaymentUrl(char* url);
+    // The text of `field`; "" when it has none.
+    const std::string& Text(Field field) const;
+};
+
+// A text as the flat record's field holds it: up to its first NUL, cut to the
+// field's width (its last byte ends the text).
+std::string AsFlatText(Field field, const std::string& value);
+
+// The record with every text as the flat record holds it: 3 when no account
+// is bound (both the auth key and the user id are needed), or the store's
+// code (6).
+Result<AccountRecord> ReadAccountRecord();
+// E-mail, auth key and user id always; the profile only when the last query
+// time is above 0, that time last. Stops at the first failure: the store's
+// code (6, 19).
+Status WriteAccountRecord(const AccountRecord& record);
+
+// The account host, as the operations send to it: the record's override or
+// the host of the current mode (an unreadable record counts as no override,
+// so the host can always be had).
+std::string AccountHost();
+// The payment host of the current mode.
+std::string PaymentHost();
 
 }  // namespace quilkova::internal
 

@@ -81,14 +81,6 @@ const FieldEntry& EntryOf(Field field);
 
 // A field of the record as the query's result shows it: a text, or a boolean.
 Result<Json::Value> ReadAsJson(const quilkova::UserImpl& user, Field field);
-// A field of the record into its field of KOVA_INFO (texts cut to the field's
-// width, flags as 1 or 0, the number narrowed to 32 bits), and back.
-Status CopyToInfo(const quilkova::UserImpl& user, Field field, KOVA_INFO& info);
-Status StoreFromInfo(const quilkova::UserImpl& user, Field field, const KOVA_INFO& info);
-// A value into the field's place in KOVA_INFO: cut to its width, or 1 or 0.
-void WriteInfoText(KOVA_INFO& info, Field field, const std::string& value);
-void WriteInfoFlag(KOVA_INFO& info, Field field, bool value);
-
 }  // namespace quilkova::internal
 
 #endif

@@ -38,9 +38,9 @@ void AddEntry(Json::Value& result, const std::string& account, const char* type,
 }
 
 void ScanStore(Json::Value& result) {
-    char email[kStoreAccountSize] = {};
-    if (Capture([&email] { return ReadStoreAccount(email, sizeof(email)); })) {  // never an empty account
-        AddEntry(result, email, "package", "Quillion Antivirus");
+    const Result<std::string> email = ReadStoreAccount(kStoreAccountSize);
+    if (email) {  // never an empty account
+        AddEntry(result, email.value(), "package", "Quillion Antivirus");
     }
 }
 

@@ -14,10 +14,10 @@
 namespace quilkova::internal {
 
 Status ReadIframeInfo(Json::Value& info) {
-    // Read in this order, each failure stopping the rest.
+    // The device's facts in this order, each failure stopping the rest; the
+    // account host can always be had.
     using Reader = Result<std::string> (*)(Where);
-    const std::pair<const char*, Reader> facts[] = {{"server_url", &AccountHost},
-                                                    {"serial_no", &ReadSerial},
+    const std::pair<const char*, Reader> facts[] = {{"serial_no", &ReadSerial},
                                                     {"orig_serial_no", &ReadOriginalSerial},
                                                     {"mac", &ReadMac},
                                                     {"api_key", &ReadApiKey}};
@@ -29,6 +29,7 @@ Status ReadIframeInfo(Json::Value& info) {
         }
         values[i] = fact.value();
     }
+    info["server_url"] = AccountHost();
     for (size_t i = 0; i < std::size(facts); ++i) {
         info[facts[i].first] = values[i];
     }

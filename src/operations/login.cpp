@@ -45,7 +45,7 @@ struct Device {
 Result<Device> ReadDevice(bool with_host) {
     Device device;
     if (with_host) {
-        KOVA_TRY(host, AccountHost(KOVA_HERE));
+        const std::string host = AccountHost();
         device.host = host;
     }
     for (auto [read, into] : {std::pair{&ReadSerial, &device.serial}, std::pair{&ReadMac, &device.mac},

@@ -41,9 +41,10 @@ void SetGiven(QLIBCSzHash* form, Field field, const char* value) {
     }
 }
 
-void FillForm(QLIBCSzHash* form, const KOVA_INFO& info, const std::string& serial, const ProfileChanges& changes) {
-    SetField(form, EntryOf(Field::UserId).form, info.user_id);
-    SetField(form, EntryOf(Field::AuthKey).form, info.auth_key);
+void FillForm(QLIBCSzHash* form, const AccountRecord& record, const std::string& serial,
+              const ProfileChanges& changes) {
+    SetField(form, EntryOf(Field::UserId).form, record.Text(Field::UserId));
+    SetField(form, EntryOf(Field::AuthKey).form, record.Text(Field::AuthKey));
     SetField(form, "serial_no", serial);
     SetGiven(form, Field::Name, changes.full_name);
     // Without the current password neither the e-mail nor the password can change.
@@ -68,7 +69,7 @@ void FillForm(QLIBCSzHash* form, const KOVA_INFO& info, const std::string& seria
 
 // The changes written locally, with a query time old enough that the refresh
 // after it asks the service for the whole account.
-void StoreLocally(KOVA_INFO info, const ProfileChanges& changes) {
+void StoreLocally(AccountRecord record, const ProfileChanges& changes) {
     std::vector<TextChange> texts = LocaleChanges(changes);
     texts.push_back({Field::Name, changes.full_name});
     texts.push_back({Field::CriticalVersionList, changes.critical_version_list});
@@ -77,16 +78,16 @@ void StoreLocally(KOVA_INFO info, const ProfileChanges& changes) {
     }
     for (const TextChange& change : texts) {
         if (change.value != nullptr) {
-            WriteInfoText(info, change.field, change.value);
+            record.texts[change.field] = AsFlatText(change.field, change.value);
         }
     }
     for (const FlagChange& change : FlagChanges(changes)) {
         if (change.value >= 0) {
-            WriteInfoFlag(info, change.field, change.value > 0);
+            record.flags[change.field] = change.value > 0;
         }
     }
-    info.last_query_time = 1;
-    if (!Capture([&info] { return WriteAccountRecord(&info); })) {
+    record.last_query_time = 1;
+    if (!WriteAccountRecord(record)) {
         KOVA_LOG(LOG_ERR, "Cant set kova account");
     }
 }
@@ -94,27 +95,30 @@ void StoreLocally(KOVA_INFO info, const ProfileChanges& changes) {
 }  // namespace
 
 Status UpdateAccount(const ProfileChanges& changes) {
-    KOVA_INFO info = {};
-    if (const Status read = Capture([&info] { return ReadAccountRecord(&info); }); !read) {
+    Result<AccountRecord> read = ReadAccountRecord();
+    if (!read) {
         KOVA_LOG(LOG_ERR, "QUILKOVAAccountGet failed");
-        return read;
+        return read.error();
     }
-    KOVA_TRY(host, AccountHost(KOVA_HERE));
+    const AccountRecord& record = read.value();
+    const std::string host = AccountHost();
     KOVA_TRY(serial, ReadSerial(KOVA_HERE));
     KOVA_TRY(form, NewForm(KOVA_HERE));
-    FillForm(form.get(), info, serial, changes);
+    FillForm(form.get(), record, serial, changes);
     Response response;
     Json::Value answer;
     KOVA_TRY_STATUS(SendForm(host, "device/api/user/update", form.get(), false, response, answer, KOVA_HERE));
     const auto code = static_cast<KOVA_ERRCODE>(GetErrorCodeFromAccountError(CodeOf(answer).c_str()));
     if (code != KOVA_ERR_SUCCESS) {
-        KOVA_LOG(LOG_ERR, "Failed to update account:%s, resp=%s", info.email, response.Redacted().c_str());
+        KOVA_LOG(LOG_ERR, "Failed to update account:%s, resp=%s", record.Text(Field::Email).c_str(),
+                 response.Redacted().c_str());
         return Error{code};
     }
     if (changes.password != nullptr && changes.new_password != nullptr) {
-        NotifyAccount("KoVAPasswordChanged", changes.email != nullptr ? changes.email : info.email, KOVA_HERE);
+        NotifyAccount("KoVAPasswordChanged", changes.email != nullptr ? changes.email : record.Text(Field::Email),
+                      KOVA_HERE);
     }
-    StoreLocally(info, changes);
+    StoreLocally(record, changes);
     if (const Result<Json::Value> refreshed = Capture([] { return QueryAccount(true, true); }); !refreshed) {
         KOVA_LOG(LOG_ERR, "QUILKOVAAccountQueryInfo failed, code=%u",
                  static_cast<unsigned int>(refreshed.error().code));

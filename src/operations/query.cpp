@@ -54,11 +54,11 @@ Status StoreProfile(const Profile& profile) {
 }
 
 // The remote query and the storing of its answer.
-Status QueryService(const BoundAccount& account, bool short_timeout) {
-    KOVA_TRY(host, AccountHost(KOVA_HERE));
+Status QueryService(const AccountRecord& account, bool short_timeout) {
+    const std::string host = AccountHost();
     KOVA_TRY(serial, ReadSerial(KOVA_HERE));
     KOVA_TRY(form, NewForm(KOVA_HERE));
-    SetField(form.get(), EntryOf(Field::AuthKey).form, account.auth_key);
+    SetField(form.get(), EntryOf(Field::AuthKey).form, account.Text(Field::AuthKey));
     SetField(form.get(), "serial_no", serial);
     Response response;
     Json::Value answer;
@@ -75,8 +75,8 @@ Status QueryService(const BoundAccount& account, bool short_timeout) {
     }
     const auto mapped = static_cast<KOVA_ERRCODE>(GetErrorCodeFromAccountError(code.c_str()));
     if (mapped != KOVA_ERR_SUCCESS) {
-        KOVA_LOG(LOG_ERR, "Failed to query %s, resp=%s, code=%u", account.email.c_str(), response.Redacted().c_str(),
-                 static_cast<unsigned int>(mapped));
+        KOVA_LOG(LOG_ERR, "Failed to query %s, resp=%s, code=%u", account.Text(Field::Email).c_str(),
+                 response.Redacted().c_str(), static_cast<unsigned int>(mapped));
         return Error{mapped};
     }
     if (const Status stored = StoreProfile(ReadProfile(answer)); !stored) {

@@ -19,7 +19,7 @@ Status RegisterAccount(const char* email, const char* password, const char* full
         return Error{KOVA_ERR_BAD_PARAM};
     }
     KOVA_TRY(serial, ReadSerial(KOVA_HERE));
-    KOVA_TRY(host, AccountHost(KOVA_HERE));
+    const std::string host = AccountHost();
     const std::string language = ReadLanguage("enu");
     char token[QUIL_CLOUD_SERVICE_DSTOKEN_SIZE] = {};
     if (QUILCloudServiceDstokenGenerateToken(token) < 0) {

@@ -17,8 +17,8 @@ namespace quilkova::internal {
 namespace {
 
 // Asked once, renewing or rescuing as the appliance's account does; a failure is logged only.
-void KeepApplianceTokenFresh(const BoundAccount& account) {
-    if (!HasApplianceTokenFile() && account.auth_key.empty()) {
+void KeepApplianceTokenFresh(const AccountRecord& account) {
+    if (!HasApplianceTokenFile() && account.Text(Field::AuthKey).empty()) {
         return;
     }
     if (const Result<std::string> token = ApplianceAccessToken(); !token) {
@@ -31,15 +31,15 @@ void KeepApplianceTokenFresh(const BoundAccount& account) {
 
 Status ReportInfo() {
     KOVA_TRY(account, ReadBoundAccount());
-    KOVA_TRY(host, AccountHost(KOVA_HERE));
+    const std::string host = AccountHost();
     KOVA_TRY(zone, ReadTimezone(KOVA_HERE));
     KOVA_TRY(mac, ReadMac(KOVA_HERE));
     KOVA_TRY(original, ReadOriginalSerial(KOVA_HERE));
     const Firmware firmware = ReadFirmware();
     KOVA_TRY(form, NewForm(KOVA_HERE));
     QLIBCSzHash* fields = form.get();
-    SetField(fields, EntryOf(Field::UserId).form, account.user_id);
-    SetField(fields, EntryOf(Field::AuthKey).form, account.auth_key);
+    SetField(fields, EntryOf(Field::UserId).form, account.Text(Field::UserId));
+    SetField(fields, EntryOf(Field::AuthKey).form, account.Text(Field::AuthKey));
     SetField(fields, EntryOf(Field::Timezone).form, zone);
     SetField(fields, "model", firmware.model);
     SetField(fields, "firmware", firmware.version);
@@ -57,7 +57,7 @@ Status ReportInfo() {
     if (code == KOVA_ERR_AUTH || code == KOVA_ERR_ACCOUNT_NOT_FOUND) {
         // The service no longer knows the account: the appliance lets it go.
         LogoutLocally();
-        NotifyAccount("KoVAAccountLoggedOut", account.email, KOVA_HERE);
+        NotifyAccount("KoVAAccountLoggedOut", account.Text(Field::Email), KOVA_HERE);
     }
     return Error{code};
 }

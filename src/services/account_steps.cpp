@@ -1,6 +1,5 @@
 #include "services/account_steps.hpp"
 
-#include <memory>
 
 #include "account/account_record.hpp"
 #include "device/identity.hpp"
@@ -21,14 +20,12 @@ Result<std::string> RegisterNewApiKey(Where where) {
     return key;
 }
 
-Result<BoundAccount> ReadBoundAccount() {
-    // Read through the flat record, so that every operation sees the account
-    // exactly as the flat face hands it out.
-    const auto info = std::make_unique<KOVA_INFO>();
-    if (!Capture([&info] { return ReadAccountRecord(info.get()); })) {
+Result<AccountRecord> ReadBoundAccount() {
+    Result<AccountRecord> record = ReadAccountRecord();
+    if (!record) {
         return Error{KOVA_ERR_NO_ACCOUNT};
     }
-    return BoundAccount{info->user_id, info->auth_key, info->email, info->last_query_time};
+    return record;
 }
 
 void NotifyAccount(const char* tag, const std::string& email, Where where) {

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "account/account_record.hpp"
 #include "foundation/log.hpp"
 #include "foundation/platform_handles.hpp"
 #include "foundation/result.hpp"
@@ -22,16 +23,8 @@ namespace quilkova::internal {
 // (logged as such). Its failure is logged too, with the cloud-service code.
 Result<std::string> RegisterNewApiKey(Where where);
 
-// What the operations need of the bound account, each text as the record
-// holds it for the flat face (cut to its field's width).
-struct BoundAccount {
-    std::string user_id;
-    std::string auth_key;
-    std::string email;
-    long long last_query_time = 0;
-};
-// The bound account's record; 3 when none is bound.
-Result<BoundAccount> ReadBoundAccount();
+// The bound account's record; 3 when none is bound or it cannot be read.
+Result<AccountRecord> ReadBoundAccount();
 
 // A notification with the account's e-mail as "%KOVA_ACCOUNT%"; failures are
 // logged, as written at `where`, and never fail the caller.

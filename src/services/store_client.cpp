@@ -23,7 +23,6 @@ namespace {
 
 constexpr long kPaymentTimeoutMs = 120000;  // the flat sender's long class
 constexpr size_t kLongestAccount = 65536;
-constexpr size_t kUrlSize = sizeof(KOVA_SERVER_CONFIG::payment_url);
 
 // One JSON request to the payment host: the answer object, or 4 (not sent),
 // 5 (status), 2 (not a JSON object) or the code the answer maps to.
@@ -56,8 +55,8 @@ Status PurchaseListFrom(const std::string& host, Json::Value& purchases) {
     KOVA_TRY(account, ReadBoundAccount());
     KOVA_TRY(serial, ReadSerial(KOVA_HERE));
     Json::Value request(Json::objectValue);
-    request[EntryOf(Field::UserId).form] = account.user_id;
-    request[EntryOf(Field::AuthKey).form] = account.auth_key;
+    request[EntryOf(Field::UserId).form] = account.Text(Field::UserId);
+    request[EntryOf(Field::AuthKey).form] = account.Text(Field::AuthKey);
     request["serial_no"] = serial;
     KOVA_TRY(answer, PaymentRequest(host, "api/v1/device/purchase/list", request));
     if (!answer["purchases"].isArray()) {
@@ -68,20 +67,16 @@ Status PurchaseListFrom(const std::string& host, Json::Value& purchases) {
 }
 
 Status PurchaseList(Json::Value& purchases) {
-    char host[kUrlSize] = {};
-    if (!ReadPaymentUrl(host)) {
-        return Error{KOVA_ERR_PAYMENT_CONFIG};
-    }
-    return PurchaseListFrom(host, purchases);
+    return PurchaseListFrom(PaymentHost(), purchases);
 }
 
-Status ReadStoreAccount(char* email, size_t size) {
-    if (email == nullptr || size == 0) {
+Result<std::string> ReadStoreAccount(size_t room) {
+    if (room == 0) {
         return Error{KOVA_ERR_BAD_PARAM};
     }
-    // One byte more than the caller's buffer holds (within reason): a value
-    // that fills it did not fit, and is refused rather than cut silently.
-    std::vector<char> account(std::min(size, kLongestAccount) + 1, '\0');
+    // One byte more than the room (within reason): a value that fills it did
+    // not fit, and is refused rather than cut silently.
+    std::vector<char> account(std::min(room, kLongestAccount) + 1, '\0');
     const int length = QLIBCFileGetKeyValue(kStoreFile, "account", account.data(), static_cast<int>(account.size()), 0);
     if (length < 1) {
         return Error{KOVA_ERR_NO_ACCOUNT};
@@ -89,8 +84,7 @@ Status ReadStoreAccount(char* email, size_t size) {
     if (static_cast<size_t>(length) >= account.size() - 1) {
         return Error{KOVA_ERR_BAD_PARAM};
     }
-    std::memcpy(email, account.data(), static_cast<size_t>(length) + 1);
-    return Done{};
+    return std::string(account.data(), static_cast<size_t>(length));
 }
 
 }  // namespace quilkova::internal

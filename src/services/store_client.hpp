@@ -12,9 +12,9 @@
 // bound account's purchases at the payment host.
 namespace quilkova::internal {
 
-// The store's account into `email` (a buffer of `size` bytes): 1 for no
-// buffer or one too small (an account is never cut), 3 when none is kept.
-Status ReadStoreAccount(char* email, size_t size);
+// The store's account, when it fits `room` bytes with its terminator: 1 for
+// no room or too little (an account is never cut), 3 when none is kept.
+Result<std::string> ReadStoreAccount(size_t room);
 
 // The bound account's purchases from the payment host at `host`: 3 (no
 // account), 8 (serial), 4 (not sent), 5 (status), 2 (no JSON object or no
