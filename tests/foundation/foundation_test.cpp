@@ -162,7 +162,9 @@ TEST(UntrustedAnswers, FlagsReadLenientlyAndSentSecretsAreMasked) {
     // A secret sent, held or found under a secret name is masked in every
     // spelling; one too short to mask safely drops the body.
     quilkova::internal::AddSentSecret(sent, "passwd", "p\u00e4ss/w\u00f6rd 1");
-    quilkova::internal::NoteHeldSecret("held-refresh-1");
+    for (const char* held : {"held-refresh-1", "qqqq", "qqqA"}) {
+        quilkova::internal::NoteHeldSecret(held);
+    }
     const std::vector<std::pair<std::string, std::string>> spellings = {
         {R"({"m": "p\u00e4ss\/w\u00F6rd 1!"})", R"({"m": "***!"})"},
         {"m=p%c3%a4ss%2Fw%C3%B6rd+1&n=1", "m=***&n=1"},
@@ -171,6 +173,8 @@ TEST(UntrustedAnswers, FlagsReadLenientlyAndSentSecretsAreMasked) {
         {R"({"id_token": ["abc", "ab"], "m": "abc ab"})", R"({"id_token": "***", "m": "*** ab"})"},
         {R"({"access\u005ftoken": "hidden-1", "m": "hid\u0064en-1"})", R"({"access\u005ftoken": "***", "m": "***"})"},
         {R"({"error": "invalid_grant", "hint": "held\u002drefresh\u002d1"})", R"({"error": "invalid_grant", "hint": "***"})"},
+        // Overlapping repeats are masked whole; only a backslash starts an escape.
+        {R"({"m": "qqqqq", "n": "qqqqu0041", "o": "\/"})", R"({"m": "***", "n": "***u0041", "o": "\/"})"},
     };
     for (const auto& [body, redacted] : spellings) {
         EXPECT_EQ(quilkova::internal::Redacted(body, sent), redacted) << body;
