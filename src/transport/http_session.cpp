@@ -81,6 +81,31 @@ void NoteSecrets(const Request& request, internal::CurlTransfer& transfer) {
     }
 }
 
+// The request's headers as libcurl takes them; 2 for a value that would
+// split into a header of its own.
+internal::Result<internal::CurlSlist> HeaderList(const Request& request) {
+    KOVA_TRY_STATUS(RefuseUnsafeHeader("User-Agent", request.user_agent));
+    internal::CurlSlist headers;
+    const auto grow = [&headers](const std::string& line) {
+        curl_slist* grown = curl_slist_append(headers.get(), line.c_str());
+        if (grown == nullptr) {
+            throw std::bad_alloc();
+        }
+        headers.release();
+        headers.reset(grown);
+    };
+    for (const auto& [name, value] : request.header) {
+        KOVA_TRY_STATUS(RefuseUnsafeHeader(name, value));
+        // libcurl takes "Name: " with nothing after it as "remove this header";
+        // "Name;" is how it sends one that is empty.
+        grow(value.empty() ? name + ";" : name + ": " + value);
+    }
+    if (request.has_body) {
+        grow("Content-Type: " + request.body.content_type);
+    }
+    return headers;
+}
+
 std::string UrlOf(const Request& request) {
     std::string url = request.url;
     if (!request.parameters.pairs().empty()) {
@@ -116,25 +141,7 @@ internal::Result<Response> Perform(const Request& request, bool post) {
         response.error = {ErrorCode::INTERNAL_ERROR, "failed to start a transfer"};
         return response;
     }
-    KOVA_TRY_STATUS(RefuseUnsafeHeader("User-Agent", request.user_agent));
-    internal::CurlSlist headers;
-    const auto grow = [&headers](const std::string& line) {
-        curl_slist* grown = curl_slist_append(headers.get(), line.c_str());
-        if (grown == nullptr) {
-            throw std::bad_alloc();
-        }
-        headers.release();
-        headers.reset(grown);
-    };
-    for (const auto& [name, value] : request.header) {
-        KOVA_TRY_STATUS(RefuseUnsafeHeader(name, value));
-        // libcurl takes "Name: " with nothing after it as "remove this header";
-        // "Name;" is how it sends one that is empty.
-        grow(value.empty() ? name + ";" : name + ": " + value);
-    }
-    if (request.has_body) {
-        grow("Content-Type: " + request.body.content_type);
-    }
+    KOVA_TRY(headers, HeaderList(request));
     const std::string body = request.has_body ? request.body.text : request.has_payload ? Encode(request.payload) : "";
     char error_text[CURL_ERROR_SIZE] = {};
 
