@@ -36,7 +36,7 @@ long CurlTransfer::Status() const {
 
 std::string CurlTransfer::Header(const char* name) const {
     curl_header* header = nullptr;
-    if (curl_easy_header(handle(), name, 0, CURLH_HEADER, -1, &header) != CURLHE_OK || header == nullptr) {
+    if (curl_easy_header(handle(), name, 0, CURLH_HEADER, -1, &header) != CURLHE_OK) {
         return "";
     }
     return header->value;

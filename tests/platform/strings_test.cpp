@@ -58,6 +58,7 @@ TEST(PlatformCalls, RefuseBadArgumentsWithTheirLastError) {
         {"list get without list", [] { return QLIBCSzListGet(nullptr, 0) == nullptr; }},
         {"list count without list", [] { return QLIBCSzListCount(nullptr) == -1; }},
         {"zone without buffer", [] { return QUILZoneGet(nullptr, 64, nullptr) == -1; }},
+        {"zone without room", [&buffer] { return QUILZoneGet(buffer, 0, nullptr) == -1; }},
         {"zone info without zone", [hash] { return QUILZoneGetInfo(nullptr, hash) == -1; }},
         {"plug-in without domain", [] { PQLIBPLUGIN h = nullptr; return QLIBPluginSDKInit(nullptr, "e", &h, "") == -1; }},
         {"trim without text", [] { return QLIBCStrTrimSpace(nullptr) == nullptr; }},
