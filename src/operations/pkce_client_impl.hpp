@@ -73,7 +73,7 @@ public:
     const internal::Backoff& backoff() const { return backoff_; }
     // Gives the token file obtained for a binding not yet made (PendingOwner)
     // to the account `user_id`; a file of anyone else's is left as it is.
-    // Never throws: a file left unclaimed counts as absent, which the rescue repairs.
+    // Never fails: a file left unclaimed counts as absent, which the rescue repairs.
     void ClaimFor(const std::string& user_id) const;
     // Removes the token file unless it was issued for `user_id`; a file whose
     // save lock is held, or that cannot be read, is left (it counts as absent all the same).
