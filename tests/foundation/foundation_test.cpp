@@ -136,6 +136,7 @@ TEST(Redact, SecretValuesReadStarsAndBodiesAreCut) {
          "hs_sn=1&hs_token=***&kovaPW=***&passwd=***&passwd_new=***&passwd_confirmation=***&code_verifier=***&x=1"},
         {R"({"not_a_password": "kept", "password": "p"})", R"({"not_a_password": "kept", "password": "***"})"},
         {R"({"field": "auth_key", "x": "kept"})", R"({"field": "auth_key", "x": "kept"})"},
+        {"{\"access_token\":\t\"tabbed\" <cut", "{\"access_token\":\t\"***\" <cut"},
         {"<html>502</html>", "<html>502</html>"}};
     for (const auto& [body, redacted] : cases) {
         EXPECT_EQ(Redacted(body), redacted);
@@ -162,6 +163,7 @@ TEST(UntrustedAnswers, FlagsReadLenientlyAndSentSecretsAreMasked) {
     // A secret sent, held or found under a secret name is masked in every
     // spelling; one too short to mask safely drops the body.
     quilkova::internal::AddSentSecret(sent, "passwd", "p\u00e4ss/w\u00f6rd 1");
+    quilkova::internal::AddSentSecret(sent, "passwd", "sur\xF0\x90\x80\x80gate");
     for (const char* held : {"held-refresh-1", "qqqq", "qqqA"}) {
         quilkova::internal::NoteHeldSecret(held);
     }
@@ -175,6 +177,7 @@ TEST(UntrustedAnswers, FlagsReadLenientlyAndSentSecretsAreMasked) {
         {R"({"error": "invalid_grant", "hint": "held\u002drefresh\u002d1"})", R"({"error": "invalid_grant", "hint": "***"})"},
         // Overlapping repeats are masked whole; only a backslash starts an escape.
         {R"({"m": "qqqqq", "n": "qqqqu0041", "o": "\/"})", R"({"m": "***", "n": "***u0041", "o": "\/"})"},
+        {R"({"m": "sur\ud800\udc00gate"})", R"({"m": "***"})"},
     };
     for (const auto& [body, redacted] : spellings) {
         EXPECT_EQ(quilkova::internal::Redacted(body, sent), redacted) << body;

@@ -151,7 +151,7 @@ TEST_F(ProfileTest, TheScanFindsAnAccountBehindEachSourceInOrder) {
     LogCapture log;
     const ShortWaits waits;
     for (const char* tool : {"echo owner@example.com; exit 3", "exit 0", "echo", "echo owner@example.com; exec sleep 60",
-                             "exec sleep 60"}) {
+                             "exec sleep 60", "printf owner@example.com; exec sleep 60"}) {
         quilkova::test::WriteScript(root(), "/usr/quil/sbin/quilddnsinfo", tool);
         const auto start = std::chrono::steady_clock::now();
         ASSERT_EQ(QUILKOVAAccountScanExisting(result), 0) << tool;

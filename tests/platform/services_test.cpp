@@ -175,7 +175,7 @@ TEST(Scheduler, RendersRangesToValuesWithinThemAndFailsWithItsError) {
         EXPECT_EQ(cron.substr(cron.find(" root") + 5), std::string(" /usr/quil/bin/quilkova") + rendered) << arg;
     }
     jobs[0]["cmd_list"][1] = "--report_info";
-    jobs[0]["user"] = "svc.report_1-a";
+    jobs[0]["user"] = "A.report_Z-09az";
     EXPECT_TRUE(kova.Save(jobs)) << "letters, digits, \".\", \"_\" and \"-\" make a user";
     jobs[0]["user"] = std::string(32, 'a');
     EXPECT_TRUE(kova.Save(jobs)) << "32 characters";

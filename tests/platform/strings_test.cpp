@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 
+#include "quilplatform/crond.h"
 #include "quilplatform/device.h"
 #include "quilplatform/notify.h"
 #include "quilplatform/plugin.h"
@@ -59,6 +60,7 @@ TEST(PlatformCalls, RefuseBadArgumentsWithTheirLastError) {
         {"list count without list", [] { return QLIBCSzListCount(nullptr) == -1; }},
         {"zone without buffer", [] { return QUILZoneGet(nullptr, 64, nullptr) == -1; }},
         {"zone without room", [&buffer] { return QUILZoneGet(buffer, 0, nullptr) == -1; }},
+        {"schedule removal without command", [] { return QUILScheduleRemove(nullptr) == -1; }},
         {"zone info without zone", [hash] { return QUILZoneGetInfo(nullptr, hash) == -1; }},
         {"plug-in without domain", [] { PQLIBPLUGIN h = nullptr; return QLIBPluginSDKInit(nullptr, "e", &h, "") == -1; }},
         {"trim without text", [] { return QLIBCStrTrimSpace(nullptr) == nullptr; }},
