@@ -349,9 +349,10 @@ TEST_F(AccountPkceTest, TheFlatLogoutAndTheLocalRemovalUnderAnyRoot) {
     ::setenv("QUILKOVA_ROOT", root().root().c_str(), 1);
     EXPECT_TRUE(root().Exists(kHosToken)) << "the real root was not touched";
 
+    EXPECT_EQ(Sent(kLogout), 0u) << "the local logouts asked the service nothing";
     EXPECT_EQ(QUILKOVAAccountLogout(true), 0);
     EXPECT_EQ(QUILKOVAErrGet(), KOVA_ERR_SUCCESS);
-    EXPECT_TRUE(LoggedOutLocally());
+    EXPECT_TRUE(LoggedOutLocally() && Sent(kLogout) == 1u);
     LogCapture log;
     EXPECT_EQ(QUILKOVAAccountLogout(false), 0);
     EXPECT_TRUE(log.Contains(" Logged out Quillion Account") && !log.Contains("Account:")) << "no record" << log.Dump();

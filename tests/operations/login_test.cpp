@@ -27,7 +27,7 @@ TEST_F(LoginTest, APasswordLoginStoresQueriesSchedulesFiresAndRecords) {
         << "the name filled by the query";
     EXPECT_LE(std::llabs(user.GetLastQueryTime() - std::time(nullptr)), 5);
     const auto login = sim().RequestsTo(kLogin).at(0);
-    EXPECT_EQ(login.FieldNames(), "hs_sn hs_token type email passwd serial_no api_key mac");
+    EXPECT_EQ(login.method + " " + login.FieldNames(), "POST hs_sn hs_token type email passwd serial_no api_key mac");
     EXPECT_EQ(login.Field("api_key"), ApiKey());
     EXPECT_EQ(Sent(kQuery), 1u);
     EXPECT_NE(root().ReadFile("/etc/cron.d/quil-kova").find("root /usr/quil/bin/quilkova --report_info"),

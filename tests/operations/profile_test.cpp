@@ -47,8 +47,11 @@ TEST_F(ProfileTest, ARegisteredAccountLogsInAndItsFormHoldsEachFieldExactly) {
     EXPECT_EQ(FailureCode(QUILKOVAAccountRegister("second@example.com", "pw", "2", false, true, false, "NZ")),
               KOVA_ERR_ACCOUNT_IN_USE);
     LogCapture refused;
-    EXPECT_EQ(FailureCode(QUILKOVAAccountRegister(nullptr, "pw", "x", false, false, false, nullptr)),
-              KOVA_ERR_BAD_PARAM);
+    for (const auto& [email, password] : {std::pair<const char*, const char*>{nullptr, "pw"}, {"", "pw"},
+                                          {"x@example.com", nullptr}, {"x@example.com", ""}}) {
+        EXPECT_EQ(FailureCode(QUILKOVAAccountRegister(email, password, "x", false, false, false, nullptr)),
+                  KOVA_ERR_BAD_PARAM);
+    }
     EXPECT_TRUE(refused.Contains(" Bad Parameters")) << refused.Dump();
     LogCapture log;
     for (const auto& [body, code] : {std::pair<const char*, int>{"<html>oops</html>", KOVA_ERR_BAD_JSON},

@@ -42,6 +42,7 @@ TEST(KeyValueFile, ReadsTheLineSyntaxesItDocuments) {
     EXPECT_EQ(QLIBCFileCheckDir("/usr/quil/missing"), 0);
     EXPECT_LT(QLIBCFileCheckDir("/etc/quilinfo.conf"), 0);
     EXPECT_LT(QLIBCFileCheckDir("/etc/quilinfo.conf/below"), 0) << "a path that cannot be looked at";
+    EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_SYSTEM);
 }
 
 TEST(KeyValueFile, SetReplacesInPlaceKeepsTheRestAndRefusesWhatWouldCorruptTheFile) {
