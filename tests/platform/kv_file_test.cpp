@@ -58,7 +58,7 @@ TEST(KeyValueFile, SetReplacesInPlaceKeepsTheRestAndRefusesWhatWouldCorruptTheFi
     root.WriteFile(kUserConf, "# keep me\nkovaID=\"old\"\nenews=\"no\"\nkovaID=\"stale duplicate\"");
     ::chmod(root.Path(kUserConf).c_str(), 0640);
     ASSERT_EQ(QLIBCFileSetKeyValue(kUserConf, "kovaID", "new", kLine), 0);
-    ASSERT_EQ(QLIBCFileSetKeyValue(kUserConf, "activated", "yes", kLine), 0);
+    ASSERT_EQ(QLIBCFileSetKeyValue(kUserConf, "activated", "yes", "%s=\"%s\""), 0) << "a line is ended all the same";
     EXPECT_EQ(root.ReadFile(kUserConf), "# keep me\nkovaID=\"new\"\nenews=\"no\"\nactivated=\"yes\"\n");
     EXPECT_EQ(root.Mode(kUserConf), 0640) << "an existing file keeps its mode";
     ASSERT_EQ(QLIBCFileSetKeyValue(kUserConf, "full_name", std::string(3000, 'v').c_str(), kLine), 0);
