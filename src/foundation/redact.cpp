@@ -246,8 +246,8 @@ std::string MaskEverySpelling(const std::string& text, const std::vector<std::st
 // The texts of every value under a secret name (every leaf of an object or list there).
 void CollectSecretValues(const Json::Value& value, bool secret, std::vector<std::string>& into) {
     if (value.isObject()) {
-        for (const std::string& name : value.getMemberNames()) {
-            CollectSecretValues(value[name], secret || IsSecretKey(name), into);
+        for (auto member = value.begin(); member != value.end(); ++member) {
+            CollectSecretValues(*member, secret || IsSecretKey(member.name()), into);
         }
     } else if (value.isArray()) {
         for (const Json::Value& each : value) {
@@ -339,13 +339,10 @@ std::string RedactedValue(const std::string& key, const std::string& value) {
     return IsSecretKey(key) ? kMask : value;
 }
 
-void NoteHeldSecret(const std::string& value) {
-    if (value.empty()) {
-        return;
-    }
-    Held& held = HeldSecretsKept();
-    const std::lock_guard<std::mutex> guard(held.mutex);
-    if (!held.known.insert(value).second) {
+namespace {
+// With the held secrets' mutex taken.
+void NoteHeld(Held& held, const std::string& value) {
+    if (value.empty() || !held.known.insert(value).second) {
         return;
     }
     held.order.push_back(value);
@@ -354,12 +351,21 @@ void NoteHeldSecret(const std::string& value) {
         held.order.pop_front();
     }
 }
+}  // namespace
+
+void NoteHeldSecret(const std::string& value) {
+    Held& held = HeldSecretsKept();
+    const std::lock_guard<std::mutex> guard(held.mutex);
+    NoteHeld(held, value);
+}
 
 void NoteHeldSecrets(const Json::Value& value) {
     std::vector<std::string> found;
     CollectSecretValues(value, false, found);
+    Held& held = HeldSecretsKept();
+    const std::lock_guard<std::mutex> guard(held.mutex);
     for (const std::string& each : found) {
-        NoteHeldSecret(each);
+        NoteHeld(held, each);
     }
 }
 

@@ -7,6 +7,7 @@
 
 #include <boost/algorithm/string/replace.hpp>
 #include <cerrno>
+#include <cstring>
 #include <ctime>
 #include <mutex>
 
@@ -210,8 +211,9 @@ Result<Json::Value> PkceClientImpl::ReadToken() const {
     KOVA_TRY(token, ReadAnyToken());
     // A file that names no account (saved before files named theirs, or by
     // hand) is taken as the bound account's; the next binding removes it.
-    const Json::Value& owner = token[kOwnerMember];
-    if (token.isMember(kOwnerMember) && (!owner.isString() || owner.asString() != BoundUserId())) {
+    // Looked up, never added: a reference to a missing member would make one.
+    const Json::Value* owner = token.find(kOwnerMember, kOwnerMember + std::strlen(kOwnerMember));
+    if (owner != nullptr && (!owner->isString() || owner->asString() != BoundUserId())) {
         return Error{KOVA_ERR_TOKEN, "Failed to find an existed token file"};
     }
     return token;
@@ -419,7 +421,9 @@ Status PkceClientImpl::Renew(const Json::Value& current) const {
         return Error{judged == TokenAnswer::kUnusable ? KOVA_ERR_RESPONSE : KOVA_ERR_TOKEN,
                      internal::StatusMessage("Failed to parse renew token resp", response)};
     }
-    KOVA_TRY_STATUS(WriteToken(answer, current[kOwnerMember]));
+    // Renewed as the account it was issued for; a file that named none was the bound account's.
+    const Json::Value owner = current.isMember(kOwnerMember) ? current[kOwnerMember] : Json::Value(BoundUserId());
+    KOVA_TRY_STATUS(WriteToken(answer, owner));
     return Done{};
 }
 

@@ -206,6 +206,12 @@ TEST_F(PkceClientTest, ExchangingWaitsForAHeldSaveLockAndReadersRenewOnce) {
     }
     const std::string first = client_.GetPkceTokenVal("access_token");
     const std::string first_refresh = client_.GetPkceTokenVal("refresh_token");
+    // A file saved before token files named their account is the bound account's, and renewed as its.
+    quilkova::User().SetUserId("u-1");
+    Json::Value unnamed;
+    ASSERT_TRUE(quilkova::internal::LoadJsonFile(kHosToken, unnamed));
+    unnamed.removeMember("bound_user_id");
+    ASSERT_TRUE(quilkova::internal::SaveJsonFile(kHosToken, unnamed).ok());
     EXPECT_EQ(client_.GetAccessToken(), first) << "still valid: no renewal";
     const auto exchange = sim().RequestsTo("/oauth2/token").at(0);
     EXPECT_EQ(exchange.Header("X-Client-ID"), "hos-client");
@@ -216,6 +222,7 @@ TEST_F(PkceClientTest, ExchangingWaitsForAHeldSaveLockAndReadersRenewOnce) {
     EXPECT_EQ(TokenRequests("refresh_token"), 1u);
     EXPECT_NE(tokens, std::set<std::string>{first});
     EXPECT_NE(client_.GetPkceTokenVal("refresh_token"), first_refresh) << "refresh tokens rotate";
+    EXPECT_EQ(client_.GetPkceTokenVal("bound_user_id"), "u-1");
     EXPECT_EQ(client_.GetIdToken(), client_.GetPkceTokenVal("id_token"));
 }
 
