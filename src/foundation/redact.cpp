@@ -247,16 +247,18 @@ std::string MaskEverySpelling(const std::string& text, const std::vector<std::st
 void CollectSecretValues(const Json::Value& value, bool secret, std::vector<std::string>& into) {
     if (value.isObject()) {
         for (auto member = value.begin(); member != value.end(); ++member) {
-            CollectSecretValues(*member, secret || IsSecretKey(member.name()), into);
+            const char* end = nullptr;
+            const char* name = member.memberName(&end);
+            CollectSecretValues(*member, secret || IsSecretKey(std::string_view(name, end - name)), into);
         }
     } else if (value.isArray()) {
         for (const Json::Value& each : value) {
             CollectSecretValues(each, secret, into);
         }
     } else if (secret && !value.isNull()) {
-        const std::string text = TextOf(value);
+        std::string text = TextOf(value);
         if (text != kMask) {
-            into.push_back(text);
+            into.push_back(std::move(text));
         }
     }
 }
@@ -275,7 +277,7 @@ Held& HeldSecretsKept() {
 }
 }  // namespace
 
-bool IsSecretKey(const std::string& key) {
+bool IsSecretKey(std::string_view key) {
     for (const char* secret : kSecretKeys) {
         if (key == secret) {
             return true;

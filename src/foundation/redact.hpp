@@ -4,6 +4,7 @@
 #include <json/json.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 // Secrets never reach a log line or an exception text: messages keep their
@@ -20,7 +21,7 @@ constexpr size_t kHeldSecretsKept = 64;
 // "access_token", "refresh_token", "id_token", "auth_key", "code_verifier",
 // "passwd", "passwd_new", "passwd_confirmation", "password", "hs_token", and
 // the same secrets under the names the record and the sender give them.
-bool IsSecretKey(const std::string& key);
+bool IsSecretKey(std::string_view key);
 
 // A body (JSON or form-encoded) with the value of every secret member or field
 // replaced by "***" (a whole object or list under a secret name too), and

@@ -35,7 +35,9 @@ struct Error {
 template <typename T>
 class [[nodiscard]] Result {
 public:
-    Result(T value) : value_(std::move(value)) {}      // NOLINT: `return value;` reads best
+    // A returned local moves in: `return value;` reads best.
+    Result(const T& value) : value_(value) {}     // NOLINT(google-explicit-constructor)
+    Result(T&& value) : value_(std::move(value)) {}  // NOLINT(google-explicit-constructor)
     Result(Error error) : error_(std::move(error)) {}  // NOLINT: likewise `return Error{...};`
 
     bool ok() const { return value_.has_value(); }

@@ -208,11 +208,14 @@ bool PkceClientImpl::HasTokenFile() const {
 }
 
 Result<Json::Value> PkceClientImpl::ReadToken() const {
-    KOVA_TRY(token, ReadAnyToken());
+    Result<Json::Value> token = ReadAnyToken();
+    if (!token) {
+        return token;
+    }
     // A file that names no account (saved before files named theirs, or by
     // hand) is taken as the bound account's; the next binding removes it.
     // Looked up, never added: a reference to a missing member would make one.
-    const Json::Value* owner = token.find(kOwnerMember, kOwnerMember + std::strlen(kOwnerMember));
+    const Json::Value* owner = token.value().find(kOwnerMember, kOwnerMember + std::strlen(kOwnerMember));
     if (owner != nullptr && (!owner->isString() || owner->asString() != BoundUserId())) {
         return Error{KOVA_ERR_TOKEN, "Failed to find an existed token file"};
     }
