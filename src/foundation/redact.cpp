@@ -275,6 +275,18 @@ Held& HeldSecretsKept() {
     static Held held;
     return held;
 }
+
+// With the held secrets' mutex taken.
+void NoteHeld(Held& held, const std::string& value) {
+    if (value.empty() || !held.known.insert(value).second) {
+        return;
+    }
+    held.order.push_back(value);
+    if (held.order.size() > kHeldSecretsKept) {
+        held.known.erase(held.order.front());
+        held.order.pop_front();
+    }
+}
 }  // namespace
 
 bool IsSecretKey(std::string_view key) {
@@ -340,20 +352,6 @@ void AddSentSecret(std::vector<std::string>& sent, const std::string& key, const
 std::string RedactedValue(const std::string& key, const std::string& value) {
     return IsSecretKey(key) ? kMask : value;
 }
-
-namespace {
-// With the held secrets' mutex taken.
-void NoteHeld(Held& held, const std::string& value) {
-    if (value.empty() || !held.known.insert(value).second) {
-        return;
-    }
-    held.order.push_back(value);
-    if (held.order.size() > kHeldSecretsKept) {
-        held.known.erase(held.order.front());
-        held.order.pop_front();
-    }
-}
-}  // namespace
 
 void NoteHeldSecret(const std::string& value) {
     Held& held = HeldSecretsKept();
