@@ -24,6 +24,7 @@ TEST(Backoff, ReadsOnlyBelievableWaitsAndHonoursRetryAfter) {
         EXPECT_EQ(CodeOf(backoff.RequireDue()), waiting ? KOVA_ERR_RESPONSE : KOVA_ERR_SUCCESS) << file;
     }
     // What counts as the service not being there: no answer, 5xx, 429.
+    LogCapture log;
     for (const auto& [status, unavailable] : std::vector<std::pair<long, bool>>{
              {0, true}, {500, true}, {599, true}, {429, true}, {499, false}, {428, false}, {400, false}}) {
         backoff.Clear();
@@ -36,6 +37,7 @@ TEST(Backoff, ReadsOnlyBelievableWaitsAndHonoursRetryAfter) {
         });
         EXPECT_EQ(backoff.Read().failures, unavailable ? 1 : 0) << status;
     }
+    EXPECT_FALSE(log.Contains("Failed")) << "clearing a wait that is not there fails nothing" << log.Dump();
     char date[64];
     const std::time_t in_a_minute = std::time(nullptr) + 60;
     std::tm utc{};
