@@ -125,14 +125,20 @@ TEST(AllocationFailures, EveryPointOfFailureFailsWithTheOutOfMemoryError) {
              Unlimited([&] { EXPECT_TRUE(!saved || root.Exists("/etc/cron.d/quil-kova")) << "said saved, wrote nothing"; });
              return saved;
          }},
-        {"hash",
+        {"hash and list",
          [] {
              PQLIBCSzHash hash = QLIBCSzHashAlloc(1);
+             PQLIBCSzList list = QLIBCSzListAlloc(1);
              const bool set = hash != nullptr && QLIBCSzHashSetValue(hash, "key", "value") == 0;
-             const int count = hash != nullptr ? QLIBCSzHashCount(hash) : 0;
+             const bool added = set && list != nullptr && QLIBCSzListAdd(list, "value") == 0;
+             const int count =
+                 (hash != nullptr ? QLIBCSzHashCount(hash) : 0) + (list != nullptr ? QLIBCSzListCount(list) : 0);
+             const int made = (set ? 1 : 0) + (added ? 1 : 0);
              QLIBCSzHashFree(hash);
-             Unlimited([&] { EXPECT_EQ(count, set ? 1 : 0) << "a failed set leaves nothing behind"; });
-             return set;
+             QLIBCSzListFree(list);
+             // Two references: the check's closure needs no allocation.
+             Unlimited([&] { EXPECT_EQ(count, made) << "a failed set or add leaves nothing behind"; });
+             return added;
          }},
     };
     for (const auto& [name, call] : calls) {
