@@ -112,6 +112,10 @@ TEST_F(PackageTest, ProcessesOfOnePackageShareOneFetchAndOneGrantAndPackagesDoNo
     const auto start = std::chrono::steady_clock::now();
     EXPECT_NE(PackagePkceClient("healthbeacon").GetAccessToken(), "");
     EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
+    // A fresh configuration is used without waiting for anyone's fetch.
+    const quilkova::test::ShortWaits waits;
+    quilkova::test::LockHolder fetching("/tmp/account_backup_package_retrieve_config.lock");
+    EXPECT_EQ(CodeOf([] { PackagePkceClient("backup"); }), KOVA_ERR_SUCCESS);
 }
 
 TEST_F(PackageTest, ANameThatCouldLeaveItsDirectoryIsRefusedBeforeAnyFile) {

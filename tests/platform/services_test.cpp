@@ -250,6 +250,8 @@ TEST(PkcePair, IsFreshEachTimeAndTheChallengeIsTheVerifiersS256) {
         verifiers.insert(verifier);
     }
     EXPECT_EQ(verifiers.size(), 20u);
+    EXPECT_EQ(quilkova::sim::S256("dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk"), "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM")
+        << "the S256 of RFC 7636's example";
     char roomy[46];
     std::memset(roomy, '#', sizeof(roomy));
     ASSERT_EQ(quil_challenge_verifier_no_save(roomy, sizeof(roomy), verifier, sizeof(verifier)), 0);
