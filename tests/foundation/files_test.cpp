@@ -120,6 +120,24 @@ TEST(FileLock, ExcludesOtherHoldersReleasesOnRelockingAndNeverFollowsALink) {
 // it someone else's. Either way the lock stays with its holder, another
 // process: the next locker waits for it, and then locks a lock file of its
 // own at the path, leaving the other name alone.
+// With standard input closed, 0 is the first descriptor a file gets: the
+// key/value write, the lock and the atomic replacement close it again like any other.
+TEST(FileLock, DescriptorZeroIsReleasedLikeAnyOther) {
+    TempRoot root;
+    ChildProcess child([&root] {
+        ::close(0);
+        const auto zero_free = [] { return ::fcntl(0, F_GETFD) == -1; };
+        bool released = QLIBCFileSetKeyValue("/etc/x.conf", "k", "v", "%s=\"%s\"\n") == 0 && zero_free();
+        {
+            FileLock lock("/tmp/zero.lock");
+            released = lock.Lock(1) && released;
+        }
+        released = released && zero_free() && internal::ReplaceFileAtomically(root.Path("/etc/y"), "y", 0600) == 0;
+        return released && zero_free() ? 0 : 1;
+    });
+    EXPECT_EQ(child.Wait(), 0);
+}
+
 TEST(FileLock, AHeldLockStaysHeldWhateverIsDoneToItsFile) {
     TempRoot root;
     if (::geteuid() != 0) {
