@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <map>
 
+#include "foundation/boundaries.hpp"
 #include "foundation/redact.hpp"
 #include "util/cron_schedule.hpp"
 #include "util/root_prefix.hpp"
@@ -59,6 +60,20 @@ TEST(Errors, KeywordsMapByPrefixInTableOrderAndEveryCodeHasItsText) {
         printErrCode(code);
     }
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Failed to get kova account\nSystem error\n");
+
+    // What the faces' boundary makes of anything thrown below it.
+    const std::vector<std::pair<std::function<void()>, KOVA_ERRCODE>> thrown = {
+        {[] { throw KovaException(KOVA_ERR_AUTH, "refused"); }, KOVA_ERR_AUTH},
+        {[] { throw std::bad_alloc(); }, KOVA_ERR_SYSTEM},
+        {[] { (void)Json::Value("text").asInt(); }, KOVA_ERR_BAD_JSON},
+        {[] { throw 7; }, KOVA_ERR_UNKNOWN}};
+    for (const auto& [action, code] : thrown) {
+        const auto failed = internal::Capture([&]() -> internal::Status {
+            action();
+            return internal::Done{};
+        });
+        EXPECT_EQ(failed.ok() ? KOVA_ERR_SUCCESS : failed.error().code, code);
+    }
 }
 
 TEST(KovaException, WhatIsTheShortMessageThenAStackCutToFifteenLinesAndCopiesNestIt) {
