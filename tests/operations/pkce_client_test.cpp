@@ -214,7 +214,8 @@ TEST_F(PkceClientTest, ExchangingWaitsForAHeldSaveLockAndReadersRenewOnce) {
     ASSERT_TRUE(quilkova::internal::SaveJsonFile(kHosToken, unnamed).ok());
     EXPECT_EQ(client_.GetAccessToken(), first) << "still valid: no renewal";
     const auto exchange = sim().RequestsTo("/oauth2/token").at(0);
-    EXPECT_EQ(exchange.Header("X-Client-ID"), "hos-client");
+    EXPECT_EQ(exchange.Header("X-Client-ID") + "|" + exchange.Header("Content-Type"),
+              "hos-client|application/x-www-form-urlencoded");
     EXPECT_EQ(exchange.body.rfind("grant_type=authorization_code&code=", 0), 0u) << exchange.body;
     Restamp(kHosToken, 7200);
     const auto tokens = ResultsOf(8, [this] { return client_.GetAccessToken(); });
