@@ -119,6 +119,13 @@ TEST(AllocationFailures, EveryPointOfFailureFailsWithTheOutOfMemoryError) {
         {"set", [] { return QLIBCFileSetKeyValue("/etc/x.conf", "k", "v", "%s=\"%s\"\n") == 0; }},
         {"pkce", [] { char c[44], v[44]; return quil_challenge_verifier_no_save(c, sizeof(c), v, sizeof(v)) == 0; }},
         {"zone", [] { char zone[64]; return QUILZoneGet(zone, sizeof(zone), nullptr) == 0; }},
+        {"lock",
+         [] {
+             int fd = -1;
+             (void)QLIBCFileLockByFile(nullptr, true, &fd);  // another error first: each failure must set its own
+             const bool locked = QLIBCFileLockByFile("/tmp/a.lock", true, &fd);
+             return locked && QLIBCFileUnlockByFile(fd) == 0;
+         }},
         {"schedule",
          [&jobs, &root] {
              const bool saved = QUIL::QUILCrond::ConfigManager("kova", false).Save(jobs);
