@@ -72,14 +72,17 @@ TEST(Processes, RunWithoutAShellWithTheLibrarysEnvironment) {
     EXPECT_EQ(QLIBCExecl("/no/such/program", nullptr), -1);
     EXPECT_EQ(QLIBCExecl("/bin/echo", "$HOME; rm -rf /", nullptr), 0) << "arguments are not shell text";
 
-    // An appliance program is looked for under the root first.
+    // An appliance program is looked for under the root first; its stream is closed with it.
     quilkova::test::WriteScript(root, "/usr/quil/sbin/quilddnsinfo", "echo \"account:$1\"");
+    const auto descriptors = [] { return quilkova::internal::DirectoryEntries("/proc/self/fd").size(); };
+    const size_t before = descriptors();
     FILE* out = QLIBCPopen("/usr/quil/sbin/quilddnsinfo", "r", "--get-quil-account", nullptr);
     ASSERT_NE(out, nullptr);
     char line[256] = {};
     ASSERT_NE(std::fgets(line, sizeof(line), out), nullptr);
     EXPECT_STREQ(line, "account:--get-quil-account\n");
     EXPECT_EQ(QLIBCPclose(out), 0);
+    EXPECT_EQ(descriptors(), before);
     EXPECT_EQ(QLIBCPclose(out), -1) << "closed already";
     // What a piped program leaves running in the background ends with it.
     quilkova::test::WriteScript(root, "/usr/quil/sbin/quilddnsinfo",

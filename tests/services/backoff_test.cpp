@@ -1,6 +1,8 @@
 // The spacing of a client's network attempts while the service is down.
 #include "test_prelude.hpp"
 
+#include <regex>
+
 #include "services/backoff.hpp"
 
 namespace {
@@ -21,7 +23,10 @@ TEST(Backoff, ReadsOnlyBelievableWaitsAndHonoursRetryAfter) {
     for (const auto& [file, waiting] : files) {
         root.WriteFile(kHosBackoff, file);
         EXPECT_EQ(backoff.Read().left.count() > 0, waiting) << file;
-        EXPECT_EQ(CodeOf(backoff.RequireDue()), waiting ? KOVA_ERR_RESPONSE : KOVA_ERR_SUCCESS) << file;
+        const internal::Status due = backoff.RequireDue();
+        EXPECT_EQ(CodeOf(due), waiting ? KOVA_ERR_RESPONSE : KOVA_ERR_SUCCESS) << file;
+        EXPECT_TRUE(!waiting || std::regex_search(due.error().message, std::regex(", at \\d{4}-\\d\\d-\\d\\dT[\\d:]{8}Z$")))
+            << due.error().message;
     }
     // What counts as the service not being there: no answer, 5xx, 429.
     LogCapture log;
