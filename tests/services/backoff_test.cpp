@@ -25,8 +25,8 @@ TEST(Backoff, ReadsOnlyBelievableWaitsAndHonoursRetryAfter) {
         EXPECT_EQ(backoff.Read().left.count() > 0, waiting) << file;
         const internal::Status due = backoff.RequireDue();
         EXPECT_EQ(CodeOf(due), waiting ? KOVA_ERR_RESPONSE : KOVA_ERR_SUCCESS) << file;
-        EXPECT_TRUE(!waiting || std::regex_search(due.error().message, std::regex(", at \\d{4}-\\d\\d-\\d\\dT[\\d:]{8}Z$")))
-            << due.error().message;
+        const std::regex at_utc(", at \\d{4}-\\d\\d-\\d\\dT[\\d:]{8}Z$");
+        EXPECT_TRUE(!waiting || std::regex_search(due.error().message, at_utc)) << due.error().message;
     }
     // What counts as the service not being there: no answer, 5xx, 429.
     LogCapture log;
