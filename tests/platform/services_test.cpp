@@ -186,6 +186,7 @@ TEST(Scheduler, RendersRangesToValuesWithinThemAndFailsWithItsError) {
     jobs[0]["crontab"] = "0 3 * * *";
     ASSERT_TRUE(kova.Remove());
     EXPECT_FALSE(kova.Remove()) << "nothing left to remove";
+    EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_NOT_FOUND);
     ASSERT_EQ(::mkdir(root.Path("/etc/cron.d/quil-kova").c_str(), 0755), 0);
     EXPECT_FALSE(kova.Remove()) << "a rendering it cannot remove";
     EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_FILE_WRITE);

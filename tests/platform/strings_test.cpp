@@ -52,6 +52,7 @@ TEST(PlatformCalls, RefuseBadArgumentsWithTheirLastError) {
     const std::vector<std::pair<const char*, std::function<bool()>>> calls = {
         {"hash set without hash", [] { return QLIBCSzHashSetValue(nullptr, "k", "v") == -1; }},
         {"hash set without key", [hash] { return QLIBCSzHashSetValue(hash, nullptr, "v") == -1; }},
+        {"hash get without key", [hash] { return QLIBCSzHashGetValue(hash, nullptr) == nullptr; }},
         {"list add without text", [list] { return QLIBCSzListAdd(list, nullptr) == -1; }},
         {"notification without tag", [hash] { return QUILSysNotifySendNotifiction(nullptr, hash) == -1; }},
         {"list get below 0", [list] { return QLIBCSzListGet(list, -1) == nullptr; }},
