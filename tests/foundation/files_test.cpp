@@ -121,7 +121,7 @@ TEST(FileLock, ExcludesOtherHoldersReleasesOnRelockingAndNeverFollowsALink) {
 // process: the next locker waits for it, and then locks a lock file of its
 // own at the path, leaving the other name alone.
 // With standard input closed, 0 is the first descriptor a file gets: the
-// key/value write, the lock and the atomic replacement close it again like any other.
+// key/value write, the lock, the atomic replacement and its probe close it again like any other.
 TEST(FileLock, DescriptorZeroIsReleasedLikeAnyOther) {
     TempRoot root;
     ChildProcess child([&root] {
@@ -133,6 +133,7 @@ TEST(FileLock, DescriptorZeroIsReleasedLikeAnyOther) {
             released = lock.Lock(1) && released;
         }
         released = released && zero_free() && internal::ReplaceFileAtomically(root.Path("/etc/y"), "y", 0600) == 0;
+        released = released && zero_free() && internal::ProbeReplaceable(root.Path("/etc/z"), 4096) == 0;
         return released && zero_free() ? 0 : 1;
     });
     EXPECT_EQ(child.Wait(), 0);
