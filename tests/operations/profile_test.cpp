@@ -133,7 +133,7 @@ TEST_F(ProfileTest, TheScanFindsAnAccountBehindEachSourceInOrder) {
     root().WriteFile("/usr/quil/etc/quilrelayd/quilrelayd.conf",
                      R"({"server_alias": {"alias": "ann-nas"}, "server_kova": {"account": "owner@example.com"}})");
     quilkova::test::WriteScript(root(), "/usr/quil/sbin/quilddnsinfo",
-                                "case \"$1\" in --get-quil-account) echo 'owner@example.com  ';;"
+                                "case \"$1\" in --get-quil-account) printf 'owner@example.com  ';;"
                                 " --get-quil-hostname) printf 'ann.quilddns.example \\n\\n';; esac");
     ASSERT_EQ(QUILKOVAAccountScanExisting(result), 0);
     EXPECT_EQ(internal::CompactJson(result),

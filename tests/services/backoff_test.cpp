@@ -16,8 +16,11 @@ TEST(Backoff, ReadsOnlyBelievableWaitsAndHonoursRetryAfter) {
         return "{\"failures\": 2, \"code\": 5, \"message\": \"m\", \"boot_id\": \"" + boot_id +
                "\", \"due_boot_ms\": " + std::to_string(internal::BootMillis() + due_in_ms) + "}";
     };
+    std::ifstream kernel("/proc/sys/kernel/random/boot_id");  // a reboot gives another, which ends every wait
+    std::string boot;
+    std::getline(kernel, boot);
     const std::vector<std::pair<std::string, bool>> files = {
-        {state(internal::BootId(), 10000), true}, {state("another-boot", 10000), false},
+        {state(boot, 10000), true}, {state("another-boot", 10000), false},
         {state(internal::BootId(), 7200 * 1000), false}, {state(internal::BootId(), -1000), false},
         {"{broken", false}, {"[]", false}};
     for (const auto& [file, waiting] : files) {
