@@ -81,6 +81,7 @@ TEST(FileLock, ExcludesOtherHoldersReleasesOnRelockingAndNeverFollowsALink) {
     EXPECT_FALSE(second.Lock(1));
     int fd = -1;
     EXPECT_FALSE(QLIBCFileLockByFile(kLockPath, true, &fd)) << "one try, no wait";
+    EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_BUSY);
     first.Unlock();
     first.Unlock();
     EXPECT_TRUE(second.Lock(1)) << "nothing of the first lock is left";

@@ -67,6 +67,7 @@ TEST_F(LoginTest, RefusalsAndBadParametersStoreNothing) {
         EXPECT_EQ(FailureCode(call(answer)), KOVA_ERR_BAD_PARAM);
     }
     EXPECT_EQ(Sent(kLogin), 1u) << "bad parameters send nothing";
+    EXPECT_TRUE(log.Contains(" Bad Parameters")) << log.Dump();
 }
 
 TEST_F(LoginTest, AnUnknownApiKeyIsReplacedOnceAndAnExpiredOneIsHandedBack) {
