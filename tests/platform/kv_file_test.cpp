@@ -32,6 +32,7 @@ TEST(KeyValueFile, ReadsTheLineSyntaxesItDocuments) {
         EXPECT_EQ(Get("/etc/quilinfo.conf", key), value) << key;
     }
     EXPECT_EQ(Get("/etc/missing.conf", "language"), "");
+    EXPECT_EQ(Get("/etc/quilinfo.conf", "language", 3) + Get("/etc/quilinfo.conf", "language", 1), "en") << "cut to fit";
     EXPECT_EQ(QLIBCFileCheckKeyValue("/etc/quilinfo.conf", "kova_disable_report", "yes", 0), 1);
     EXPECT_EQ(QLIBCFileCheckKeyValue("/etc/quilinfo.conf", "kova_disable_report", "Yes", 0), 0);
     PQLIBCSzList keys = QLIBCSzListAlloc(4);
