@@ -1,11 +1,21 @@
 // The spacing of a client's network attempts while the service is down.
 #include "test_prelude.hpp"
 
-#include <regex>
+#include <algorithm>
+#include <cctype>
 
 #include "services/backoff.hpp"
 
 namespace {
+
+// Whether `text` ends in `shape`, a "0" of which stands for any digit.
+bool EndsInShape(const std::string& text, const std::string& shape) {
+    const auto matches = [](char wanted, char seen) {
+        return wanted == '0' ? std::isdigit(static_cast<unsigned char>(seen)) != 0 : wanted == seen;
+    };
+    return text.size() >= shape.size() &&
+           std::equal(shape.begin(), shape.end(), text.end() - static_cast<std::ptrdiff_t>(shape.size()), matches);
+}
 
 // The wait on record: believed only in the boot that wrote it and up to an
 // hour; a 429 or 5xx sets at least what "Retry-After" asks (seconds or a date).
@@ -28,8 +38,7 @@ TEST(Backoff, ReadsOnlyBelievableWaitsAndHonoursRetryAfter) {
         EXPECT_EQ(backoff.Read().left.count() > 0, waiting) << file;
         const internal::Status due = backoff.RequireDue();
         EXPECT_EQ(CodeOf(due), waiting ? KOVA_ERR_RESPONSE : KOVA_ERR_SUCCESS) << file;
-        const std::regex at_utc(", at \\d{4}-\\d\\d-\\d\\dT[\\d:]{8}Z$");
-        EXPECT_TRUE(!waiting || std::regex_search(due.error().message, at_utc)) << due.error().message;
+        EXPECT_TRUE(!waiting || EndsInShape(due.error().message, ", at 0000-00-00T00:00:00Z")) << due.error().message;
     }
     // What counts as the service not being there: no answer, 5xx, 429.
     LogCapture log;
