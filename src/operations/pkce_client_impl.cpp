@@ -207,6 +207,10 @@ bool PkceClientImpl::HasTokenFile() const {
     return token.ok() || token.error().code != KOVA_ERR_TOKEN;
 }
 
+const Json::Value* PkceClientImpl::OwnerOf(const Json::Value& token) {
+    return token.find(kOwnerMember, kOwnerMember + std::strlen(kOwnerMember));
+}
+
 Result<Json::Value> PkceClientImpl::ReadToken() const {
     Result<Json::Value> token = ReadAnyToken();
     if (!token) {
@@ -214,8 +218,7 @@ Result<Json::Value> PkceClientImpl::ReadToken() const {
     }
     // A file that names no account (saved before files named theirs, or by
     // hand) is taken as the bound account's; the next binding removes it.
-    // Looked up, never added: a reference to a missing member would make one.
-    const Json::Value* owner = token.value().find(kOwnerMember, kOwnerMember + std::strlen(kOwnerMember));
+    const Json::Value* owner = OwnerOf(token.value());
     if (owner != nullptr && (!owner->isString() || owner->asString() != BoundUserId())) {
         return Error{KOVA_ERR_TOKEN, "Failed to find an existed token file"};
     }
@@ -283,7 +286,8 @@ Status PkceClientImpl::ClaimStoredToken(const std::string& user_id) const {
     FileLock lock(LockPath("_save_token"));
     KOVA_TRY_STATUS(TakeLock(lock));
     KOVA_TRY(token, ReadAnyToken());
-    if (token[kOwnerMember] != PendingOwner()) {
+    const Json::Value* owner = OwnerOf(token);
+    if (owner == nullptr || *owner != PendingOwner()) {
         return Done{};  // replaced meanwhile (a rescue of the account bound before): not the login's to claim
     }
     token[kOwnerMember] = user_id;
@@ -306,8 +310,8 @@ void PkceClientImpl::RemoveUnlessIssuedFor(const std::string& user_id) const {
     }
     const Result<Json::Value> token = ReadAnyToken();
     if (token) {
-        const Json::Value& owner = token.value()[kOwnerMember];
-        if (owner.isString() && owner.asString() == user_id) {
+        const Json::Value* owner = OwnerOf(token.value());
+        if (owner != nullptr && owner->isString() && owner->asString() == user_id) {
             return;
         }
     } else if (token.error().code != KOVA_ERR_BAD_JSON) {
@@ -425,8 +429,8 @@ Status PkceClientImpl::Renew(const Json::Value& current) const {
                      internal::StatusMessage("Failed to parse renew token resp", response)};
     }
     // Renewed as the account it was issued for; a file that named none was the bound account's.
-    const Json::Value owner = current.isMember(kOwnerMember) ? current[kOwnerMember] : Json::Value(BoundUserId());
-    KOVA_TRY_STATUS(WriteToken(answer, owner));
+    const Json::Value* owner = OwnerOf(current);
+    KOVA_TRY_STATUS(WriteToken(answer, owner != nullptr ? *owner : Json::Value(BoundUserId())));
     return Done{};
 }
 

@@ -39,6 +39,9 @@ public:
     static constexpr const char* kOwnerMember = "bound_user_id";
     // The owner of a token set obtained for a binding not yet made: no account's.
     static Json::Value PendingOwner() { return Json::Value(false); }
+    // The owner a token file names; null when it names none. Looked up, never
+    // added: operator[] on a mutable value would make the member.
+    static const Json::Value* OwnerOf(const Json::Value& token);
     // The bound account's user id; "" when none is bound or the record cannot be read.
     static std::string BoundUserId();
 

@@ -117,12 +117,9 @@ TEST(FileLock, ExcludesOtherHoldersReleasesOnRelockingAndNeverFollowsALink) {
     }
 }
 
-// A local user may give a held lock file another name, or (as root can) make
-// it someone else's. Either way the lock stays with its holder, another
-// process: the next locker waits for it, and then locks a lock file of its
-// own at the path, leaving the other name alone.
 // With standard input closed, 0 is the first descriptor a file gets: the
-// key/value write, the lock, the atomic replacement and its probe close it again like any other.
+// key/value write, the lock, the atomic replacement and its probe close it
+// again like any other.
 TEST(FileLock, DescriptorZeroIsReleasedLikeAnyOther) {
     TempRoot root;
     ChildProcess child([&root] {
@@ -140,6 +137,10 @@ TEST(FileLock, DescriptorZeroIsReleasedLikeAnyOther) {
     EXPECT_EQ(child.Wait(), 0);
 }
 
+// A local user may give a held lock file another name, or (as root can) make
+// it someone else's. Either way the lock stays with its holder, another
+// process: the next locker waits for it, and then locks a lock file of its
+// own at the path, leaving the other name alone.
 TEST(FileLock, AHeldLockStaysHeldWhateverIsDoneToItsFile) {
     TempRoot root;
     if (::geteuid() != 0) {
