@@ -122,7 +122,6 @@ TEST(AllocationFailures, EveryPointOfFailureFailsWithTheOutOfMemoryError) {
         {"lock",
          [] {
              int fd = -1;
-             (void)QLIBCFileLockByFile(nullptr, true, &fd);  // another error first: each failure must set its own
              const bool locked = QLIBCFileLockByFile("/tmp/a.lock", true, &fd);
              return locked && QLIBCFileUnlockByFile(fd) == 0;
          }},
@@ -138,19 +137,25 @@ TEST(AllocationFailures, EveryPointOfFailureFailsWithTheOutOfMemoryError) {
              PQLIBCSzList list = QLIBCSzListAlloc(1);
              const bool set = hash != nullptr && QLIBCSzHashSetValue(hash, "key", "value") == 0;
              const bool added = set && list != nullptr && QLIBCSzListAdd(list, "value") == 0;
+             const int keys = added ? QLIBCSzHashEnumKey(hash, list) : -1;
              const int count =
                  (hash != nullptr ? QLIBCSzHashCount(hash) : 0) + (list != nullptr ? QLIBCSzListCount(list) : 0);
-             const int made = (set ? 1 : 0) + (added ? 1 : 0);
+             const int made = (set ? 1 : 0) + (added ? 1 : 0) + (keys == 1 ? 1 : 0);
              QLIBCSzHashFree(hash);
              QLIBCSzListFree(list);
-             // Two references: the check's closure needs no allocation.
-             Unlimited([&] { EXPECT_EQ(count, made) << "a failed set or add leaves nothing behind"; });
-             return added;
+             // One reference: the check's closure needs no allocation.
+             const int seen[] = {count, made, keys};
+             Unlimited([&seen] {
+                 EXPECT_EQ(seen[0], seen[1]) << "a failed set, add or listing of the keys leaves nothing behind";
+                 EXPECT_NE(seen[2], 0) << "one key listed, or -1";
+             });
+             return keys == 1;
          }},
     };
     for (const auto& [name, call] : calls) {
         bool succeeded = false;
         for (long allowed = 0; allowed < 500 && !succeeded; ++allowed) {
+            (void)QLIBCSzHashCount(nullptr);  // another error first: each failure must set its own
             g_allocations_left = allowed;
             succeeded = call();
             g_allocations_left = -1;

@@ -87,6 +87,10 @@ TEST_F(PkceClientTest, ATokenIsValidThroughItsLastSecondAndUnreadableMeansExpire
     EXPECT_EQ(CodeOf([&] { client_.GetPkceTokenVal("nothing"); }), KOVA_ERR_TOKEN);
     root().WriteFile(kHosToken, "{broken");
     EXPECT_EQ(CodeOf([&] { client_.GetPkceTokenVal("access_token"); }), KOVA_ERR_BAD_JSON);
+    root().WriteFile("/tmp/planted.json", R"({"access_token": "planted"})");
+    ASSERT_EQ(::unlink(root().Path(kHosToken).c_str()), 0);
+    ASSERT_EQ(::symlink(root().Path("/tmp/planted.json").c_str(), root().Path(kHosToken).c_str()), 0);
+    EXPECT_EQ(CodeOf([&] { client_.GetPkceTokenVal("access_token"); }), KOVA_ERR_TOKEN) << "a link is no file of ours";
     std::filesystem::remove_all(root().Path("/usr/quil/etc/quillion-account/private"));
     root().WriteFile("/usr/quil/etc/quillion-account/private", "a file where the directory belongs");
     EXPECT_EQ(CodeOf([&] { client_.GetPkceTokenVal("access_token"); }), KOVA_ERR_TOKEN) << "no token file";
