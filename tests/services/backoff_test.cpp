@@ -22,23 +22,25 @@ bool EndsInShape(const std::string& text, const std::string& shape) {
 TEST(Backoff, ReadsOnlyBelievableWaitsAndHonoursRetryAfter) {
     TempRoot root;
     const internal::Backoff backoff("hos");
-    const auto state = [](const std::string& boot_id, long long due_in_ms) {
-        return "{\"failures\": 2, \"code\": 5, \"message\": \"m\", \"boot_id\": \"" + boot_id +
+    const auto state = [](const std::string& boot_id, long long due_in_ms, const std::string& code = "4") {
+        return "{\"failures\": 2, " + (code.empty() ? "" : "\"code\": " + code + ", ") +
+               "\"message\": \"m\", \"boot_id\": \"" + boot_id +
                "\", \"due_boot_ms\": " + std::to_string(internal::BootMillis() + due_in_ms) + "}";
     };
     std::ifstream kernel("/proc/sys/kernel/random/boot_id");  // a reboot gives another, which ends every wait
     std::string boot;
     std::getline(kernel, boot);
-    const std::vector<std::pair<std::string, bool>> files = {
-        {state(boot, 10000), true}, {state("another-boot", 10000), false},
-        {state(internal::BootId(), 7200 * 1000), false}, {state(internal::BootId(), -1000), false},
-        {"{broken", false}, {"[]", false}};
-    for (const auto& [file, waiting] : files) {
+    // the file, the code of a call while it is on record (0: no wait)
+    const std::vector<std::pair<std::string, int>> files = {
+        {state(boot, 10000), KOVA_ERR_SEND}, {state(boot, 10000, ""), KOVA_ERR_RESPONSE},
+        {state("another-boot", 10000), 0}, {state(internal::BootId(), 7200 * 1000), 0},
+        {state(internal::BootId(), -1000), 0}, {"{broken", 0}, {"[]", 0}};
+    for (const auto& [file, code] : files) {
         root.WriteFile(kHosBackoff, file);
-        EXPECT_EQ(backoff.Read().left.count() > 0, waiting) << file;
+        EXPECT_EQ(backoff.Read().left.count() > 0, code != 0) << file;
         const internal::Status due = backoff.RequireDue();
-        EXPECT_EQ(CodeOf(due), waiting ? KOVA_ERR_RESPONSE : KOVA_ERR_SUCCESS) << file;
-        EXPECT_TRUE(!waiting || EndsInShape(due.error().message, ", at 0000-00-00T00:00:00Z")) << due.error().message;
+        EXPECT_EQ(CodeOf(due), code) << file;
+        EXPECT_TRUE(code == 0 || EndsInShape(due.error().message, ", at 0000-00-00T00:00:00Z")) << due.error().message;
     }
     // What counts as the service not being there: no answer, 5xx, 429.
     LogCapture log;
