@@ -118,7 +118,18 @@ TEST(AllocationFailures, EveryPointOfFailureFailsWithTheOutOfMemoryError) {
         {"event", [] { return QUILLogSet1(2, 1, 0x13a00002, "", "", "", "") == 0; }},
         {"set", [] { return QLIBCFileSetKeyValue("/etc/x.conf", "k", "v", "%s=\"%s\"\n") == 0; }},
         {"pkce", [] { char c[44], v[44]; return quil_challenge_verifier_no_save(c, sizeof(c), v, sizeof(v)) == 0; }},
-        {"zone", [] { char zone[64]; return QUILZoneGet(zone, sizeof(zone), nullptr) == 0; }},
+        {"zone",
+         [] {
+             char zone[64] = "";
+             PQLIBCSzHash info = QLIBCSzHashAlloc(2);
+             const int got = QUILZoneGet(zone, sizeof(zone), nullptr);
+             const int described = got == 0 && info != nullptr ? QUILZoneGetInfo(zone, info) : -1;
+             const bool seen[] = {got != 0 || std::strcmp(zone, "Pacific/Auckland") == 0,
+                                  described != 0 || QLIBCSzHashGetValue(info, "nameInTZDB") != nullptr};
+             QLIBCSzHashFree(info);
+             Unlimited([&seen] { EXPECT_TRUE(seen[0] && seen[1]) << "a success gives what it says"; });
+             return described == 0;
+         }},
         {"lock",
          [] {
              int fd = -1;
