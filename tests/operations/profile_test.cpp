@@ -173,7 +173,10 @@ TEST_F(ProfileTest, IframeInfoApiKeyRecoveryAndTheStoreClient) {
                                            R"("serial_no":"2150ABCD1234","server_url":")" +
                                                sim().BaseUrl() + "\"}");
 
+    LogCapture registering;
     ASSERT_EQ(QUILKOVAHandleApiKeyError(info, "apikey_not_found"), 0);
+    EXPECT_TRUE(registering.Contains(" ApiKey not found. Register new one.") && !registering.Contains("failed"))
+        << registering.Dump();
     EXPECT_NE(info["api_key"].asString(), key) << "a new key registered and returned";
     const std::string registered = info["api_key"].asString();
     EXPECT_EQ(QUILKOVAHandleApiKeyError(info, "apikey_expired"), -1);

@@ -104,12 +104,16 @@ TEST(Strings, AppendGrowsTheBufferAndTrimTakesBlanksAtBothEnds) {
     EXPECT_EQ(std::string(buffer), expected);
     EXPECT_EQ(QLIBCStrCat(&buffer, &capacity, nullptr), -1);
     std::free(buffer);
+    // Unterminated within its capacity, no buffer, no capacity: refused.
     char unterminated[3] = {'a', 'b', 'c'};
     char* pointer = unterminated;
+    char* none = nullptr;
     size_t size = sizeof(unterminated);
-    EXPECT_EQ(QLIBCStrCat(&pointer, &size, "x"), -1);
-    pointer = nullptr;
-    EXPECT_EQ(QLIBCStrCat(&pointer, &size, "x"), -1);
+    size_t zero = 0;
+    for (const auto& [text, room] : {std::pair<char**, size_t*>{&pointer, &size}, {&none, &size}, {nullptr, &size},
+                                     {&pointer, nullptr}, {&pointer, &zero}}) {
+        EXPECT_EQ(QLIBCStrCat(text, room, "x"), -1);
+    }
 
     for (const auto& [in, out] : {std::pair<const char*, const char*>{"  {\"code\":\"good\"}\r\n", "{\"code\":\"good\"}"},
                                   {"\t\n ", ""}, {"", ""}, {"a b", "a b"}}) {
