@@ -20,12 +20,17 @@
 
 namespace {
 
-std::vector<std::string> CollectArguments(const char* path, va_list args) {
-    std::vector<std::string> argv = {quilplatform::ResolveProgram(path)};
-    for (const char* arg = va_arg(args, const char*); arg != nullptr; arg = va_arg(args, const char*)) {
-        argv.emplace_back(arg);
+// The program and its arguments up to the null; false when memory ran out.
+bool CollectArguments(const char* path, va_list args, std::vector<std::string>& argv) noexcept {
+    try {
+        argv = {quilplatform::ResolveProgram(path)};
+        for (const char* arg = va_arg(args, const char*); arg != nullptr; arg = va_arg(args, const char*)) {
+            argv.emplace_back(arg);
+        }
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
     }
-    return argv;
 }
 
 // The children behind open QLIBCPopen streams.
@@ -41,21 +46,22 @@ int QLIBCExecl(const char* path, ...) {
         QLIBC_FAIL(QLIBC_ERR_BAD_PARAMETERS);
         return -1;
     }
+    std::vector<std::string> argv;
+    va_list args;
+    va_start(args, path);
+    bool in_memory = CollectArguments(path, args, argv);
+    va_end(args);
+    pid_t pid = -1;
     try {
-        va_list args;
-        va_start(args, path);
-        const std::vector<std::string> argv = CollectArguments(path, args);
-        va_end(args);
-        const pid_t pid = quilplatform::StartProcess(argv, {});
-        if (pid < 0) {
-            QLIBC_FAIL(QLIBC_ERR_SYSTEM);
-            return -1;
-        }
-        return quilplatform::WaitProcess(pid);
+        pid = in_memory ? quilplatform::StartProcess(argv, {}) : -1;
     } catch (const std::bad_alloc&) {
-        QLIBC_FAIL(QLIBC_ERR_OUT_OF_MEMORY);
+        in_memory = false;
+    }
+    if (pid < 0) {
+        QLIBC_FAIL(in_memory ? QLIBC_ERR_SYSTEM : QLIBC_ERR_OUT_OF_MEMORY);
         return -1;
     }
+    return quilplatform::WaitProcess(pid);
 }
 
 FILE* QLIBCPopen(const char* path, const char* mode, ...) {
@@ -68,30 +74,36 @@ FILE* QLIBCPopen(const char* path, const char* mode, ...) {
         QLIBC_FAIL(QLIBC_ERR_SYSTEM);
         return nullptr;
     }
+    std::vector<std::string> argv;
+    va_list args;
+    va_start(args, mode);
+    bool in_memory = CollectArguments(path, args, argv);
+    va_end(args);
+    pid_t pid = -1;
     try {
-        va_list args;
-        va_start(args, mode);
-        const std::vector<std::string> argv = CollectArguments(path, args);
-        va_end(args);
-        const pid_t pid = quilplatform::StartProcess(argv, {}, fds[1]);
-        ::close(fds[1]);
-        FILE* stream = pid < 0 ? nullptr : ::fdopen(fds[0], "r");
-        if (stream == nullptr) {
-            ::close(fds[0]);
-            if (pid >= 0) {
-                quilplatform::WaitProcess(pid);
-            }
-            QLIBC_FAIL(QLIBC_ERR_SYSTEM);
-            return nullptr;
-        }
-        const std::lock_guard<std::mutex> lock(g_streams_mutex);
-        g_stream_children[stream] = pid;
-        return stream;
+        pid = in_memory ? quilplatform::StartProcess(argv, {}, fds[1]) : -1;
     } catch (const std::bad_alloc&) {
-        ::close(fds[0]);
-        QLIBC_FAIL(QLIBC_ERR_OUT_OF_MEMORY);
-        return nullptr;
+        in_memory = false;  // nothing was started
     }
+    ::close(fds[1]);
+    FILE* stream = pid < 0 ? nullptr : ::fdopen(fds[0], "r");
+    if (stream != nullptr) {
+        try {
+            const std::lock_guard<std::mutex> lock(g_streams_mutex);
+            g_stream_children[stream] = pid;
+            return stream;
+        } catch (const std::bad_alloc&) {
+            in_memory = false;
+        }
+        std::fclose(stream);  // the program ends on its closed pipe
+    } else {
+        ::close(fds[0]);
+    }
+    if (pid >= 0) {
+        quilplatform::WaitProcess(pid);
+    }
+    QLIBC_FAIL(in_memory ? QLIBC_ERR_SYSTEM : QLIBC_ERR_OUT_OF_MEMORY);
+    return nullptr;
 }
 
 int QLIBCPclose(FILE* stream) {

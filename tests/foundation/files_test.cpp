@@ -26,8 +26,6 @@ Json::Value SampleToken() {
     return token;
 }
 
-size_t OpenDescriptors() { return internal::DirectoryEntries("/proc/self/fd").size(); }
-
 TEST(JsonFiles, SaveThenLoadWithTheModeOfTheLocationNeverThroughALinkAndFailWithoutSecrets) {
     TempRoot root;
     const std::vector<std::pair<const char*, mode_t>> cases = {

@@ -15,6 +15,7 @@
 #include "quilplatform/device.h"
 #include "quilplatform/notify.h"
 #include "quilplatform/pkce.h"
+#include "quilplatform/process.h"
 #include "quilplatform/qlibc_file.h"
 #include "quilplatform/zone.h"
 
@@ -116,6 +117,12 @@ TEST(AllocationFailures, EveryPointOfFailureFailsWithTheOutOfMemoryError) {
              return sent;
          }},
         {"event", [] { return QUILLogSet1(2, 1, 0x13a00002, "", "", "", "") == 0; }},
+        {"program", [] { return QLIBCExecl("/bin/true", nullptr) == 0; }},
+        {"pipe",
+         [] {
+             FILE* out = QLIBCPopen("/bin/true", "r", nullptr);
+             return out != nullptr && QLIBCPclose(out) == 0;
+         }},
         {"set", [] { return QLIBCFileSetKeyValue("/etc/x.conf", "k", "v", "%s=\"%s\"\n") == 0; }},
         {"pkce", [] { char c[44], v[44]; return quil_challenge_verifier_no_save(c, sizeof(c), v, sizeof(v)) == 0; }},
         {"zone",
@@ -167,12 +174,14 @@ TEST(AllocationFailures, EveryPointOfFailureFailsWithTheOutOfMemoryError) {
         bool succeeded = false;
         for (long allowed = 0; allowed < 500 && !succeeded; ++allowed) {
             (void)QLIBCSzHashCount(nullptr);  // another error first: each failure must set its own
+            const size_t descriptors = OpenDescriptors();
             g_allocations_left = allowed;
             succeeded = call();
             g_allocations_left = -1;
             if (!succeeded) {
                 EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_OUT_OF_MEMORY) << name << " after " << allowed << " allocations";
             }
+            EXPECT_EQ(OpenDescriptors(), descriptors) << name << " after " << allowed << " allocations";
         }
         EXPECT_TRUE(succeeded) << name;
     }

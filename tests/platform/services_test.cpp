@@ -74,15 +74,14 @@ TEST(Processes, RunWithoutAShellWithTheLibrarysEnvironment) {
 
     // An appliance program is looked for under the root first; its stream is closed with it.
     quilkova::test::WriteScript(root, "/usr/quil/sbin/quilddnsinfo", "echo \"account:$1\"");
-    const auto descriptors = [] { return quilkova::internal::DirectoryEntries("/proc/self/fd").size(); };
-    const size_t before = descriptors();
+    const size_t before = OpenDescriptors();
     FILE* out = QLIBCPopen("/usr/quil/sbin/quilddnsinfo", "r", "--get-quil-account", nullptr);
     ASSERT_NE(out, nullptr);
     char line[256] = {};
     ASSERT_NE(std::fgets(line, sizeof(line), out), nullptr);
     EXPECT_STREQ(line, "account:--get-quil-account\n");
     EXPECT_EQ(QLIBCPclose(out), 0);
-    EXPECT_EQ(descriptors(), before);
+    EXPECT_EQ(OpenDescriptors(), before);
     EXPECT_EQ(QLIBCPclose(out), -1) << "closed already";
     // What a piped program leaves running in the background ends with it.
     quilkova::test::WriteScript(root, "/usr/quil/sbin/quilddnsinfo",
@@ -230,13 +229,12 @@ TEST(Zone, ComesFromTheSettingsOrTheLocaltimeLinkAndIsCheckedAgainstZoneinfo) {
 // Notifications and events are lines appended, with no descriptor left open.
 TEST(Notifications, AreLinesAppendedKeepingNoDescriptor) {
     TempRoot root;
-    const auto descriptors = [] { return quilkova::internal::DirectoryEntries("/proc/self/fd").size(); };
-    const size_t before = descriptors();
+    const size_t before = OpenDescriptors();
     for (int i = 0; i < 2; ++i) {
         ASSERT_EQ(QUILSysNotifySendNotifiction("Tag", nullptr), 0);
         ASSERT_EQ(QUILLogSet1(1, 2, 3, "a", nullptr, "", ""), 0);
     }
-    EXPECT_EQ(descriptors(), before);
+    EXPECT_EQ(OpenDescriptors(), before);
     const std::string notification = R"({"params":{},"tag":"Tag"})" "\n";
     EXPECT_EQ(root.ReadFile("/var/log/quil/notifications.jsonl"), notification + notification);
     const std::string event = R"({"args":["a","","",""],"event":3,"level":2,"type":1})" "\n";

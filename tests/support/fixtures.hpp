@@ -26,12 +26,16 @@
 #include "quilkova/user.hpp"
 #include "sim/simulator.hpp"
 #include "temp_root.hpp"
+#include "util/atomic_file.hpp"
 
 namespace quilkova::test {
 
 constexpr const char* kRedirect = "/pkce/login";
 constexpr const char* kLogin = "/device/api/password_login";
 constexpr const char* kQuery = "/device/api/user/query";
+
+// The descriptors this process has open.
+inline size_t OpenDescriptors() { return internal::DirectoryEntries("/proc/self/fd").size(); }
 
 // A device file with a serial, a MAC, a model and a firmware; an empty
 // argument leaves that key out.
