@@ -25,7 +25,8 @@ TEST(Backoff, ReadsOnlyBelievableWaitsAndHonoursRetryAfter) {
     const auto state = [](const std::string& boot_id, long long due_in_ms, const std::string& code = "4") {
         return "{\"failures\": 2, " + (code.empty() ? "" : "\"code\": " + code + ", ") +
                "\"message\": \"m\", \"boot_id\": \"" + boot_id +
-               "\", \"due_boot_ms\": " + std::to_string(internal::BootMillis() + due_in_ms) + "}";
+               "\", \"failed_boot_ms\": " + std::to_string(internal::BootMillis()) +
+               ", \"due_boot_ms\": " + std::to_string(internal::BootMillis() + due_in_ms) + "}";
     };
     std::ifstream kernel("/proc/sys/kernel/random/boot_id");  // a reboot gives another, which ends every wait
     std::string boot;
@@ -42,6 +43,10 @@ TEST(Backoff, ReadsOnlyBelievableWaitsAndHonoursRetryAfter) {
         EXPECT_EQ(CodeOf(due), code) << file;
         EXPECT_TRUE(code == 0 || EndsInShape(due.error().message, ", at 0000-00-00T00:00:00Z")) << due.error().message;
     }
+    // A caller that waited reports a failure recorded while it waited, none from before.
+    root.WriteFile(kHosBackoff, state(boot, 10000));
+    EXPECT_EQ(CodeOf(backoff.RequireNoFailureSince(internal::BootMillis() - 60000)), KOVA_ERR_SEND);
+    EXPECT_EQ(CodeOf(backoff.RequireNoFailureSince(internal::BootMillis() + 60000)), KOVA_ERR_SUCCESS);
     // What counts as the service not being there: no answer, 5xx, 429.
     LogCapture log;
     for (const auto& [status, unavailable] : std::vector<std::pair<long, bool>>{
