@@ -20,16 +20,19 @@
 
 namespace {
 
-// The program and its arguments up to the null; false when memory ran out.
-bool CollectArguments(const char* path, va_list args, std::vector<std::string>& argv) noexcept {
+// Starts the program with the arguments up to the null: its pid, or -1 with
+// `in_memory` false when memory ran out and true when the system refused.
+pid_t StartWithArguments(const char* path, va_list args, int stdout_fd, bool& in_memory) noexcept {
     try {
-        argv = {quilplatform::ResolveProgram(path)};
+        std::vector<std::string> argv = {quilplatform::ResolveProgram(path)};
         for (const char* arg = va_arg(args, const char*); arg != nullptr; arg = va_arg(args, const char*)) {
             argv.emplace_back(arg);
         }
-        return true;
+        in_memory = true;
+        return quilplatform::StartProcess(argv, {}, stdout_fd);
     } catch (const std::bad_alloc&) {
-        return false;
+        in_memory = false;
+        return -1;
     }
 }
 
@@ -46,17 +49,11 @@ int QLIBCExecl(const char* path, ...) {
         QLIBC_FAIL(QLIBC_ERR_BAD_PARAMETERS);
         return -1;
     }
-    std::vector<std::string> argv;
+    bool in_memory = false;
     va_list args;
     va_start(args, path);
-    bool in_memory = CollectArguments(path, args, argv);
+    const pid_t pid = StartWithArguments(path, args, -1, in_memory);
     va_end(args);
-    pid_t pid = -1;
-    try {
-        pid = in_memory ? quilplatform::StartProcess(argv, {}) : -1;
-    } catch (const std::bad_alloc&) {
-        in_memory = false;
-    }
     if (pid < 0) {
         QLIBC_FAIL(in_memory ? QLIBC_ERR_SYSTEM : QLIBC_ERR_OUT_OF_MEMORY);
         return -1;
@@ -74,17 +71,11 @@ FILE* QLIBCPopen(const char* path, const char* mode, ...) {
         QLIBC_FAIL(QLIBC_ERR_SYSTEM);
         return nullptr;
     }
-    std::vector<std::string> argv;
+    bool in_memory = false;
     va_list args;
     va_start(args, mode);
-    bool in_memory = CollectArguments(path, args, argv);
+    const pid_t pid = StartWithArguments(path, args, fds[1], in_memory);
     va_end(args);
-    pid_t pid = -1;
-    try {
-        pid = in_memory ? quilplatform::StartProcess(argv, {}, fds[1]) : -1;
-    } catch (const std::bad_alloc&) {
-        in_memory = false;  // nothing was started
-    }
     ::close(fds[1]);
     FILE* stream = pid < 0 ? nullptr : ::fdopen(fds[0], "r");
     if (stream != nullptr) {
