@@ -86,12 +86,12 @@ FILE* QLIBCPopen(const char* path, const char* mode, ...) {
         } catch (const std::bad_alloc&) {
             in_memory = false;
         }
-        std::fclose(stream);  // the program ends on its closed pipe
+        std::fclose(stream);
     } else {
         ::close(fds[0]);
     }
-    if (pid >= 0) {
-        quilplatform::WaitProcess(pid);
+    if (pid >= 0) {  // ended as a closed stream's program is
+        quilplatform::WaitProcess(pid, quilplatform::CurrentWaits().close_grace, quilplatform::Group::kEnded);
     }
     QLIBC_FAIL(in_memory ? QLIBC_ERR_SYSTEM : QLIBC_ERR_OUT_OF_MEMORY);
     return nullptr;
