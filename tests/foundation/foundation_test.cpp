@@ -177,7 +177,7 @@ TEST(UntrustedAnswers, FlagsReadLenientlyAndSentSecretsAreMasked) {
     for (const auto& [key, value] : {std::pair{"code", "c0de"}, {"email", "a@b"}, {"passwd", "p w"}}) {
         quilkova::internal::AddSentSecret(sent, key, value);
     }
-    EXPECT_EQ(quilkova::internal::Redacted("c0de for a@b: p w, p%20w", sent), "*** for a@b: ***, ***");
+    EXPECT_EQ(quilkova::internal::Redacted("c0de for a@b: p w, p%20w, c0de", sent), "*** for a@b: ***, ***, ***");
 
     // A secret sent, held or found under a secret name is masked in every
     // spelling; one too short to mask safely drops the body.
@@ -189,6 +189,7 @@ TEST(UntrustedAnswers, FlagsReadLenientlyAndSentSecretsAreMasked) {
     const std::vector<std::pair<std::string, std::string>> spellings = {
         {R"({"m": "p\u00e4ss\/w\u00F6rd 1!"})", R"({"m": "***!"})"},
         {"m=p%c3%a4ss%2Fw%C3%B6rd+1&n=1", "m=***&n=1"},
+        {"m=p%C3%A4ss%2fw%c3%b6rd+1&n=1", "m=***&n=1"},
         {"refresh_token=r-9&xid_token=x&id_token=i-9", "refresh_token=***&xid_token=x&id_token=***"},
         {R"({"access_token": {"x": "zzz-secret"}, "echo": "zzz-secret"})", R"({"access_token": "***", "echo": "***"})"},
         {R"({"refresh_token": ["r-1", {"a": 2}], "n": 1})", R"({"refresh_token": "***", "n": 1})"},

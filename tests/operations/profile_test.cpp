@@ -192,7 +192,7 @@ TEST_F(ProfileTest, IframeInfoApiKeyRecoveryAndTheStoreClient) {
         ASSERT_EQ(QUILPaymentKoVAAccountGet(email, sizeof(email)), 0);
         EXPECT_STREQ(email, account);
     }
-    for (const auto& [buffer, size] : {std::pair<char*, size_t>{nullptr, 32}, {email, 17}}) {
+    for (const auto& [buffer, size] : {std::pair<char*, size_t>{nullptr, 32}, {email, 17}, {email, 0}}) {
         EXPECT_EQ(FailureCode(QUILPaymentKoVAAccountGet(buffer, size)), KOVA_ERR_BAD_PARAM) << "nothing cut silently";
     }
     root().WriteFile("/usr/quil/etc/quilpayment/store.conf", "account=\"" + std::string(5000, 'a') + "@example.com\"\n");

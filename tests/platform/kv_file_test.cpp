@@ -85,6 +85,7 @@ TEST(KeyValueFile, SetReplacesInPlaceKeepsTheRestAndRefusesWhatWouldCorruptTheFi
     ASSERT_EQ(::unlink(root.Path(kUserConf).c_str()), 0);
     ASSERT_EQ(::symlink(root.Path("/victim").c_str(), root.Path(kUserConf).c_str()), 0);
     char buffer[64];
+    (void)QLIBCFileGetKeyValue(nullptr, "kovaID", buffer, sizeof(buffer), 0);  // another error first
     EXPECT_LT(QLIBCFileGetKeyValue(kUserConf, "kovaID", buffer, sizeof(buffer), 0), 0);
     EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_FILE_READ);
     EXPECT_LT(QLIBCFileSetKeyValue(kUserConf, "kovaID", "attacker", kLine), 0);

@@ -18,7 +18,8 @@ namespace {
 
 std::string Fact(int (*get)(char*, int)) {
     char buffer[64] = {};
-    return get(buffer, sizeof(buffer)) > 0 ? buffer : "<failed>";
+    const int length = get(buffer, sizeof(buffer));
+    return length > 0 ? buffer : length == -1 ? "<failed>" : "<returned " + std::to_string(length) + ">";
 }
 
 TEST(DeviceFacts, ComeFromTheDeviceFileWithTheirFallbacks) {
@@ -239,6 +240,13 @@ TEST(Notifications, AreLinesAppendedKeepingNoDescriptor) {
     EXPECT_EQ(root.ReadFile("/var/log/quil/notifications.jsonl"), notification + notification);
     const std::string event = R"({"args":["a","","",""],"event":3,"level":2,"type":1})" "\n";
     EXPECT_EQ(root.ReadFile("/var/log/quil/events.jsonl"), event + event);
+    // A link planted at the path is not written through.
+    root.WriteFile("/victim", "");
+    ASSERT_EQ(::unlink(root.Path("/var/log/quil/events.jsonl").c_str()), 0);
+    ASSERT_EQ(::symlink(root.Path("/victim").c_str(), root.Path("/var/log/quil/events.jsonl").c_str()), 0);
+    EXPECT_EQ(QUILLogSet1(1, 2, 3, "a", nullptr, "", ""), -1);
+    EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_FILE_OPEN);
+    EXPECT_EQ(root.ReadFile("/victim"), "");
 }
 
 TEST(PkcePair, IsFreshEachTimeAndTheChallengeIsTheVerifiersS256) {

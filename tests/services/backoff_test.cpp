@@ -66,7 +66,8 @@ TEST(Backoff, ReadsOnlyBelievableWaitsAndHonoursRetryAfter) {
     const std::time_t in_a_minute = std::time(nullptr) + 60;
     std::tm utc{};
     std::strftime(date, sizeof(date), "%a, %d %b %Y %H:%M:%S GMT", gmtime_r(&in_a_minute, &utc));
-    for (const auto& [retry_after, seconds] : std::vector<std::pair<std::string, long long>>{{"120", 120}, {date, 60}}) {
+    for (const auto& [retry_after, seconds] : std::vector<std::pair<std::string, long long>>{
+             {"120", 120}, {date, 60}, {"tomorrow", 0}, {std::string(date) + " or later", 0}}) {
         backoff.Clear();
         http::Response busy;
         busy.status_code = 429;
