@@ -194,8 +194,10 @@ TEST_F(QueryTest, TheServiceLogsInAndSyncsAndOnlyTheHostsRefusalUnbindsTheAccoun
         User().SetAuthKey("key-1");
         LastQueried(86400);
         Answer(kQuery, body);
+        LogCapture log;
         EXPECT_EQ(CodeOf([&] { refused_by.GetAndSyncRemoteJsonAccount(); }), code) << body;
         EXPECT_FALSE(root().Exists(kUserConf)) << body;
+        EXPECT_FALSE(log.Contains("Failed to unlink")) << log.Dump();
         User().SetAccountHost(sim().BaseUrl());  // gone with the record
     }
     EXPECT_EQ(CodeOf([&] { service.GetLocalJsonAccount(); }), KOVA_ERR_NO_ACCOUNT);
