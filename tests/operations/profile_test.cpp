@@ -92,6 +92,7 @@ TEST_F(ProfileTest, APasswordChangeWorksAtTheNextLoginAndIsNotifiedOnce) {
 
 TEST_F(ProfileTest, AProfileChangeIsSentFieldByFieldAndReadBackThroughTheQuery) {
     BindOwner();
+    LogCapture log;
     ASSERT_EQ(
         QUILKOVAAccountSetInfo("New Name", nullptr, nullptr, nullptr, "DE", "deu", "Europe/Berlin", 1, 0, 1, "7.3"), 0);
     const auto sent = sim().RequestsTo(kUpdate).at(0);
@@ -103,6 +104,7 @@ TEST_F(ProfileTest, AProfileChangeIsSentFieldByFieldAndReadBackThroughTheQuery) 
     EXPECT_EQ(user.GetName() + " " + user.GetTimezone() + " " + user.GetCriticalVersionList(),
               "New Name Europe/Berlin 7.3");
     EXPECT_TRUE(user.GetIsEnews() && user.GetLastQueryTime() > 1) << "refreshed by the query";
+    EXPECT_FALSE(log.Contains("Cant set")) << log.Dump();
     Json::Value result;
     ASSERT_EQ(QUILKOVAAccountQueryInfo(result, false, false), 0);
     EXPECT_EQ(result["notify_language"], "deu");
@@ -184,6 +186,7 @@ TEST_F(ProfileTest, IframeInfoApiKeyRecoveryAndTheStoreClient) {
     EXPECT_FALSE(root().Exists("/usr/quil/etc/quillion-account/private/apikey")) << "the expired key is discarded";
     EXPECT_EQ(FailureCode(QUILKOVAHandleApiKeyError(info, nullptr)), KOVA_ERR_BAD_PARAM);
     EXPECT_EQ(QUILKOVAHandleApiKeyError(info, "good"), -1);
+    EXPECT_TRUE(registering.Contains(" QUILKOVAHandleApiKeyError failed, error=0")) << registering.Dump();
 
     char email[32];
     EXPECT_EQ(FailureCode(QUILPaymentKoVAAccountGet(email, sizeof(email))), KOVA_ERR_NO_ACCOUNT);

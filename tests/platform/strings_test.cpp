@@ -70,6 +70,8 @@ TEST(PlatformCalls, RefuseBadArgumentsWithTheirLastError) {
         {"plug-in without handle", [] { return QLIBPluginSDKInit("d", "e", nullptr, "") == -1; }},
         {"trim without text", [] { return QLIBCStrTrimSpace(nullptr) == nullptr; }},
         {"key check without path", [] { return QLIBCFileCheckKeyValue(nullptr, "k", "v", 0) == -1; }},
+        {"key check without key", [] { return QLIBCFileCheckKeyValue("/etc/x.conf", nullptr, "v", 0) == -1; }},
+        {"key check without value", [] { return QLIBCFileCheckKeyValue("/etc/x.conf", "k", nullptr, 0) == -1; }},
         {"key read without path", [&buffer] { return QLIBCFileGetKeyValue(nullptr, "k", buffer, 32, 0) == -1; }},
         {"keys without path", [list] { return QLIBCFileGetKeys(nullptr, list) == -1; }},
         {"directory check without path", [] { return QLIBCFileCheckDir(nullptr) == -1; }},

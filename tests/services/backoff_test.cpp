@@ -23,7 +23,7 @@ TEST(Backoff, ReadsOnlyBelievableWaitsAndHonoursRetryAfter) {
     TempRoot root;
     const internal::Backoff backoff("hos");
     const auto state = [](const std::string& boot_id, long long due_in_ms, const std::string& code = "4") {
-        return "{\"failures\": 2, " + (code.empty() ? "" : "\"code\": " + code + ", ") +
+        return "{\"failures\": 1, " + (code.empty() ? "" : "\"code\": " + code + ", ") +
                "\"message\": \"m\", \"boot_id\": \"" + boot_id +
                "\", \"failed_boot_ms\": " + std::to_string(internal::BootMillis()) +
                ", \"due_boot_ms\": " + std::to_string(internal::BootMillis() + due_in_ms) + "}";
