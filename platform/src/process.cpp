@@ -36,6 +36,13 @@ pid_t StartWithArguments(const char* path, va_list args, int stdout_fd, bool& in
     }
 }
 
+// Nobody reads the program any more: one that does not end soon after is
+// ended with its whole group, so a caller never waits on it for ever; and
+// whatever it left running in its group ends with it.
+int EndUnreadProgram(pid_t pid) {
+    return quilplatform::WaitProcess(pid, quilplatform::CurrentWaits().close_grace, quilplatform::Group::kEnded);
+}
+
 // The children behind open QLIBCPopen streams.
 std::mutex g_streams_mutex;
 std::map<FILE*, pid_t> g_stream_children;
@@ -90,8 +97,8 @@ FILE* QLIBCPopen(const char* path, const char* mode, ...) {
     } else {
         ::close(fds[0]);
     }
-    if (pid >= 0) {  // ended as a closed stream's program is
-        quilplatform::WaitProcess(pid, quilplatform::CurrentWaits().close_grace, quilplatform::Group::kEnded);
+    if (pid >= 0) {
+        EndUnreadProgram(pid);
     }
     QLIBC_FAIL(in_memory ? QLIBC_ERR_SYSTEM : QLIBC_ERR_OUT_OF_MEMORY);
     return nullptr;
@@ -110,10 +117,7 @@ int QLIBCPclose(FILE* stream) {
         g_stream_children.erase(found);
     }
     std::fclose(stream);
-    // Nobody reads the program any more: one that does not end soon after is
-    // ended with its whole group, so a caller never waits on it for ever; and
-    // whatever it left running in its group ends with it.
-    return quilplatform::WaitProcess(pid, quilplatform::CurrentWaits().close_grace, quilplatform::Group::kEnded);
+    return EndUnreadProgram(pid);
 }
 
 }  // extern "C"

@@ -219,7 +219,7 @@ Result<Json::Value> PkceClientImpl::ReadToken() const {
     // A file that names no account (saved before files named theirs, or by
     // hand) is taken as the bound account's; the next binding removes it.
     const Json::Value* owner = OwnerOf(token.value());
-    if (owner != nullptr && (!owner->isString() || owner->asString() != BoundUserId())) {
+    if (owner != nullptr && *owner != Json::Value(BoundUserId())) {
         return Error{KOVA_ERR_TOKEN, "Failed to find an existed token file"};
     }
     return token;
@@ -311,7 +311,7 @@ void PkceClientImpl::RemoveUnlessIssuedFor(const std::string& user_id) const {
     const Result<Json::Value> token = ReadAnyToken();
     if (token) {
         const Json::Value* owner = OwnerOf(token.value());
-        if (owner != nullptr && owner->isString() && owner->asString() == user_id) {
+        if (owner != nullptr && *owner == Json::Value(user_id)) {
             return;
         }
     } else if (token.error().code != KOVA_ERR_BAD_JSON) {

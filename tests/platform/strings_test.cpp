@@ -49,6 +49,7 @@ TEST(PlatformCalls, RefuseBadArgumentsWithTheirLastError) {
     PQLIBCSzList list = QLIBCSzListAlloc(4);
     QLIBCSzListAdd(list, "only");
     char buffer[32] = {};
+    PQLIBPLUGIN plugin = nullptr;
     const std::vector<std::pair<const char*, std::function<bool()>>> calls = {
         {"hash set without hash", [] { return QLIBCSzHashSetValue(nullptr, "k", "v") == -1; }},
         {"hash set without key", [hash] { return QLIBCSzHashSetValue(hash, nullptr, "v") == -1; }},
@@ -63,10 +64,10 @@ TEST(PlatformCalls, RefuseBadArgumentsWithTheirLastError) {
         {"zone without room", [&buffer] { return QUILZoneGet(buffer, 0, nullptr) == -1; }},
         {"schedule removal without command", [] { return QUILScheduleRemove(nullptr) == -1; }},
         {"zone info without zone", [hash] { return QUILZoneGetInfo(nullptr, hash) == -1; }},
-        {"plug-in without domain", [] { PQLIBPLUGIN h = nullptr; return QLIBPluginSDKInit(nullptr, "e", &h, "") == -1; }},
-        {"plug-in without event", [] { PQLIBPLUGIN h = nullptr; return QLIBPluginSDKInit("d", nullptr, &h, "") == -1; }},
-        {"plug-in with no event", [] { PQLIBPLUGIN h = nullptr; return QLIBPluginSDKInit("d", "", &h, "") == -1; }},
-        {"plug-in event above", [] { PQLIBPLUGIN h = nullptr; return QLIBPluginSDKInit("d", "e/../..", &h, "") == -1; }},
+        {"plug-in without domain", [&plugin] { return QLIBPluginSDKInit(nullptr, "e", &plugin, "") == -1; }},
+        {"plug-in without event", [&plugin] { return QLIBPluginSDKInit("d", nullptr, &plugin, "") == -1; }},
+        {"plug-in with no event", [&plugin] { return QLIBPluginSDKInit("d", "", &plugin, "") == -1; }},
+        {"plug-in event above", [&plugin] { return QLIBPluginSDKInit("d", "e/../..", &plugin, "") == -1; }},
         {"plug-in without handle", [] { return QLIBPluginSDKInit("d", "e", nullptr, "") == -1; }},
         {"trim without text", [] { return QLIBCStrTrimSpace(nullptr) == nullptr; }},
         {"key check without path", [] { return QLIBCFileCheckKeyValue(nullptr, "k", "v", 0) == -1; }},
