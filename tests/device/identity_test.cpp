@@ -58,6 +58,7 @@ TEST(DeviceToken, IsDerivedFromSerialAccountAndPasswordOnly) {
     EXPECT_EQ(QUILKOVAGetSerialNumber(serial, sizeof(serial)), -1);
     EXPECT_TRUE(log.Contains(" Failed to get serial number from flash. [0x0600 device.cpp:")) << log.Dump();
     EXPECT_EQ(FailureCode(QUILKOVAGetSerialNumber(nullptr, 36)), KOVA_ERR_BAD_PARAM);
+    EXPECT_TRUE(log.Contains(" Wrong parameters")) << log.Dump();
 }
 
 TEST(Identity, TheUserAgentNeverFailsAndHosServiceThrowsTheFactsCodes) {

@@ -148,7 +148,7 @@ TEST(AllocationFailures, EveryPointOfFailureFailsWithTheOutOfMemoryError) {
          [&jobs, &root] {
              const bool saved = QUIL::QUILCrond::ConfigManager("kova", false).Save(jobs);
              Unlimited([&] { EXPECT_TRUE(!saved || root.Exists("/etc/cron.d/quil-kova")) << "said saved, wrote nothing"; });
-             return saved;
+             return saved && QUIL::QUILCrond::ConfigManager("kova", false).Remove();
          }},
         {"hash and list",
          [] {

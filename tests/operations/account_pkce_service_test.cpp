@@ -118,15 +118,19 @@ TEST_F(AccountPkceTest, ANewOwnerNeverGetsThePreviousOwnersTokens) {
     for (const char* package : {"backup", "healthbeacon"}) {
         ASSERT_EQ(owner_of(package_token(package)), "u-1");
     }
-    // A browser login of B whose auth key exchange fails keeps A's token A's.
+    // A browser login of B whose auth key exchange fails keeps A's token A's,
+    // and its log never shows the tokens just obtained.
     const PkcePair pair;
-    Answer(kExchange, "", 500);
+    Answer("/oauth2/token", R"({"access_token": "at-pending-7", "id_token": "it-pending-7", "refresh_token": "rt-pending-7", "expires_in": 3600})");
+    Answer(kExchange, R"({"echo": "rt-pending-7"})");
+    LogCapture log;
     EXPECT_EQ(CodeOf([&] {
                   appliance.Login({"", sim().IssueAuthorizationCode("hos-client", pair.challenge, Redirect(),
                                                                      "next@example.com"),
                                    pair.verifier, Redirect()});
               }),
-              KOVA_ERR_RESPONSE);
+              KOVA_ERR_TOKEN);
+    EXPECT_TRUE(log.Contains(R"({"echo": "***"})") && !log.Contains("rt-pending-7")) << log.Dump();
     EXPECT_EQ(owner_of(appliance.GetAccessToken()), "u-1");
 
     Restamp(kHosToken, 7200);  // A's tokens expired: a renewal would spend A's refresh token

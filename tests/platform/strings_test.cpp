@@ -24,7 +24,9 @@ TEST(Strings, TheHashKeepsInsertionOrderAndFailuresRecordWhereInTheirThread) {
     EXPECT_EQ(QLIBCSzHashGetValue(hash, "nothing"), nullptr);
     PQLIBCSzList keys = QLIBCSzListAlloc(1);
     ASSERT_EQ(QLIBCSzHashEnumKey(hash, keys), 4);
+    EXPECT_EQ(QLIBCSzHashGetValue(hash, "missing"), nullptr);  // another error first
     EXPECT_EQ(QLIBCSzHashEnumKey(hash, nullptr), -1);
+    EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_BAD_PARAMETERS);
     EXPECT_EQ(std::string(QLIBCSzListGet(keys, 0)) + QLIBCSzListGet(keys, 3), "hs_snpasswd");
     EXPECT_EQ(QLIBCSzListGet(keys, 4), nullptr);
     QLIBCSzListFree(keys);

@@ -19,6 +19,7 @@
 #include "foundation/json_utils.hpp"
 #include "foundation/result.hpp"
 #include "foundation/waits.hpp"
+#include "log_capture.hpp"
 #include "platform_waits.hpp"
 #include "quilkova/account_pkce_service.hpp"
 #include "quilkova/kova_exception.hpp"
@@ -167,12 +168,14 @@ protected:
         if (::geteuid() != 0) {
             GTEST_SKIP() << "needs root: every access to the account record raises the process to root";
         }
+        quiet_ = std::make_unique<QuietLog>();
         root_ = std::make_unique<TempRoot>();
     }
     TempRoot& root() { return *root_; }
     std::string UserConf() { return root_->ReadFile(kUserConf); }
 
 private:
+    std::unique_ptr<QuietLog> quiet_;
     std::unique_ptr<TempRoot> root_;
 };
 

@@ -1,12 +1,22 @@
 #ifndef QUILKOVA_TESTS_LOG_CAPTURE_HPP
 #define QUILKOVA_TESTS_LOG_CAPTURE_HPP
 
+#include <gtest/gtest.h>
+
+#include <mutex>
 #include <string>
 #include <vector>
 
 #include "foundation/log.hpp"
 
 namespace quilkova::test {
+
+// The sink in place when no LogCapture is: a QuietLog's while one lives, else
+// none (syslog).
+inline internal::LogSink& DefaultLogSink() {
+    static internal::LogSink sink;
+    return sink;
+}
 
 // Collects the library's log lines instead of sending them to syslog.
 class LogCapture {
@@ -19,7 +29,7 @@ public:
     LogCapture() {
         internal::SetLogSink([this](int priority, const std::string& text) { lines_.push_back({priority, text}); });
     }
-    ~LogCapture() { internal::SetLogSink(nullptr); }
+    ~LogCapture() { internal::SetLogSink(DefaultLogSink()); }
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
 
@@ -44,6 +54,38 @@ public:
 
 private:
     std::vector<Line> lines_;
+};
+
+// For its lifetime, fails the test when the library reports a failure of
+// its own housekeeping (a restore, a removal, a mode, a record it could not
+// keep whole) that the test did not provoke: a test that provokes one holds
+// a LogCapture and checks the line itself.
+class QuietLog {
+public:
+    QuietLog() {
+        DefaultLogSink() = [this](int, const std::string& text) {
+            const std::lock_guard<std::mutex> hold(mutex_);
+            for (const char* phrase : {"Failed to restore", "Failed to clear", "Failed to unlink", "Failed to close",
+                                       "chmod failed", "chown failed", "ERROR: ", "WARNING: ", "Value of ",
+                                       "Unexpected structure", "Failed to save json"}) {
+                if (text.find(phrase) != std::string::npos) {
+                    unexpected_ += "  " + text + "\n";
+                }
+            }
+        };
+        internal::SetLogSink(DefaultLogSink());
+    }
+    ~QuietLog() {
+        DefaultLogSink() = nullptr;
+        internal::SetLogSink(nullptr);
+        EXPECT_EQ(unexpected_, "") << "housekeeping failures nobody provoked";
+    }
+    QuietLog(const QuietLog&) = delete;
+    QuietLog& operator=(const QuietLog&) = delete;
+
+private:
+    std::mutex mutex_;
+    std::string unexpected_;
 };
 
 }  // namespace quilkova::test

@@ -14,6 +14,7 @@ TEST(RootPrefix, PrefixesOnlyWhenSetAndNotEmpty) {
     ::setenv("QUILKOVA_ROOT", "", 1);
     EXPECT_EQ(internal::RootedPath("/etc/quilinfo.conf"), "/etc/quilinfo.conf");
     ::unsetenv("QUILKOVA_ROOT");
+    EXPECT_EQ(internal::RootedPath("/etc/quilinfo.conf"), "/etc/quilinfo.conf");
 }
 
 TEST(CronSchedule, EveryFieldKeepsItsRange) {
@@ -23,7 +24,7 @@ TEST(CronSchedule, EveryFieldKeepsItsRange) {
         {"* * * 13 *", false}, {"* * * * 8", false}, {"0~60 * * * *", false}, {"* * 0~31 * *", false},
         {"* * 1~32 * *", false}, {"* * * * 0~8", false}, {"99 99 99 99 99", false}, {"*/0 * * * *", false},
         {"~ 16~9 * * *", false}, {"~ 9~16 * *", false}, {"x * * * *", false}, {"1,,2 * * * *", false}, {"", false},
-        {",5 * * * *", false}, {"5, * * * *", false}, {"5~5 3~3 * * *", true}};
+        {",5 * * * *", false}, {"5, * * * *", false}, {"007 * * * *", false}, {"5~5 3~3 * * *", true}};
     for (const auto& [schedule, valid] : schedules) {
         EXPECT_EQ(quilkova::internal::IsValidSchedule(schedule), valid) << '"' << schedule << '"';
     }
