@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <new>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -214,10 +213,9 @@ extern "C" int QUILScheduleRemove(const char* command) {
             return -1;
         }
         // "m h dom mon dow user command": the command is what follows six fields.
-        std::istringstream lines(content);
         std::string kept;
         int removed = 0;
-        for (std::string line; std::getline(lines, line);) {
+        for (const std::string& line : quilkova::internal::Pieces(content, '\n')) {
             const std::vector<std::string> words = quilkova::internal::Words(line);
             std::string rest;
             for (size_t i = 6; i < words.size(); ++i) {

@@ -1,6 +1,6 @@
 #include "util/cron_schedule.hpp"
 
-#include <sstream>
+#include <algorithm>
 
 namespace quilkova::internal {
 
@@ -55,8 +55,7 @@ bool ParseCronField(const std::string& field, const CronRange& range, bool& pick
     if (field.empty() || field.front() == ',' || field.back() == ',') {
         return false;
     }
-    std::istringstream items(field);
-    for (std::string item; std::getline(items, item, ',');) {
+    for (const std::string& item : Pieces(field, ',')) {
         if (!IsValidItem(item, range)) {
             return false;
         }
@@ -65,12 +64,24 @@ bool ParseCronField(const std::string& field, const CronRange& range, bool& pick
 }
 
 std::vector<std::string> Words(const std::string& text) {
-    std::istringstream in(text);
+    constexpr const char* kBlanks = " \t\n\v\f\r";
     std::vector<std::string> words;
-    for (std::string word; in >> word;) {
-        words.push_back(word);
+    for (size_t start = text.find_first_not_of(kBlanks); start != std::string::npos;) {
+        const size_t end = text.find_first_of(kBlanks, start);
+        words.push_back(text.substr(start, end == std::string::npos ? end : end - start));
+        start = text.find_first_not_of(kBlanks, end);
     }
     return words;
+}
+
+std::vector<std::string> Pieces(const std::string& text, char separator) {
+    std::vector<std::string> pieces;
+    for (size_t start = 0; start < text.size();) {
+        const size_t end = std::min(text.find(separator, start), text.size());
+        pieces.push_back(text.substr(start, end - start));
+        start = end + 1;
+    }
+    return pieces;
 }
 
 bool IsValidSchedule(const std::string& text, std::vector<std::string>* fields) {

@@ -22,6 +22,11 @@ constexpr CronRange kCronRanges[5] = {{0, 59}, {0, 23}, {1, 31}, {1, 12}, {0, 7}
 
 // The blank-separated words of a line.
 std::vector<std::string> Words(const std::string& text);
+// The pieces of `text` between `separator`s, empty ones included; a final
+// empty piece (after a trailing separator, or of "") is left out, as
+// std::getline leaves it. Unlike a stream, a lack of memory is thrown, never
+// taken for the end of the text.
+std::vector<std::string> Pieces(const std::string& text, char separator);
 
 // A field of the notation; for "~" and "a~b" `pick` receives the bounds to
 // choose from (both the field's range for "~"), else it is left alone.

@@ -95,23 +95,34 @@ TEST(FileLock, ExcludesOtherHoldersReleasesOnRelockingAndNeverFollowsALink) {
     EXPECT_FALSE(FileLock("/tmp/account_directory.lock").Lock(1)) << "a directory is no lock file";
 
     // A link planted at the lock path, or another user's file there, is never
-    // used: root replaces it with a lock file of its own; anyone else fails.
+    // used: root replaces it with a lock file of its own; anyone else (here
+    // uid 4242, at a world-writable sticky /tmp) fails.
     const bool as_root = ::geteuid() == 0;
     root.WriteFile("/etc/shadow-like", "secret\n");
+    ASSERT_EQ(::chmod(root.root().c_str(), 0755) | ::chmod(root.Path("/tmp").c_str(), 01777), 0);
     for (const bool link : {true, as_root ? false : true}) {
-        ::unlink(root.Path(kLockPath).c_str());
-        if (link) {
-            ASSERT_EQ(::symlink(root.Path("/etc/shadow-like").c_str(), root.Path(kLockPath).c_str()), 0);
-        } else {
-            root.WriteFile(kLockPath, "");
-            ASSERT_EQ(::chown(root.Path(kLockPath).c_str(), 4242, 4242), 0);
+        for (const bool by_root : {as_root, false}) {
+            ::unlink(root.Path(kLockPath).c_str());
+            if (link) {
+                ASSERT_EQ(::symlink(root.Path("/etc/shadow-like").c_str(), root.Path(kLockPath).c_str()), 0);
+            } else {
+                root.WriteFile(kLockPath, "");
+                const std::string path = root.Path(kLockPath);
+                ASSERT_EQ(::chmod(path.c_str(), 0666) | ::chown(path.c_str(), 4243, 4243), 0);
+            }
+            ChildProcess child([by_root] {
+                if (!by_root && ::geteuid() == 0 && ::setresuid(4242, 4242, 0) != 0) {
+                    return 2;
+                }
+                LogCapture log;
+                const bool locked = FileLock(kLockPath).Lock(1);
+                const bool logged = log.Contains(std::string(" Failed to open file: ") + kLockPath);
+                return locked == by_root && logged != by_root ? 0 : 1;
+            });
+            EXPECT_EQ(child.Wait(), 0) << link << by_root;
+            EXPECT_EQ(root.ReadFile("/etc/shadow-like"), "secret\n");
+            EXPECT_EQ(root.Mode(kLockPath), by_root || !link ? 0666 : 0777) << "a lock file of our own, or left alone";
         }
-        LogCapture log;
-        FileLock lock(kLockPath);
-        EXPECT_EQ(lock.Lock(1), as_root) << link;
-        EXPECT_EQ(log.Contains(std::string(" Failed to open file: ") + kLockPath), !as_root) << log.Dump();
-        EXPECT_EQ(root.ReadFile("/etc/shadow-like"), "secret\n");
-        EXPECT_EQ(root.Mode(kLockPath), as_root ? 0666 : 0777) << "a lock file of our own";
     }
 }
 

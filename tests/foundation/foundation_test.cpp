@@ -200,6 +200,7 @@ TEST(UntrustedAnswers, FlagsReadLenientlyAndSentSecretsAreMasked) {
         // Overlapping repeats are masked whole; only a backslash starts an escape.
         {R"({"m": "qqqqq", "n": "qqqqu0041", "o": "\/"})", R"({"m": "***", "n": "***u0041", "o": "\/"})"},
         {R"({"m": "surrogate\udb40\udc41!"})", R"({"m": "***!"})"},
+        {R"({"n": 1, "access_token": )", R"({"n": 1, "access_token": )"},  // an answer cut short
     };
     for (const auto& [body, redacted] : spellings) {
         EXPECT_EQ(quilkova::internal::Redacted(body, sent), redacted) << body;

@@ -106,6 +106,7 @@ TEST(AllocationFailures, EveryPointOfFailureFailsWithTheOutOfMemoryError) {
     jobs[0]["period"] = "crontab";
     jobs[0]["crontab"] = "~ 9~16 * * 1~5";
     jobs[0]["cmd_list"].append("/usr/quil/bin/quilkova");
+    root.WriteFile("/etc/crontab", "0 3 * * * root /usr/bin/other\n0 3 * * * root /usr/quil/bin/quilkova\n");
     const std::vector<std::pair<const char*, std::function<bool()>>> calls = {
         {"mac", [] { char mac[24]; return QUILHsinfoCloudServiceGetMacAddress(mac, sizeof(mac)) > 0; }},
         {"notify",
@@ -149,6 +150,12 @@ TEST(AllocationFailures, EveryPointOfFailureFailsWithTheOutOfMemoryError) {
              const bool saved = QUIL::QUILCrond::ConfigManager("kova", false).Save(jobs);
              Unlimited([&] { EXPECT_TRUE(!saved || root.Exists("/etc/cron.d/quil-kova")) << "said saved, wrote nothing"; });
              return saved && QUIL::QUILCrond::ConfigManager("kova", false).Remove();
+         }},
+        {"crontab line",
+         [] {
+             const int removed = QUILScheduleRemove("/usr/quil/bin/quilkova");
+             Unlimited([&removed] { EXPECT_NE(removed, 0) << "the line is there: -1 or removed"; });
+             return removed == 1;
          }},
         {"hash and list",
          [] {

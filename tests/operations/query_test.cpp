@@ -170,7 +170,11 @@ TEST_F(QueryTest, TheServiceLogsInAndSyncsAndOnlyTheHostsRefusalUnbindsTheAccoun
     const AccountService service;
     EXPECT_EQ(service.GetAccountHost() + "|" + AccountService("https://a.example", "").GetAccountHost(),
               sim().BaseUrl() + "|https://a.example");
-    EXPECT_EQ(CodeOf([&] { service.Login("owner@example.com", "wrong"); }), KOVA_ERR_AUTH);
+    {
+        LogCapture log;
+        EXPECT_EQ(CodeOf([&] { service.Login("owner@example.com", "wrong"); }), KOVA_ERR_AUTH);
+        EXPECT_TRUE(log.Contains(" QUILKOVAAccountLogin failed, email=owner@example.com")) << log.Dump();
+    }
     EXPECT_EQ(service.Login("owner@example.com", "s3cret")["auth_key"], "key-1");
     EXPECT_EQ(service.GetLocalJsonAccount()["full_name"], "Ann Owner");
 

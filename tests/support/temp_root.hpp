@@ -1,9 +1,11 @@
 #ifndef QUILKOVA_TESTS_TEMP_ROOT_HPP
 #define QUILKOVA_TESTS_TEMP_ROOT_HPP
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -83,6 +85,27 @@ private:
     std::string root_;
     std::string previous_root_;
     bool had_previous_root_ = false;
+};
+
+// Files of this process take no byte (or no more than `room`) while it lives:
+// a full disk, as root cannot be refused by permissions.
+class NoRoomForFiles {
+public:
+    explicit NoRoomForFiles(rlim_t room = 0) : signal_(std::signal(SIGXFSZ, SIG_IGN)) {
+        ::getrlimit(RLIMIT_FSIZE, &saved_);
+        const rlimit limited{room, saved_.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limited);
+    }
+    ~NoRoomForFiles() {
+        ::setrlimit(RLIMIT_FSIZE, &saved_);
+        std::signal(SIGXFSZ, signal_);
+    }
+    NoRoomForFiles(const NoRoomForFiles&) = delete;
+    NoRoomForFiles& operator=(const NoRoomForFiles&) = delete;
+
+private:
+    rlimit saved_{};
+    void (*signal_)(int);
 };
 
 }  // namespace quilkova::test

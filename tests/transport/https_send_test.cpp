@@ -50,6 +50,13 @@ TEST_F(HttpsSendTest, GetPutsTheSameTextInTheQueryAndSendsTheSerialTwiceWhenGive
     EXPECT_EQ(request.method + " [" + request.body + "]", "GET []");
     EXPECT_EQ(request.query, "hs_sn=OTHER1&hs_token=" + DeviceTokenOf("OTHER1owner@example.compw") +
                                  "&kovaID=owner%40example.com&kovaPW=pw&auth_key=key%201234&hs_sn=OTHER1");
+    // A URL longer than the appliance's buffer is sent cut to it, as it always was.
+    HttpsRequest long_query(sim_.BaseUrl(), "device/api/report", {{"note", std::string(5000, 'n')}});
+    long_query.request.method = 1;
+    sim_.Queue("/device/api/report", {200, "{}", 0, {}});
+    ASSERT_EQ(long_query.Send(), 0);
+    const std::string sent = sim_.BaseUrl() + "/device/api/report?" + sim_.RequestsTo("/device/api/report").at(1).query;
+    EXPECT_EQ(sent.size(), 4095u);
 }
 
 TEST_F(HttpsSendTest, BadRequestsFailBeforeAnyTraffic) {
