@@ -96,32 +96,38 @@ TEST(FileLock, ExcludesOtherHoldersReleasesOnRelockingAndNeverFollowsALink) {
 
     // A link planted at the lock path, or another user's file there, is never
     // used: root replaces it with a lock file of its own; anyone else (here
-    // uid 4242, at a world-writable sticky /tmp) fails.
+    // uid 4242, at a world-writable sticky /tmp) fails. Root's own lock file
+    // serves everyone, even one that others may only read.
     const bool as_root = ::geteuid() == 0;
     root.WriteFile("/etc/shadow-like", "secret\n");
     ASSERT_EQ(::chmod(root.root().c_str(), 0755) | ::chmod(root.Path("/tmp").c_str(), 01777), 0);
-    for (const bool link : {true, as_root ? false : true}) {
+    enum Planted { kLink, kForeign, kRootsReadOnly };
+    for (const Planted planted : {kLink, as_root ? kForeign : kLink, as_root ? kRootsReadOnly : kLink}) {
         for (const bool by_root : {as_root, false}) {
-            ::unlink(root.Path(kLockPath).c_str());
-            if (link) {
-                ASSERT_EQ(::symlink(root.Path("/etc/shadow-like").c_str(), root.Path(kLockPath).c_str()), 0);
+            const std::string path = root.Path(kLockPath);
+            ::unlink(path.c_str());
+            if (planted == kLink) {
+                ASSERT_EQ(::symlink(root.Path("/etc/shadow-like").c_str(), path.c_str()), 0);
             } else {
                 root.WriteFile(kLockPath, "");
-                const std::string path = root.Path(kLockPath);
-                ASSERT_EQ(::chmod(path.c_str(), 0666) | ::chown(path.c_str(), 4243, 4243), 0);
+                const bool foreign = planted == kForeign;
+                ASSERT_EQ(::chmod(path.c_str(), foreign ? 0666 : 0644), 0);
+                ASSERT_EQ(::chown(path.c_str(), foreign ? 4243 : 0, 0), 0);
             }
-            ChildProcess child([by_root] {
+            const bool usable = by_root || planted == kRootsReadOnly;
+            ChildProcess child([by_root, usable] {
                 if (!by_root && ::geteuid() == 0 && ::setresuid(4242, 4242, 0) != 0) {
                     return 2;
                 }
                 LogCapture log;
                 const bool locked = FileLock(kLockPath).Lock(1);
                 const bool logged = log.Contains(std::string(" Failed to open file: ") + kLockPath);
-                return locked == by_root && logged != by_root ? 0 : 1;
+                return locked == usable && logged != usable ? 0 : 1;
             });
-            EXPECT_EQ(child.Wait(), 0) << link << by_root;
+            EXPECT_EQ(child.Wait(), 0) << planted << by_root;
             EXPECT_EQ(root.ReadFile("/etc/shadow-like"), "secret\n");
-            EXPECT_EQ(root.Mode(kLockPath), by_root || !link ? 0666 : 0777) << "a lock file of our own, or left alone";
+            const mode_t mode = planted == kRootsReadOnly ? 0644 : by_root || planted == kForeign ? 0666 : 0777;
+            EXPECT_EQ(root.Mode(kLockPath), mode) << planted << by_root << ": a lock file of our own, or left alone";
         }
     }
 }

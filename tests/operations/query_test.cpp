@@ -44,7 +44,7 @@ TEST_F(QueryTest, TheAgeOfTheLastQueryDecidesWhetherToAsk) {
         long long age;
         bool query_allowed;
         size_t sent;
-    } rows[] = {{0, true, 0},      {299, true, 0},        {7200, false, 0},       {7200, true, 1},
+    } rows[] = {{0, true, 0},      {299, true, 0},        {300, true, 1},         {7200, false, 0},  {7200, true, 1},
                 {86400, false, 1}, {3 * 86400, false, 1}, {-2 * 86400, false, 1}, {-600, false, 0}};
     for (const auto& row : rows) {
         sim().Reset();
