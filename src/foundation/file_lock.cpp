@@ -43,6 +43,9 @@ bool CreateLockFile(const std::string& path) {
     };
     // Most often it is there already: no umask to set, nothing to create.
     int fd = ::open(real_path.c_str(), O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0 && errno == EACCES) {  // root's lock file that we may only read: the platform locks it all the same
+        fd = ::open(real_path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+    }
     if (fd < 0 && errno == ENOENT) {
         fd = internal::OpenMakingParents(real_path, open);
     }
