@@ -87,6 +87,8 @@ TEST(FileLock, ExcludesOtherHoldersReleasesOnRelockingAndNeverFollowsALink) {
     EXPECT_EQ(OpenDescriptors(), descriptors);
     ASSERT_TRUE(QLIBCFileLockByFile(kLockPath, true, &fd));
     EXPECT_EQ(QLIBCFileUnlockByFile(fd), 0);
+    EXPECT_EQ(QLIBCFileUnlockByFile(fd), -1) << "released already";
+    EXPECT_EQ(QLIBCErrGet(), QLIBC_ERR_FILE_LOCK);
     // A path that cannot be a lock file: the lock fails, and says why.
     root.WriteFile("/tmp/plain", "");
     EXPECT_FALSE(QLIBCFileLockByFile("/tmp/plain/x.lock", true, &fd));

@@ -125,7 +125,14 @@ TEST(AllocationFailures, EveryPointOfFailureFailsWithTheOutOfMemoryError) {
              return out != nullptr && QLIBCPclose(out) == 0;
          }},
         {"set", [] { return QLIBCFileSetKeyValue("/etc/x.conf", "k", "v", "%s=\"%s\"\n") == 0; }},
-        {"pkce", [] { char c[44], v[44]; return quil_challenge_verifier_no_save(c, sizeof(c), v, sizeof(v)) == 0; }},
+        {"pkce",
+         [] {
+             char c[44] = "", v[44] = "";
+             const bool made = quil_challenge_verifier_no_save(c, sizeof(c), v, sizeof(v)) == 0;
+             const bool paired[] = {!made || (std::strlen(c) == 43 && std::strlen(v) == 43)};
+             Unlimited([&paired] { EXPECT_TRUE(paired[0]) << "0 gives a pair"; });
+             return made;
+         }},
         {"zone",
          [] {
              char zone[64] = "";

@@ -99,11 +99,13 @@ TEST_F(LoginTest, BrokenAnswersEndInListedCodesAndAnyGoodAnswerIsStoredAsItStand
     const std::vector<std::pair<const char*, int>> broken = {{"<html>502 Bad Gateway</html>", KOVA_ERR_BAD_JSON},
         {R"({"id": "u-1"})", KOVA_ERR_RESPONSE}, {R"(["code", "good"])", KOVA_ERR_RESPONSE},
         {R"({"code": 5})", KOVA_ERR_UNKNOWN}, {R"({"code": {"nested": true}})", KOVA_ERR_UNKNOWN}};
+    LogCapture log;
     for (const auto& [body, code] : broken) {
         Answer(kLogin, body);
         EXPECT_EQ(FailureCode(Login()), code) << body;
         EXPECT_EQ(User().GetUserId(), "") << body;
     }
+    EXPECT_TRUE(log.Contains(" bad response, no code")) << log.Dump();
     // A "good" answer is stored as strings, whatever it holds; only a failed write fails.
     const std::vector<std::tuple<const char*, const char*, const char*>> good = {
         {R"({"code": "good", "id": 1234, "auth_key": "key-1"})", "1234", "key-1"},

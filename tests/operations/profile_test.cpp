@@ -88,6 +88,13 @@ TEST_F(ProfileTest, APasswordChangeWorksAtTheNextLoginAndIsNotifiedOnce) {
     ASSERT_EQ(Update("new@example.com", "n3w", nullptr), 0);
     EXPECT_EQ(sim().RequestsTo(kUpdate).back().FieldNames(), "hs_sn hs_token id auth_key serial_no passwd email")
         << "with the current password, the e-mail travels";
+    // A change the service took but the record has no room for is logged.
+    LogCapture log;
+    {
+        const NoRoomForFiles full;
+        Update(nullptr, nullptr, nullptr, 1);
+    }
+    EXPECT_TRUE(log.Contains(" Cant set kova account")) << log.Dump();
 }
 
 TEST_F(ProfileTest, AProfileChangeIsSentFieldByFieldAndReadBackThroughTheQuery) {
