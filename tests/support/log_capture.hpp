@@ -68,9 +68,9 @@ public:
             for (const char* phrase :
                  {"Failed to restore", "Failed to clear", "Failed to unlink", "Failed to close", "chmod failed",
                   "chown failed", "ERROR: ", "WARNING: ", "Value of ", "Unexpected structure", "Failed to save json",
-                  "Failed to add crontab", "RegisterApiKey failed", "Send notification failed", "Failed to register apikey",
-                  "Failed to set user", "Cant set kova account", "to set time-out", "Failed to do plugin",
-                  "Failed to set notify param", "Failed to send notify"}) {
+                  "Failed to add crontab", "RegisterApiKey failed", "Send notification failed",
+                  "Failed to register apikey", "Failed to set user", "Cant set kova account", "to set time-out",
+                  "Failed to do plugin", "Failed to set notify param", "Failed to send notify"}) {
                 if (text.find(phrase) != std::string::npos) {
                     unexpected_ += "  " + text + "\n";
                 }
