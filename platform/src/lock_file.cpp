@@ -10,21 +10,8 @@
 #include "last_error.hpp"
 #include "quilplatform/qlibc_error.h"
 #include "quilplatform/qlibc_file.h"
+#include "util/atomic_file.hpp"
 #include "util/root_prefix.hpp"
-
-namespace {
-
-int OpenLockFile(const std::string& real_path) {
-    constexpr int kFlags = O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK;
-    int fd = ::open(real_path.c_str(), O_RDWR | kFlags, 0666);
-    if (fd < 0 && errno == EACCES) {
-        // Someone else's lock file that we may only read: flock works on it all the same.
-        fd = ::open(real_path.c_str(), O_RDONLY | kFlags, 0666);
-    }
-    return fd;
-}
-
-}  // namespace
 
 extern "C" {
 
@@ -36,7 +23,9 @@ bool QLIBCFileLockByFile(const char* path, bool exclusive, int* fd) {
     int lock_fd = -1;
     try {
         const std::string real_path = quilkova::internal::RootedPath(path);
-        lock_fd = quilkova::internal::OpenMakingParents(real_path, [&real_path] { return OpenLockFile(real_path); });
+        lock_fd = quilkova::internal::OpenMakingParents(real_path, [&real_path] {
+            return quilkova::internal::OpenLockFile(real_path, O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
+        });
     } catch (const std::bad_alloc&) {
         QLIBC_FAIL(QLIBC_ERR_OUT_OF_MEMORY);
         return false;

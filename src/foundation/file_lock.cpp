@@ -12,6 +12,7 @@
 
 #include "foundation/log.hpp"
 #include "quilplatform/qlibc_file.h"
+#include "util/atomic_file.hpp"
 #include "util/root_prefix.hpp"
 
 namespace quilkova {
@@ -35,17 +36,15 @@ bool IsOurLockFile(const struct stat& info) {
 // file is never removed here, whoever made it: someone may hold it.
 bool CreateLockFile(const std::string& path) {
     const std::string real_path = internal::RootedPath(path);
+    constexpr int kFlags = O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC;
     const auto open = [&real_path] {
         const mode_t saved_umask = ::umask(0011);
-        const int fd = ::open(real_path.c_str(), O_RDWR | O_CREAT | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC, 0666);
+        const int fd = internal::OpenLockFile(real_path, O_CREAT | kFlags);
         ::umask(saved_umask);
         return fd;
     };
     // Most often it is there already: no umask to set, nothing to create.
-    int fd = ::open(real_path.c_str(), O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
-    if (fd < 0 && errno == EACCES) {  // root's lock file that we may only read: the platform locks it all the same
-        fd = ::open(real_path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
-    }
+    int fd = internal::OpenLockFile(real_path, kFlags);
     if (fd < 0 && errno == ENOENT) {
         fd = internal::OpenMakingParents(real_path, open);
     }

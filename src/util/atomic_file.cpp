@@ -256,4 +256,9 @@ int ProbeReplaceable(const std::string& path, off_t room) {
     return error;
 }
 
+int OpenLockFile(const std::string& path, int flags) {
+    const int fd = ::open(path.c_str(), O_RDWR | flags, 0666);
+    return fd < 0 && errno == EACCES ? ::open(path.c_str(), O_RDONLY | flags, 0666) : fd;
+}
+
 }  // namespace quilkova::internal

@@ -45,6 +45,12 @@ int ReplaceFileAtomically(const std::string& path, const std::string& content, m
 // obtained only to be lost to a directory or a disk that cannot take it.
 int ProbeReplaceable(const std::string& path, off_t room);
 
+// Opens the lock file `path` to be locked: read-write, or read-only when it
+// is one this process may only read (flock locks it all the same). `flags`
+// are added to the access mode; a file made has mode 0666 less the umask.
+// The descriptor, or -1 (errno tells why).
+int OpenLockFile(const std::string& path, int flags);
+
 }  // namespace quilkova::internal
 
 #endif

@@ -104,8 +104,11 @@ TEST(FileLock, ExcludesOtherHoldersReleasesOnRelockingAndNeverFollowsALink) {
     root.WriteFile("/etc/shadow-like", "secret\n");
     ASSERT_EQ(::chmod(root.root().c_str(), 0755) | ::chmod(root.Path("/tmp").c_str(), 01777), 0);
     enum Planted { kLink, kForeign, kRootsReadOnly };
-    for (const Planted planted : {kLink, as_root ? kForeign : kLink, as_root ? kRootsReadOnly : kLink}) {
-        for (const bool by_root : {as_root, false}) {
+    const std::vector<Planted> planted_cases =
+        as_root ? std::vector<Planted>{kLink, kForeign, kRootsReadOnly} : std::vector<Planted>{kLink};
+    const std::vector<bool> lockers = as_root ? std::vector<bool>{true, false} : std::vector<bool>{false};
+    for (const Planted planted : planted_cases) {
+        for (const bool by_root : lockers) {
             const std::string path = root.Path(kLockPath);
             ::unlink(path.c_str());
             if (planted == kLink) {

@@ -97,7 +97,8 @@ TEST_F(AccountPkceTest, ANewOwnerNeverGetsThePreviousOwnersTokens) {
     // A browser login of B whose auth key exchange fails keeps A's token A's,
     // and its log never shows the tokens just obtained.
     const PkcePair pair;
-    Answer("/oauth2/token", R"({"access_token": "at-pending-7", "id_token": "it-pending-7", "refresh_token": "rt-pending-7", "expires_in": 3600})");
+    Answer("/oauth2/token", R"({"access_token": "at-pending-7", "id_token": "it-pending-7",
+                                "refresh_token": "rt-pending-7", "expires_in": 3600})");
     Answer(kExchange, R"({"echo": "rt-pending-7"})");
     LogCapture log;
     EXPECT_EQ(CodeOf([&] {

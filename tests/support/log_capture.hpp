@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -64,16 +66,16 @@ class QuietLog {
 public:
     QuietLog() {
         DefaultLogSink() = [this](int, const std::string& text) {
-            const std::lock_guard<std::mutex> hold(mutex_);
-            for (const char* phrase :
-                 {"Failed to restore", "Failed to clear", "Failed to unlink", "Failed to close", "chmod failed",
-                  "chown failed", "ERROR: ", "WARNING: ", "Value of ", "Unexpected structure", "Failed to save json",
-                  "Failed to add crontab", "RegisterApiKey failed", "Send notification failed",
-                  "Failed to register apikey", "Failed to set user", "Cant set kova account", "to set time-out",
-                  "Failed to do plugin", "Failed to set notify param", "Failed to send notify"}) {
-                if (text.find(phrase) != std::string::npos) {
-                    unexpected_ += "  " + text + "\n";
-                }
+            static const char* const kPhrases[] = {
+                "Failed to restore", "Failed to clear", "Failed to unlink", "Failed to close", "chmod failed",
+                "chown failed", "ERROR: ", "WARNING: ", "Value of ", "Unexpected structure", "Failed to save json",
+                "Failed to add crontab", "RegisterApiKey failed", "Send notification failed",
+                "Failed to register apikey", "Failed to set user", "Cant set kova account", "to set time-out",
+                "Failed to do plugin", "Failed to set notify param", "Failed to send notify"};
+            if (std::any_of(std::begin(kPhrases), std::end(kPhrases),
+                            [&text](const char* phrase) { return text.find(phrase) != std::string::npos; })) {
+                const std::lock_guard<std::mutex> hold(mutex_);
+                unexpected_ += "  " + text + "\n";
             }
         };
         internal::SetLogSink(DefaultLogSink());
